@@ -1,0 +1,48 @@
+#ifndef VEXDEP_IPLATFORMIMPL_H
+#define VEXDEP_IPLATFORMIMPL_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Operating-system services behind the platform facade (CPlatformLayer).
+// The order of the operations is part of the interface.
+class IPlatformImpl
+{
+public:
+    virtual bool isZEPHInstalled() = 0;
+    virtual int InstallZeph() = 0;
+    virtual int UninstallZeph() = 0;
+    virtual void* LoadLibrary(const std::string& strName) = 0;
+    virtual void FreeLibrary(void* pHandle) = 0;
+    virtual void* GetProcAddress(void* pHandle, const std::string& strSymbol) = 0;
+    virtual int ExecuteCmd(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs) = 0;
+    virtual int ExecuteCmdNoWait(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs) = 0;
+    virtual void Sleep(int nSeconds) = 0;
+    virtual std::string getCurrentDirectory() = 0;
+    virtual std::string getCurrentProcessDirectory() = 0;
+    virtual bool setCurrentDirectory(const std::string& strPath) = 0;
+    virtual std::vector<std::string> GetFileList(std::string& strDirectory) = 0;
+    virtual std::vector<std::string> GetFileListName(std::string& strDirectory) = 0;
+    virtual bool IsFileExits(const std::string& strName) = 0;
+    virtual bool IsFileExistsAbs(const std::string& strPath) = 0;
+    virtual void* LoadZephLibrary(const std::string& strFileName) = 0;
+    virtual bool isUSBblocklisted() = 0;
+    virtual void unloadUSB() = 0;
+    virtual void* LoadLibrarywithoutCustomization(const std::string& strName) = 0;
+
+    // Runs a command through "/bin/sh -c" in a process group of its own and
+    // waits at most nTimeLimitMs milliseconds for it. When the limit passes,
+    // the whole group receives SIGTERM and, after a short grace period,
+    // SIGKILL. Returns the shell's wait status (as ExecuteCmd does) and sets
+    // bTimedOut when the limit was reached.
+    virtual int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
+                                      bool& bTimedOut) = 0;
+
+protected:
+    // The platform object lives for the whole process and is never deleted
+    // through this interface.
+    ~IPlatformImpl() = default;
+};
+
+#endif // VEXDEP_IPLATFORMIMPL_H

@@ -1,0 +1,72 @@
+#ifndef VEXDEP_LINUXIMPL_H
+#define VEXDEP_LINUXIMPL_H
+
+#include "IPlatformImpl.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// The Linux platform object: shell commands, directories, file tests,
+// directory listings, shared libraries, the hardware-access library, the
+// USB storage module and ESX/ESXi detection.
+//
+// Every command, library load and sleep of the hardware-access and USB
+// operations goes through the virtual operations of the interface, so that
+// the decisions can be exercised without their side effects.
+class CLinuxImpl : public IPlatformImpl
+{
+public:
+    CLinuxImpl() {}
+
+    bool isZEPHInstalled() override;
+    int InstallZeph() override;
+    int UninstallZeph() override;
+    void* LoadLibrary(const std::string& strName) override;
+    void FreeLibrary(void* pHandle) override;
+    void* GetProcAddress(void* pHandle, const std::string& strSymbol) override;
+    int ExecuteCmd(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs) override;
+    int ExecuteCmdNoWait(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs) override;
+    void Sleep(int nSeconds) override;
+    std::string getCurrentDirectory() override;
+    std::string getCurrentProcessDirectory() override;
+    bool setCurrentDirectory(const std::string& strPath) override;
+    std::vector<std::string> GetFileList(std::string& strDirectory) override;
+    std::vector<std::string> GetFileListName(std::string& strDirectory) override;
+    bool IsFileExits(const std::string& strName) override;
+    bool IsFileExistsAbs(const std::string& strPath) override;
+    void* LoadZephLibrary(const std::string& strFileName) override;
+    bool isUSBblocklisted() override;
+    void unloadUSB() override;
+    void* LoadLibrarywithoutCustomization(const std::string& strName) override;
+    int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
+                              bool& bTimedOut) override;
+
+    bool isKOVAZEPHInstalled();
+    bool isESXiSystem();
+    bool isESXSystem();
+    bool isUSBStorageStaticallyLinked();
+
+    static int nZEPHInstallRefCount;
+    static bool bZEPHAlreadyInstalled;
+    static bool bUSBBlocklistCheckDone;
+    static bool bUSBDriverNotLoaded;
+    static bool bUSBDriverLoadedByVEX;
+
+    // How long a timed-out command's process group gets between SIGTERM and
+    // SIGKILL.
+    static const int64_t nTerminateGraceMs;
+
+protected:
+    // The kernel's system name as uname reports it; false when uname fails.
+    virtual bool GetKernelName(std::string& strName);
+    // The file that identifies an ESX host.
+    virtual std::string GetVMwareReleasePath();
+
+private:
+    std::string GetZephLibraryDirectory();
+    bool IsUSBStoragePresent();
+    std::vector<std::string> ListDirectory(std::string& strDirectory, bool bWithDirectory);
+};
+
+#endif // VEXDEP_LINUXIMPL_H

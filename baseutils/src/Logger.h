@@ -1,0 +1,105 @@
+#ifndef VEXDEP_LOGGER_H
+#define VEXDEP_LOGGER_H
+
+#include <cstddef>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+// Name of the marker file: debug logging is switched on only when a file of
+// this name exists in the current working directory.
+extern const std::string strEnableLogFileName;
+// Log file used by the package reader and the SMBIOS reader when they switch
+// logging on.
+extern const std::string strBaseUtilsLogFileName;
+
+// The program's only diagnostic channel: a process-wide singleton that
+// appends time-stamped lines to one file. Off until Initialize opens a file;
+// while off, every call returns at once and writes nothing.
+class CLogger
+{
+public:
+    static CLogger* GetInstance();
+
+    // Opens strPath for writing (truncating it) unless already initialised.
+    // Returns the previous value of the initialised flag: a first,
+    // successful opening yields false.
+    bool Initialize(const std::string& strPath);
+
+    // The part of strPath after its last '/', or the whole text.
+    std::string getFileName(const std::string& strPath);
+
+    void log(const char* pszFile, unsigned int nLine, const std::string& strMessage);
+    // Logs the stream's text, then empties the stream and clears its state.
+    void log(const char* pszFile, unsigned int nLine, std::ostringstream& ossMessage);
+
+    bool IsInitialized() const { return m_bInitialized; }
+
+private:
+    CLogger();
+    CLogger(const CLogger&) = delete;
+    CLogger& operator=(const CLogger&) = delete;
+
+    void WriteLine(const char* pszFile, unsigned int nLine, const std::string& strMessage);
+
+    std::string m_strFileName;
+    std::ofstream m_ofsLog;
+    bool m_bInitialized;
+
+    static CLogger* m_ptrInstance;
+};
+
+namespace vexlog
+{
+// A source file's name without directory and extension, computed at compile
+// time from __FILE__ ("src/LinuxImpl.cpp" gives "LinuxImpl").
+template <std::size_t N>
+struct SourceName
+{
+    char text[N] = {};
+};
+
+template <std::size_t N>
+constexpr SourceName<N> MakeSourceName(const char (&path)[N])
+{
+    std::size_t begin = 0;
+    std::size_t end = N - 1;
+    for (std::size_t i = 0; i + 1 < N; ++i)
+    {
+        if (path[i] == '/')
+        {
+            begin = i + 1;
+            end = N - 1;
+        }
+        else if (path[i] == '.')
+        {
+            end = i;
+        }
+    }
+    SourceName<N> name;
+    for (std::size_t i = begin; i < end; ++i)
+    {
+        name.text[i - begin] = path[i];
+    }
+    return name;
+}
+} // namespace vexlog
+
+// The calling source file's name as the log shows it.
+#define VEXLOG_SOURCE                                                                      \
+    ([]() -> const char* {                                                                 \
+        static constexpr auto kSourceName = vexlog::MakeSourceName(__FILE__);              \
+        return kSourceName.text;                                                           \
+    }())
+
+// Logs one message with the caller's source file and line. The message
+// expression is evaluated only while logging is on.
+#define VEXLOG(message)                                                                    \
+    do                                                                                     \
+    {                                                                                      \
+        CLogger* pVexLogger_ = CLogger::GetInstance();                                     \
+        if (pVexLogger_->IsInitialized())                                                  \
+            pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                          \
+    } while (0)
+
+#endif // VEXDEP_LOGGER_H

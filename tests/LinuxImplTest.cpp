@@ -1,0 +1,727 @@
+#include "LinuxImpl.h"
+#include "Logger.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <map>
+#include <set>
+#include <thread>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using vextest::ReadLogMessages;
+using vextest::ScopedCwd;
+using vextest::TempDir;
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point tStart)
+{
+    return std::chrono::duration<double>(Clock::now() - tStart).count();
+}
+
+bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
+}
+
+// A Linux platform object whose commands, library loads, sleeps, kernel name
+// and release file are scripted, so that the decisions of the hardware-access
+// library, USB storage and ESX logic run without their side effects.
+class FakeLinuxImpl : public CLinuxImpl
+{
+public:
+    int ExecuteCmd(const std::string& strCommand, bool, const int64_t&) override
+    {
+        vCommands.push_back(strCommand);
+        auto it = mCommandResults.find(strCommand);
+        if (it == mCommandResults.end() || it->second.empty())
+        {
+            return 0;
+        }
+        const int nResult = it->second.front();
+        if (it->second.size() > 1)
+        {
+            it->second.pop_front();
+        }
+        return nResult;
+    }
+
+    void* LoadLibrary(const std::string& strName) override
+    {
+        vLoads.push_back(strName);
+        return sLoadable.count(strName) != 0 ? reinterpret_cast<void*>(0x1) : nullptr;
+    }
+
+    void FreeLibrary(void* pHandle) override { vFreed.push_back(pHandle); }
+
+    void Sleep(int nSeconds) override { vSleeps.push_back(nSeconds); }
+
+    std::string getCurrentProcessDirectory() override { return "/pkg/bin/"; }
+
+    std::map<std::string, std::deque<int>> mCommandResults;
+    std::set<std::string> sLoadable;
+    std::vector<std::string> vCommands;
+    std::vector<std::string> vLoads;
+    std::vector<void*> vFreed;
+    std::vector<int> vSleeps;
+    std::string strKernelName = "Linux";
+    std::string strReleasePath = "/nonexistent/vmware-release";
+
+protected:
+    bool GetKernelName(std::string& strName) override
+    {
+        strName = strKernelName;
+        return true;
+    }
+    std::string GetVMwareReleasePath() override { return strReleasePath; }
+};
+
+const char* const kInstall = "/pkg/bin//vextamberinstall.sh install";
+const char* const kUninstall = "/pkg/bin//vextamberinstall.sh uninstall";
+const char* const kLibDir = "/opt/brix/vex64/lib/";
+const char* const kUSBBuiltin =
+    "grep -i \"usb[-_]storage.ko\" /lib/modules/$(uname -r)/modules.builtin  > /dev/null 2>&1";
+const char* const kLsmod = "lsmod | grep usb_storage  > /dev/null 2>&1";
+const char* const kModprobe = "modprobe usb_storage  > /dev/null 2>&1";
+const char* const kRmmod = "rmmod usb_storage  > /dev/null 2>&1";
+
+// The hardware-access and USB counters are process-wide; each test starts
+// them afresh (and runs in its own process besides).
+class LinuxImplStateTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CLinuxImpl::nZEPHInstallRefCount = 0;
+        CLinuxImpl::bZEPHAlreadyInstalled = false;
+        CLinuxImpl::bUSBBlocklistCheckDone = false;
+        CLinuxImpl::bUSBDriverNotLoaded = false;
+        CLinuxImpl::bUSBDriverLoadedByVEX = false;
+        vextest::StartLogging(m_dir.File("baseutils.log"));
+    }
+
+    std::vector<std::string> Log() const { return ReadLogMessages(m_dir.File("baseutils.log")); }
+
+    TempDir m_dir;
+    FakeLinuxImpl m_impl;
+};
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Hardware-access library
+// ---------------------------------------------------------------------------
+
+TEST_F(LinuxImplStateTest, InstallRunsTheScriptWhenTheLibraryIsMissing)
+{
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    EXPECT_EQ(m_impl.vCommands, std::vector<std::string>{kInstall});
+    EXPECT_EQ(m_impl.vLoads, (std::vector<std::string>{std::string(kLibDir) + "libzephpm.so",
+                                                       std::string(kLibDir) + "libzephpm64.so"}));
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         "Load library using /opt/brix/vex64/lib/libzephpm.so",
+                         "Load library using /opt/brix/vex64/lib/libzephpm64.so",
+                         "InstallZeph: Custom Zeph Not Already Present",
+                         std::string("Executimg command: ") + kInstall,
+                         "InstallZeph: Custome Zeph Installed Successfully",
+                     }));
+}
+
+TEST_F(LinuxImplStateTest, TwoInstallsRunTheScriptAtMostOnce)
+{
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    const std::size_t nLoadsAfterFirst = m_impl.vLoads.size();
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    EXPECT_EQ(m_impl.vCommands, std::vector<std::string>{kInstall});
+    EXPECT_EQ(m_impl.vLoads.size(), nLoadsAfterFirst);
+    EXPECT_EQ(CLinuxImpl::nZEPHInstallRefCount, 2);
+}
+
+TEST_F(LinuxImplStateTest, UninstallWithoutInstallLeavesTheCountAtMinusOne)
+{
+    EXPECT_EQ(m_impl.UninstallZeph(), 0);
+    EXPECT_EQ(CLinuxImpl::nZEPHInstallRefCount, -1);
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    // The next install sees a non-zero count and returns without checking.
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    EXPECT_TRUE(m_impl.vLoads.empty());
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_EQ(CLinuxImpl::nZEPHInstallRefCount, 0);
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(LinuxImplStateTest, OnlyTheLastUninstallRunsTheScript)
+{
+    m_impl.InstallZeph();
+    m_impl.InstallZeph();
+    m_impl.vCommands.clear();
+    EXPECT_EQ(m_impl.UninstallZeph(), 0);
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_EQ(m_impl.UninstallZeph(), 0);
+    EXPECT_EQ(m_impl.vCommands, std::vector<std::string>{kUninstall});
+    EXPECT_EQ(Log().back(), "UninstallZeph: Zeph Uninstalled Successfully");
+}
+
+TEST_F(LinuxImplStateTest, LibraryPresentBeforeInstallIsNeverUninstalled)
+{
+    m_impl.sLoadable.insert(std::string(kLibDir) + "libzephpm.so");
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    EXPECT_TRUE(CLinuxImpl::bZEPHAlreadyInstalled);
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_EQ(m_impl.vFreed.size(), 1u);
+    EXPECT_EQ(m_impl.UninstallZeph(), 0);
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         "Load library using /opt/brix/vex64/lib/libzephpm.so",
+                         "ZEPH is installed in the system",
+                         "UninstallZeph: Zeph Uninstalled Successfully",
+                     }));
+}
+
+TEST_F(LinuxImplStateTest, FailedInstallAcceptsTheManagementProductsCopy)
+{
+    m_impl.mCommandResults[kInstall] = {256};
+    m_impl.sLoadable.insert("libzephpm64.so");
+    EXPECT_EQ(m_impl.InstallZeph(), 0);
+    const std::vector<std::string> vLog = Log();
+    EXPECT_TRUE(Contains(vLog, "InstallZeph: Zeph Installation Failed"));
+    EXPECT_EQ(vLog.back(), "InstallZeph: Found KOVA Zeph");
+    EXPECT_EQ(m_impl.vLoads.back(), "libzephpm64.so");
+}
+
+TEST_F(LinuxImplStateTest, FailedInstallWithoutAnyCopyReturnsOne)
+{
+    m_impl.mCommandResults[kInstall] = {256};
+    EXPECT_EQ(m_impl.InstallZeph(), 1);
+    EXPECT_EQ(Log().back(), "InstallZeph: KOVA Zeph Not Present");
+}
+
+TEST_F(LinuxImplStateTest, ESXiUsesItsOwnLibraryDirectory)
+{
+    m_impl.strKernelName = "vmkernel";
+    EXPECT_TRUE(m_impl.isESXiSystem());
+    EXPECT_FALSE(m_impl.isZEPHInstalled());
+    EXPECT_EQ(m_impl.vLoads.front(), "/scratch/opt/brix/vex/lib/libzephpm.so");
+}
+
+TEST_F(LinuxImplStateTest, LoadZephLibraryFallsBackToTheBareName)
+{
+    m_impl.strKernelName = "VMkernel";
+    EXPECT_EQ(m_impl.LoadZephLibrary("libx.so"), nullptr);
+    EXPECT_EQ(m_impl.vLoads, (std::vector<std::string>{"/scratch/opt/brix/vex/lib/libx.so", "libx.so"}));
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         "LoadZephLibrary: Unable to Load libx.so from /opt/brix/vex64/lib/",
+                         "LoadZephLibrary: Unable to Load libx.so from KOVA",
+                     }));
+
+    m_impl.sLoadable.insert("libx.so");
+    EXPECT_NE(m_impl.LoadZephLibrary("libx.so"), nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// ESX detection
+// ---------------------------------------------------------------------------
+
+TEST_F(LinuxImplStateTest, ESXReleaseFileFirstLineDecides)
+{
+    m_impl.strReleasePath = m_dir.File("vmware-release");
+    EXPECT_FALSE(m_impl.isESXSystem()) << "no file";
+
+    vextest::WriteFile(m_impl.strReleasePath, "VMware ESX 4.1 (Kandinsky)\nVMware ESX Server 3\n");
+    EXPECT_TRUE(m_impl.isESXSystem());
+    vextest::WriteFile(m_impl.strReleasePath, "VMware ESX Server 3 (Dali)\n");
+    EXPECT_TRUE(m_impl.isESXSystem());
+    vextest::WriteFile(m_impl.strReleasePath, "VMware ESX 4.0\n");
+    EXPECT_TRUE(m_impl.isESXSystem());
+    vextest::WriteFile(m_impl.strReleasePath, "VMware ESXi 5\n");
+    EXPECT_FALSE(m_impl.isESXSystem());
+    vextest::WriteFile(m_impl.strReleasePath, "something\nVMware ESX 4.1\n");
+    EXPECT_FALSE(m_impl.isESXSystem()) << "only the first line counts";
+
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         "getLinuxOSVer: ESX 4 Found",
+                         "getLinuxOSVer: ESX 3 Found",
+                         "getLinuxOSVer: ESX 4 Found",
+                         "getLinuxOSVer: Unrecognized VMWare Found",
+                         "getLinuxOSVer: Unrecognized VMWare Found",
+                     }));
+}
+
+TEST_F(LinuxImplStateTest, ESXReleaseLineIsCutAt1024Characters)
+{
+    m_impl.strReleasePath = m_dir.File("vmware-release");
+    vextest::WriteFile(m_impl.strReleasePath, std::string(1020, 'x') + "VMware ESX 4\n");
+    EXPECT_FALSE(m_impl.isESXSystem());
+    vextest::WriteFile(m_impl.strReleasePath, std::string(1012, 'x') + "VMware ESX 4\n");
+    EXPECT_TRUE(m_impl.isESXSystem());
+}
+
+TEST(LinuxImplKernel, ThisMachineIsNotESXi)
+{
+    CLinuxImpl impl;
+    EXPECT_FALSE(impl.isESXiSystem());
+}
+
+// ---------------------------------------------------------------------------
+// USB storage module
+// ---------------------------------------------------------------------------
+
+TEST_F(LinuxImplStateTest, BuiltInUSBStorageIsNotBlocklistedAndTouchesNoFlag)
+{
+    m_impl.mCommandResults[kUSBBuiltin] = {0};
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_EQ(m_impl.vCommands, std::vector<std::string>{kUSBBuiltin});
+    EXPECT_FALSE(CLinuxImpl::bUSBBlocklistCheckDone);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverNotLoaded);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         " CLinuxImpl::isUSBblocklisted Start",
+                         " CLinuxImpl::isUSBStorageStaticallyLinked Start",
+                         "CLinuxImpl::isUSBStorageStaticallyLinked usb_storage is built with kernel",
+                     }));
+}
+
+TEST_F(LinuxImplStateTest, ESXAndESXiSkipTheUSBCheck)
+{
+    m_impl.strKernelName = "VMkernel";
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_EQ(Log().back(), " CLinuxImpl::Skipping USB blocklisting check for ESXi and ESX");
+
+    m_impl.strKernelName = "Linux";
+    m_impl.strReleasePath = m_dir.File("vmware-release");
+    vextest::WriteFile(m_impl.strReleasePath, "VMware ESX 4.1\n");
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_TRUE(m_impl.vCommands.empty());
+}
+
+TEST_F(LinuxImplStateTest, ModulePresentAlready)
+{
+    m_impl.mCommandResults[kUSBBuiltin] = {256};
+    m_impl.mCommandResults[kLsmod] = {0};
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_EQ(m_impl.vCommands, (std::vector<std::string>{kUSBBuiltin, kLsmod}));
+    EXPECT_TRUE(CLinuxImpl::bUSBBlocklistCheckDone);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+    EXPECT_EQ(Log(), (std::vector<std::string>{
+                         " CLinuxImpl::isUSBblocklisted Start",
+                         " CLinuxImpl::isUSBStorageStaticallyLinked Start",
+                         " CLinuxImpl::isUSBStorageStaticallyLinked End",
+                         " CLinuxImpl::isUSBblocklisted check is being done for the first time.",
+                         "CLinuxImpl::isUSBblocklisted usb_storage module is already present.",
+                         " CLinuxImpl::isUSBblocklisted End",
+                     }));
+}
+
+TEST_F(LinuxImplStateTest, ModuleLoadedByThisProcessIsUnloadedWithRetries)
+{
+    m_impl.mCommandResults[kUSBBuiltin] = {256};
+    m_impl.mCommandResults[kLsmod] = {256, 0};
+    m_impl.mCommandResults[kModprobe] = {0};
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_TRUE(CLinuxImpl::bUSBDriverLoadedByVEX);
+    EXPECT_TRUE(Contains(Log(), "CLinuxImpl::isUSBblocklisted loading usb_storage module is successful."));
+
+    // A second call answers from the first check.
+    m_impl.vCommands.clear();
+    EXPECT_FALSE(m_impl.isUSBblocklisted());
+    EXPECT_EQ(m_impl.vCommands, std::vector<std::string>{kUSBBuiltin});
+    EXPECT_TRUE(Contains(Log(), " CLinuxImpl::isUSBblocklisted check has already been performed earlier."));
+
+    // rmmod fails twice, then succeeds: two one-second pauses.
+    m_impl.vCommands.clear();
+    m_impl.mCommandResults[kRmmod] = {256, 256, 0};
+    m_impl.unloadUSB();
+    EXPECT_EQ(m_impl.vCommands, (std::vector<std::string>{kRmmod, kRmmod, kRmmod}));
+    EXPECT_EQ(m_impl.vSleeps, (std::vector<int>{1, 1}));
+    EXPECT_FALSE(CLinuxImpl::bUSBBlocklistCheckDone);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverNotLoaded);
+    const std::vector<std::string> vLog = Log();
+    EXPECT_EQ(std::vector<std::string>(vLog.end() - 5, vLog.end()),
+              (std::vector<std::string>{
+                  " CLinuxImpl::unloadUSB usb module need be unloaded",
+                  "CLinuxImpl::unloadUSB unloading usb module is not successful.",
+                  "CLinuxImpl::unloadUSB unloading usb module is not successful.",
+                  "CLinuxImpl::unloadUSB unloading usb module is successful.",
+                  " CLinuxImpl::unloadUSB End",
+              }));
+}
+
+TEST_F(LinuxImplStateTest, UnloadGivesUpAfter59Attempts)
+{
+    CLinuxImpl::bUSBDriverLoadedByVEX = true;
+    m_impl.mCommandResults[kRmmod] = {256};
+    m_impl.unloadUSB();
+    EXPECT_EQ(m_impl.vCommands.size(), 59u);
+    EXPECT_EQ(m_impl.vSleeps.size(), 59u);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+}
+
+TEST_F(LinuxImplStateTest, FailedLoadIsBlocklistedAndUnloadRunsNoRmmod)
+{
+    m_impl.mCommandResults[kUSBBuiltin] = {256};
+    m_impl.mCommandResults[kLsmod] = {256};
+    m_impl.mCommandResults[kModprobe] = {256};
+    EXPECT_TRUE(m_impl.isUSBblocklisted());
+    EXPECT_TRUE(CLinuxImpl::bUSBDriverNotLoaded);
+    EXPECT_TRUE(Contains(Log(), "CLinuxImpl::isUSBblocklisted usb_storage module is not loaded. Attempt to load "
+                                "it was unsuccessful."));
+
+    m_impl.vCommands.clear();
+    m_impl.unloadUSB();
+    EXPECT_TRUE(m_impl.vCommands.empty());
+    EXPECT_FALSE(CLinuxImpl::bUSBBlocklistCheckDone);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverNotLoaded);
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+    const std::vector<std::string> vLog = Log();
+    EXPECT_EQ(std::vector<std::string>(vLog.end() - 3, vLog.end()),
+              (std::vector<std::string>{" CLinuxImpl::unloadUSB Start", " CLinuxImpl::unloadUSB is not required.",
+                                        " CLinuxImpl::unloadUSB End"}));
+}
+
+TEST_F(LinuxImplStateTest, ModprobeSucceedsButModuleStillAbsent)
+{
+    m_impl.mCommandResults[kUSBBuiltin] = {256};
+    m_impl.mCommandResults[kLsmod] = {256};
+    m_impl.mCommandResults[kModprobe] = {0};
+    EXPECT_TRUE(m_impl.isUSBblocklisted());
+    EXPECT_EQ(m_impl.vCommands, (std::vector<std::string>{kUSBBuiltin, kLsmod, kModprobe, kLsmod}));
+    EXPECT_FALSE(CLinuxImpl::bUSBDriverLoadedByVEX);
+}
+
+// ---------------------------------------------------------------------------
+// Commands
+// ---------------------------------------------------------------------------
+
+TEST(LinuxImplCommands, ExecuteCmdReturnsTheRawWaitStatus)
+{
+    CLinuxImpl impl;
+    EXPECT_EQ(impl.ExecuteCmd("true", true, 1000), 0);
+    const int nStatus = impl.ExecuteCmd("exit 3", true, 1000);
+    ASSERT_TRUE(WIFEXITED(nStatus));
+    EXPECT_EQ(WEXITSTATUS(nStatus), 3);
+}
+
+TEST(LinuxImplCommands, ExecuteCmdIgnoresItsTimeLimit)
+{
+    CLinuxImpl impl;
+    const Clock::time_point tStart = Clock::now();
+    EXPECT_EQ(impl.ExecuteCmd("sleep 1.2", false, 100), 0);
+    EXPECT_GE(SecondsSince(tStart), 1.1);
+}
+
+TEST(LinuxImplCommands, ExecuteCmdNoWaitReturnsAtOnce)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    const std::string strMarker = dir.File("done");
+    const Clock::time_point tStart = Clock::now();
+    EXPECT_EQ(impl.ExecuteCmdNoWait("(sleep 0.5; touch " + strMarker + ")", true, 0), 0);
+    EXPECT_LT(SecondsSince(tStart), 0.4);
+    EXPECT_FALSE(vextest::FileExists(strMarker));
+    for (int i = 0; i < 100 && !vextest::FileExists(strMarker); ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_TRUE(vextest::FileExists(strMarker));
+}
+
+TEST(LinuxImplCommands, TimedCommandThatEndsInTimeKeepsItsStatus)
+{
+    CLinuxImpl impl;
+    bool bTimedOut = true;
+    const int nStatus = impl.ExecuteCmdWithTimeout("exit 4", 5000, bTimedOut);
+    EXPECT_FALSE(bTimedOut);
+    ASSERT_TRUE(WIFEXITED(nStatus));
+    EXPECT_EQ(WEXITSTATUS(nStatus), 4);
+}
+
+TEST(LinuxImplCommands, TimedCommandSharesTheStandardStreams)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    bool bTimedOut = false;
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("echo out > " + dir.File("o") + "; pwd > " + dir.File("p"), 5000,
+                                         bTimedOut),
+              0);
+    EXPECT_EQ(vextest::ReadFile(dir.File("o")), "out\n");
+    EXPECT_EQ(vextest::ReadFile(dir.File("p")), vextest::CurrentDirectory() + "\n");
+}
+
+TEST(LinuxImplCommands, TimedCommandIsEndedWithItsWholeProcessGroup)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    // The shell starts a grandchild that would outlive a plain kill of the
+    // shell, and records its process ID.
+    const std::string strPidFile = dir.File("grandchild.pid");
+    const std::string strCommand = "sleep 1000 & echo $! > " + strPidFile + "; wait";
+    bool bTimedOut = false;
+    const Clock::time_point tStart = Clock::now();
+    const int nStatus = impl.ExecuteCmdWithTimeout(strCommand, 500, bTimedOut);
+    const double dElapsed = SecondsSince(tStart);
+    EXPECT_TRUE(bTimedOut);
+    EXPECT_GE(dElapsed, 0.45);
+    EXPECT_LT(dElapsed, 0.5 + 2.0 + 1.0);
+    EXPECT_TRUE(WIFSIGNALED(nStatus));
+    const pid_t nGrandchild = std::stoi(vextest::ReadFile(strPidFile));
+    EXPECT_NE(kill(nGrandchild, 0), 0) << "grandchild " << nGrandchild << " survived";
+}
+
+TEST(LinuxImplCommands, TimedCommandThatIgnoresSIGTERMIsKilled)
+{
+    CLinuxImpl impl;
+    bool bTimedOut = false;
+    const Clock::time_point tStart = Clock::now();
+    const int nStatus = impl.ExecuteCmdWithTimeout("trap '' TERM; while :; do sleep 0.05; done", 300, bTimedOut);
+    EXPECT_TRUE(bTimedOut);
+    ASSERT_TRUE(WIFSIGNALED(nStatus));
+    EXPECT_EQ(WTERMSIG(nStatus), SIGKILL);
+    EXPECT_LT(SecondsSince(tStart), 0.3 + CLinuxImpl::nTerminateGraceMs / 1000.0 + 1.0);
+}
+
+TEST(LinuxImplCommands, BackgroundProcessesLeftBehindAreEnded)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    const std::string strPidFile = dir.File("child.pid");
+    bool bTimedOut = true;
+    const Clock::time_point tStart = Clock::now();
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("sleep 1000 > /dev/null 2>&1 & echo $! > " + strPidFile, 5000, bTimedOut),
+              0);
+    EXPECT_FALSE(bTimedOut);
+    EXPECT_LT(SecondsSince(tStart), 0.5 + CLinuxImpl::nTerminateGraceMs / 1000.0);
+    const pid_t nChild = std::stoi(vextest::ReadFile(strPidFile));
+    EXPECT_NE(kill(nChild, 0), 0) << "background child " << nChild << " survived";
+}
+
+// ---------------------------------------------------------------------------
+// Directories and files
+// ---------------------------------------------------------------------------
+
+TEST(LinuxImplFiles, CurrentDirectoryEndsInASlash)
+{
+    TempDir dir;
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    EXPECT_EQ(impl.getCurrentDirectory(), vextest::CurrentDirectory() + "/");
+}
+
+TEST(LinuxImplFiles, VeryDeepCurrentDirectoryIsReportedWhole)
+{
+    TempDir dir;
+    std::string strPath = dir.Path();
+    while (strPath.size() < 2300)
+    {
+        strPath += "/" + std::string(100, 'd');
+        vextest::MakeDirectory(strPath);
+    }
+    ScopedCwd cwd(strPath);
+    CLinuxImpl impl;
+    EXPECT_EQ(impl.getCurrentDirectory(), vextest::CurrentDirectory() + "/");
+}
+
+TEST(LinuxImplFiles, SetCurrentDirectoryOnAMissingDirectoryReturnsTrueAndStays)
+{
+    TempDir dir;
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    const std::string strBefore = vextest::CurrentDirectory();
+    EXPECT_TRUE(impl.setCurrentDirectory(dir.File("does-not-exist")));
+    EXPECT_EQ(vextest::CurrentDirectory(), strBefore);
+}
+
+TEST(LinuxImplFiles, SetCurrentDirectoryChanges)
+{
+    TempDir dir;
+    vextest::MakeDirectory(dir.File("sub"));
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    EXPECT_TRUE(impl.setCurrentDirectory("sub"));
+    EXPECT_EQ(impl.getCurrentDirectory(), vextest::CurrentDirectory() + "/");
+    EXPECT_EQ(vextest::CurrentDirectory().substr(vextest::CurrentDirectory().size() - 4), "/sub");
+}
+
+TEST(LinuxImplFiles, ProcessDirectoryIsTheExecutablesDirectory)
+{
+    CLinuxImpl impl;
+    char szExe[4096] = {};
+    ASSERT_GT(readlink("/proc/self/exe", szExe, sizeof(szExe) - 1), 0);
+    std::string strExe(szExe);
+    EXPECT_EQ(impl.getCurrentProcessDirectory(), strExe.substr(0, strExe.rfind('/') + 1));
+}
+
+TEST(LinuxImplFiles, RelativeNamesResolveAlikeAbsoluteOnlyForIsFileExistsAbs)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("inv.xml"), "<x/>");
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    EXPECT_TRUE(impl.IsFileExits("inv.xml"));
+    EXPECT_TRUE(impl.IsFileExistsAbs("inv.xml"));
+    EXPECT_FALSE(impl.IsFileExits("missing.xml"));
+    EXPECT_FALSE(impl.IsFileExistsAbs("missing.xml"));
+
+    // An absolute name is joined below the working directory by IsFileExits.
+    EXPECT_TRUE(impl.IsFileExistsAbs(dir.File("inv.xml")));
+    EXPECT_FALSE(impl.IsFileExits(dir.File("inv.xml")));
+    vextest::MakeDirectory(dir.File("sub"));
+    vextest::WriteFile(dir.File("sub/x"), "");
+    EXPECT_TRUE(impl.IsFileExits("/sub/x"));
+    EXPECT_FALSE(impl.IsFileExistsAbs("/sub/x"));
+}
+
+TEST(LinuxImplFiles, FileTestsLogTheirPaths)
+{
+    TempDir dir;
+    vextest::StartLogging(dir.File("baseutils.log"));
+    vextest::WriteFile(dir.File("inv.xml"), "<x/>");
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    impl.IsFileExits("inv.xml");
+    impl.IsFileExistsAbs("nope");
+    const std::string strCwd = vextest::CurrentDirectory();
+    EXPECT_EQ(ReadLogMessages(dir.File("baseutils.log")),
+              (std::vector<std::string>{"CLinuxImpl::IsFileExistsAbs() File name " + strCwd + "/inv.xml exist",
+                                        "CLinuxImpl::IsFileExistsAbs() File name nope doesnt exist"}));
+    const std::vector<std::string> vLines = vextest::ReadLogLines(dir.File("baseutils.log"));
+    EXPECT_EQ(vLines[0].substr(0, 35), "[TIME] :                 LinuxImpl:");
+}
+
+TEST(LinuxImplFiles, DirectoryWithOnlyDotEntriesListsNothing)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strDir = dir.Path();
+    EXPECT_TRUE(impl.GetFileList(strDir).empty());
+    EXPECT_TRUE(impl.GetFileListName(strDir).empty());
+}
+
+TEST(LinuxImplFiles, ListingsGiveFilesAndSubdirectories)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("a.xml"), "");
+    vextest::MakeDirectory(dir.File("rel1"));
+    CLinuxImpl impl;
+    std::string strDir = dir.Path();
+    std::vector<std::string> vFull = impl.GetFileList(strDir);
+    std::vector<std::string> vNames = impl.GetFileListName(strDir);
+    std::sort(vFull.begin(), vFull.end());
+    std::sort(vNames.begin(), vNames.end());
+    EXPECT_EQ(vFull, (std::vector<std::string>{dir.File("a.xml"), dir.File("rel1")}));
+    EXPECT_EQ(vNames, (std::vector<std::string>{"a.xml", "rel1"}));
+}
+
+TEST(LinuxImplFiles, EmptyDirectoryArgumentMeansTheWorkingDirectory)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("only"), "");
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    std::string strDir;
+    EXPECT_EQ(impl.GetFileList(strDir), std::vector<std::string>{"./only"});
+    EXPECT_EQ(strDir, ".");
+    std::string strDir2;
+    EXPECT_EQ(impl.GetFileListName(strDir2), std::vector<std::string>{"only"});
+}
+
+TEST(LinuxImplFiles, MissingDirectoryListsNothing)
+{
+    CLinuxImpl impl;
+    std::string strDir = "/nonexistent/directory";
+    EXPECT_TRUE(impl.GetFileList(strDir).empty());
+    EXPECT_TRUE(impl.GetFileListName(strDir).empty());
+}
+
+// ---------------------------------------------------------------------------
+// Shared libraries
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// Refuses every path in the file test, to show that a path with "/" is
+// checked before the dynamic loader is asked.
+class NoFilesLinuxImpl : public CLinuxImpl
+{
+public:
+    bool IsFileExistsAbs(const std::string& strPath) override
+    {
+        vAsked.push_back(strPath);
+        return false;
+    }
+    std::vector<std::string> vAsked;
+};
+
+std::string LibmPath()
+{
+    for (const char* pszPath : {"/lib/x86_64-linux-gnu/libm.so.6", "/usr/lib/x86_64-linux-gnu/libm.so.6",
+                                "/lib64/libm.so.6", "/usr/lib64/libm.so.6", "/lib/aarch64-linux-gnu/libm.so.6"})
+    {
+        if (vextest::FileExists(pszPath))
+        {
+            return pszPath;
+        }
+    }
+    return "";
+}
+} // namespace
+
+TEST(LinuxImplLibraries, BareNameIsLeftToTheLoaderSearch)
+{
+    CLinuxImpl impl;
+    void* pHandle = impl.LoadLibrary("libm.so.6");
+    ASSERT_NE(pHandle, nullptr);
+    EXPECT_NE(impl.GetProcAddress(pHandle, "cos"), nullptr);
+    EXPECT_EQ(impl.GetProcAddress(pHandle, "no_such_symbol_here"), nullptr);
+    impl.FreeLibrary(pHandle);
+}
+
+TEST(LinuxImplLibraries, PathIsTestedBeforeTheLoaderIsAsked)
+{
+    const std::string strLibm = LibmPath();
+    if (strLibm.empty())
+    {
+        GTEST_SKIP() << "no libm.so.6 at a known path";
+    }
+    CLinuxImpl real;
+    void* pHandle = real.LoadLibrary(strLibm);
+    EXPECT_NE(pHandle, nullptr);
+    real.FreeLibrary(pHandle);
+
+    NoFilesLinuxImpl refusing;
+    EXPECT_EQ(refusing.LoadLibrary(strLibm), nullptr);
+    EXPECT_EQ(refusing.vAsked, std::vector<std::string>{strLibm});
+    EXPECT_EQ(refusing.LoadLibrarywithoutCustomization(strLibm), nullptr);
+    EXPECT_EQ(refusing.vAsked.size(), 2u);
+}
+
+TEST(LinuxImplLibraries, MissingPathGivesNull)
+{
+    CLinuxImpl impl;
+    EXPECT_EQ(impl.LoadLibrary("/nonexistent/libnothing.so"), nullptr);
+    EXPECT_EQ(impl.LoadLibrary("libnothing-at-all.so"), nullptr);
+}
+
+TEST(LinuxImplLibraries, NullHandlesAreHarmless)
+{
+    CLinuxImpl impl;
+    impl.FreeLibrary(nullptr);
+    EXPECT_EQ(impl.GetProcAddress(nullptr, "cos"), nullptr);
+}
+
+TEST(LinuxImplSleep, SleepsWholeSeconds)
+{
+    CLinuxImpl impl;
+    const Clock::time_point tStart = Clock::now();
+    impl.Sleep(1);
+    EXPECT_GE(SecondsSince(tStart), 0.95);
+}

@@ -1,0 +1,255 @@
+#include "Logger.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+using vextest::ReadFile;
+using vextest::ReadLogLines;
+using vextest::TempDir;
+
+namespace
+{
+// Every test here runs in its own process (see tests/CMakeLists.txt): the
+// logger is a process-wide singleton that cannot be switched off again.
+class LoggerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(CLogger::GetInstance()->IsInitialized())
+            << "the logger is already on in this process: run this test on its own (ctest does)";
+    }
+
+    TempDir m_dir;
+};
+} // namespace
+
+TEST_F(LoggerTest, GetInstanceAlwaysReturnsTheSameObject)
+{
+    CLogger* pFirst = CLogger::GetInstance();
+    ASSERT_NE(pFirst, nullptr);
+    EXPECT_EQ(pFirst, CLogger::GetInstance());
+}
+
+TEST_F(LoggerTest, GlobalFileNames)
+{
+    EXPECT_EQ(strEnableLogFileName, "vexdebuglog");
+    EXPECT_EQ(strBaseUtilsLogFileName, "baseutils.log");
+}
+
+TEST_F(LoggerTest, LogWritesNothingWhileOff)
+{
+    vextest::ScopedCwd cwd(m_dir.Path());
+    CLogger::GetInstance()->log("DependenciesChecker", 1, std::string("lost"));
+    std::ostringstream oss;
+    oss << "also lost";
+    CLogger::GetInstance()->log("DependenciesChecker", 2, oss);
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("debug.log")));
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+TEST_F(LoggerTest, FirstSuccessfulInitializeReturnsFalseAndLaterCallsTrue)
+{
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
+    EXPECT_TRUE(pLogger->IsInitialized());
+    EXPECT_TRUE(pLogger->Initialize(m_dir.File("dependency.log")));
+    pLogger->log("x", 1, std::string("message"));
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("dependency.log")));
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).size(), 1u);
+}
+
+TEST_F(LoggerTest, FailedInitializeReturnsFalseStaysOffAndMayBeRetried)
+{
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("missing-directory/baseutils.log")));
+    EXPECT_FALSE(pLogger->IsInitialized());
+    pLogger->log("x", 1, std::string("dropped"));
+
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("second.log")));
+    EXPECT_TRUE(pLogger->IsInitialized());
+    pLogger->log("x", 2, std::string("kept"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("second.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vextest::MessageOf(vLines[0]), "kept");
+}
+
+TEST_F(LoggerTest, InitializeTruncatesAnExistingLog)
+{
+    vextest::WriteFile(m_dir.File("baseutils.log"), "old content of an earlier run\n");
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    EXPECT_EQ(ReadFile(m_dir.File("baseutils.log")), "");
+}
+
+TEST_F(LoggerTest, WholeLineLayoutByteForByte)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("/src/Dependency/src/DependenciesChecker", 114,
+                                std::string("CDependenciesChecker::Process Start "));
+    const std::string strLog = ReadFile(m_dir.File("baseutils.log"));
+    // Only the time stamp is masked; everything else is compared exactly.
+    const std::regex stamp(R"(^\[\d{4}-\d{2}-\d{2}T\d{2}:\d{2}:\d{2}\] )");
+    ASSERT_TRUE(std::regex_search(strLog, stamp)) << strLog;
+    EXPECT_EQ(std::regex_replace(strLog, stamp, "[T] "),
+              "[T] :       DependenciesChecker:  114: CDependenciesChecker::Process Start \n");
+}
+
+TEST_F(LoggerTest, TimeStampIsLocalTimeOfTheWrite)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    const std::time_t tBefore = std::time(nullptr);
+    CLogger::GetInstance()->log("f", 1, std::string("m"));
+    const std::string strLog = ReadFile(m_dir.File("baseutils.log"));
+    std::tm tmStamp = {};
+    ASSERT_NE(strptime(strLog.c_str(), "[%Y-%m-%dT%H:%M:%S]", &tmStamp), nullptr) << strLog;
+    tmStamp.tm_isdst = -1;
+    const std::time_t tStamp = std::mktime(&tmStamp);
+    EXPECT_LE(std::abs(std::difftime(tStamp, tBefore)), 2.0);
+}
+
+TEST_F(LoggerTest, FileArgumentWithoutSlashIsWrittenWhole)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("LinuxImpl", 7, std::string("m"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vLines[0], "[TIME] :                 LinuxImpl:    7: m");
+}
+
+TEST_F(LoggerTest, FileArgumentEndingInSlashGivesAnEmptyPaddedField)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("some/dir/", 12, std::string("m"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vLines[0], "[TIME] : " + std::string(25, ' ') + ":   12: m");
+}
+
+TEST_F(LoggerTest, LongFileNameIsWrittenWhole)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    const std::string strName(30, 'n');
+    CLogger::GetInstance()->log(strName.c_str(), 3, std::string("m"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vLines[0], "[TIME] : " + strName + ":    3: m");
+}
+
+TEST_F(LoggerTest, LineNumberWiderThanFiveDigitsWidensTheLine)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("Logger", 1234567, std::string("m"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vLines[0], "[TIME] :                    Logger:1234567: m");
+}
+
+TEST_F(LoggerTest, MessagesKeepTrailingBlanks)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("f", 1, std::string("ends in blanks  "));
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).at(0), "[TIME] :                         f:    1: ends in blanks  ");
+}
+
+TEST_F(LoggerTest, EveryLineIsFlushedAsItIsWritten)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    for (unsigned int n = 1; n <= 3; ++n)
+    {
+        CLogger::GetInstance()->log("f", n, std::string("line ") + std::to_string(n));
+        // Read back while the logger still holds the file open.
+        EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).size(), n);
+    }
+}
+
+TEST_F(LoggerTest, StreamOverloadLogsThenEmptiesTheStreamAndClearsItsState)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    std::ostringstream oss;
+    oss << "first " << 42;
+    oss.setstate(std::ios::failbit);
+    CLogger::GetInstance()->log("f", 1, oss);
+    EXPECT_EQ(oss.str(), "");
+    EXPECT_TRUE(oss.good());
+
+    oss << "second";
+    CLogger::GetInstance()->log("f", 2, oss);
+    EXPECT_EQ(oss.str(), "");
+
+    const std::vector<std::string> vMessages = vextest::ReadLogMessages(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vMessages.size(), 2u);
+    EXPECT_EQ(vMessages[0], "first 42");
+    EXPECT_EQ(vMessages[1], "second");
+}
+
+TEST_F(LoggerTest, StreamOverloadEmptiesTheStreamWhileOff)
+{
+    std::ostringstream oss;
+    oss << "lost";
+    oss.setstate(std::ios::badbit);
+    CLogger::GetInstance()->log("f", 1, oss);
+    EXPECT_EQ(oss.str(), "");
+    EXPECT_TRUE(oss.good());
+}
+
+TEST_F(LoggerTest, LinesAreAppendedAtTheEndOfTheFile)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    CLogger::GetInstance()->log("f", 1, std::string("one"));
+    {
+        // Another writer appends behind the logger's position.
+        std::ofstream ofs(m_dir.File("baseutils.log"), std::ios::app);
+        ofs << "foreign line\n";
+    }
+    CLogger::GetInstance()->log("f", 2, std::string("two"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 3u);
+    EXPECT_EQ(vLines[1], "foreign line");
+    EXPECT_EQ(vextest::MessageOf(vLines[2]), "two");
+}
+
+TEST_F(LoggerTest, GetFileNameKeepsTheTextAfterTheLastSlash)
+{
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_EQ(pLogger->getFileName("/a/b/SMBIOSInventory"), "SMBIOSInventory");
+    EXPECT_EQ(pLogger->getFileName("PIEConfigInfo"), "PIEConfigInfo");
+    EXPECT_EQ(pLogger->getFileName("dir/"), "");
+    EXPECT_EQ(pLogger->getFileName(""), "");
+}
+
+TEST_F(LoggerTest, MacroLogsTheCallersSourceNameAndLine)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    const unsigned int nLine = __LINE__ + 1;
+    VEXLOG("from the macro");
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    std::ostringstream ossExpected;
+    ossExpected << "[TIME] :                LoggerTest:" << std::setw(5) << nLine << ": from the macro";
+    EXPECT_EQ(vLines[0], ossExpected.str());
+}
+
+TEST_F(LoggerTest, MacroDoesNotBuildTheMessageWhileOff)
+{
+    int nEvaluations = 0;
+    auto build = [&nEvaluations]() {
+        ++nEvaluations;
+        return std::string("m");
+    };
+    VEXLOG(build());
+    EXPECT_EQ(nEvaluations, 0);
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    VEXLOG(build());
+    EXPECT_EQ(nEvaluations, 1);
+}
+
+TEST(LoggerSourceName, StripsDirectoryAndExtensionAtCompileTime)
+{
+    static constexpr auto kName = vexlog::MakeSourceName("/x/y.z/Dependency/src/DependenciesChecker.cpp");
+    EXPECT_STREQ(kName.text, "DependenciesChecker");
+    static constexpr auto kBare = vexlog::MakeSourceName("LinuxImpl");
+    EXPECT_STREQ(kBare.text, "LinuxImpl");
+    EXPECT_STREQ(VEXLOG_SOURCE, "LoggerTest");
+}

@@ -1,0 +1,249 @@
+#include "TestSupport.h"
+
+#include "Logger.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vextest
+{
+namespace
+{
+int RemoveEntry(const char* pszPath, const struct stat*, int, FTW*)
+{
+    ::remove(pszPath);
+    return 0;
+}
+
+// Reads two pipes to their ends at the same time, so that neither can fill
+// up and block the writer.
+void ReadBoth(int nOutFd, int nErrFd, std::string& strOut, std::string& strErr)
+{
+    pollfd aFds[2] = {{nOutFd, POLLIN, 0}, {nErrFd, POLLIN, 0}};
+    std::string* apTargets[2] = {&strOut, &strErr};
+    int nOpen = 2;
+    char szBuffer[65536];
+    while (nOpen > 0)
+    {
+        if (::poll(aFds, 2, -1) < 0)
+        {
+            if (errno == EINTR)
+            {
+                continue;
+            }
+            break;
+        }
+        for (int i = 0; i < 2; ++i)
+        {
+            if (aFds[i].fd < 0 || aFds[i].revents == 0)
+            {
+                continue;
+            }
+            const ssize_t n = ::read(aFds[i].fd, szBuffer, sizeof(szBuffer));
+            if (n > 0)
+            {
+                apTargets[i]->append(szBuffer, static_cast<std::size_t>(n));
+            }
+            else if (n == 0 || errno != EINTR)
+            {
+                aFds[i].fd = -1;
+                --nOpen;
+            }
+        }
+    }
+}
+} // namespace
+
+TempDir::TempDir()
+{
+    const char* pszBase = std::getenv("TMPDIR");
+    std::string strTemplate = std::string(pszBase != nullptr && *pszBase != '\0' ? pszBase : "/tmp") +
+                              "/vexdep-test-XXXXXX";
+    if (::mkdtemp(&strTemplate[0]) == nullptr)
+    {
+        throw std::runtime_error("mkdtemp failed: " + std::string(std::strerror(errno)));
+    }
+    m_strPath = strTemplate;
+}
+
+TempDir::~TempDir() { RemoveTree(m_strPath); }
+
+std::string TempDir::File(const std::string& strName) const { return m_strPath + "/" + strName; }
+
+ScopedCwd::ScopedCwd(const std::string& strPath) : m_strPrevious(CurrentDirectory())
+{
+    if (::chdir(strPath.c_str()) != 0)
+    {
+        throw std::runtime_error("chdir failed: " + strPath);
+    }
+}
+
+ScopedCwd::~ScopedCwd()
+{
+    if (::chdir(m_strPrevious.c_str()) != 0)
+    {
+        ADD_FAILURE() << "cannot return to " << m_strPrevious;
+    }
+}
+
+std::string CurrentDirectory()
+{
+    char* pszCwd = ::getcwd(nullptr, 0);
+    std::string strCwd = pszCwd != nullptr ? pszCwd : "";
+    std::free(pszCwd);
+    return strCwd;
+}
+
+std::string ReadFile(const std::string& strPath)
+{
+    std::ifstream ifs(strPath.c_str(), std::ios::binary);
+    std::ostringstream oss;
+    oss << ifs.rdbuf();
+    return oss.str();
+}
+
+void WriteFile(const std::string& strPath, const std::string& strContent, bool bExecutable)
+{
+    {
+        std::ofstream ofs(strPath.c_str(), std::ios::binary | std::ios::trunc);
+        if (!ofs)
+        {
+            throw std::runtime_error("cannot write " + strPath);
+        }
+        ofs << strContent;
+    }
+    if (bExecutable)
+    {
+        ::chmod(strPath.c_str(), 0755);
+    }
+}
+
+bool FileExists(const std::string& strPath)
+{
+    struct stat st;
+    return ::stat(strPath.c_str(), &st) == 0;
+}
+
+void MakeDirectory(const std::string& strPath)
+{
+    if (::mkdir(strPath.c_str(), 0755) != 0 && errno != EEXIST)
+    {
+        throw std::runtime_error("mkdir failed: " + strPath);
+    }
+}
+
+void RemoveTree(const std::string& strPath)
+{
+    if (!strPath.empty())
+    {
+        ::nftw(strPath.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+}
+
+std::vector<std::string> ReadLogLines(const std::string& strPath)
+{
+    std::vector<std::string> vLines;
+    std::istringstream iss(ReadFile(strPath));
+    std::string strLine;
+    while (std::getline(iss, strLine))
+    {
+        // "[YYYY-MM-DDTHH:MM:SS] " is 22 characters.
+        if (strLine.size() >= 22 && strLine[0] == '[' && strLine[20] == ']')
+        {
+            strLine = "[TIME]" + strLine.substr(21);
+        }
+        vLines.push_back(strLine);
+    }
+    return vLines;
+}
+
+std::string MessageOf(const std::string& strLogLine)
+{
+    // "[TIME] : " + 25 + ":" + 5 + ": " when the name fits its field.
+    const std::string::size_type nFirst = strLogLine.find(": ");
+    if (nFirst == std::string::npos)
+    {
+        return strLogLine;
+    }
+    const std::string::size_type nLineField = strLogLine.find(':', nFirst + 2);
+    if (nLineField == std::string::npos)
+    {
+        return strLogLine;
+    }
+    const std::string::size_type nMessage = strLogLine.find(": ", nLineField + 1);
+    return nMessage == std::string::npos ? strLogLine : strLogLine.substr(nMessage + 2);
+}
+
+std::vector<std::string> ReadLogMessages(const std::string& strPath)
+{
+    std::vector<std::string> vMessages;
+    for (const std::string& strLine : ReadLogLines(strPath))
+    {
+        vMessages.push_back(MessageOf(strLine));
+    }
+    return vMessages;
+}
+
+void StartLogging(const std::string& strPath)
+{
+    ASSERT_FALSE(CLogger::GetInstance()->IsInitialized())
+        << "the logger is already on in this process: run this test on its own (ctest does)";
+    CLogger::GetInstance()->Initialize(strPath);
+    ASSERT_TRUE(CLogger::GetInstance()->IsInitialized()) << "cannot open " << strPath;
+}
+
+CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory)
+{
+    CommandResult result;
+    int aOut[2];
+    int aErr[2];
+    if (::pipe(aOut) != 0 || ::pipe(aErr) != 0)
+    {
+        throw std::runtime_error("pipe failed");
+    }
+    const pid_t nPid = ::fork();
+    if (nPid == 0)
+    {
+        const int nNull = ::open("/dev/null", O_RDONLY);
+        ::dup2(nNull, 0);
+        ::dup2(aOut[1], 1);
+        ::dup2(aErr[1], 2);
+        ::close(aOut[0]);
+        ::close(aErr[0]);
+        if (::chdir(strWorkingDirectory.c_str()) != 0)
+        {
+            ::_exit(126);
+        }
+        std::vector<char*> vArgv;
+        for (const std::string& strArg : vArgs)
+        {
+            vArgv.push_back(const_cast<char*>(strArg.c_str()));
+        }
+        vArgv.push_back(nullptr);
+        ::execv(vArgv[0], vArgv.data());
+        ::_exit(127);
+    }
+    ::close(aOut[1]);
+    ::close(aErr[1]);
+    ReadBoth(aOut[0], aErr[0], result.strStdout, result.strStderr);
+    ::close(aOut[0]);
+    ::close(aErr[0]);
+    int nStatus = 0;
+    ::waitpid(nPid, &nStatus, 0);
+    result.nExitStatus = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
+    return result;
+}
+} // namespace vextest

@@ -1,0 +1,73 @@
+#ifndef VEXDEP_TESTSUPPORT_H
+#define VEXDEP_TESTSUPPORT_H
+
+#include <string>
+#include <vector>
+
+namespace vextest
+{
+// A fresh directory below $TMPDIR (or /tmp), removed with its content when
+// the object goes away.
+class TempDir
+{
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& Path() const { return m_strPath; }
+    // Path() + "/" + name.
+    std::string File(const std::string& strName) const;
+
+private:
+    std::string m_strPath;
+};
+
+// Changes the working directory for the lifetime of the object.
+class ScopedCwd
+{
+public:
+    explicit ScopedCwd(const std::string& strPath);
+    ~ScopedCwd();
+    ScopedCwd(const ScopedCwd&) = delete;
+    ScopedCwd& operator=(const ScopedCwd&) = delete;
+
+private:
+    std::string m_strPrevious;
+};
+
+std::string CurrentDirectory();
+std::string ReadFile(const std::string& strPath);
+void WriteFile(const std::string& strPath, const std::string& strContent, bool bExecutable = false);
+bool FileExists(const std::string& strPath);
+void MakeDirectory(const std::string& strPath);
+void RemoveTree(const std::string& strPath);
+
+// The lines of a log file with every leading time stamp replaced by
+// "[TIME]", so that whole lines can be compared byte for byte.
+std::vector<std::string> ReadLogLines(const std::string& strPath);
+// Only the message part of each log line (what follows "file:line: ").
+std::vector<std::string> ReadLogMessages(const std::string& strPath);
+// The message part of one log line.
+std::string MessageOf(const std::string& strLogLine);
+
+// Switches the process-wide logger on, writing to strPath. Tests that log
+// run in their own process (see tests/CMakeLists.txt); this fails the test
+// when the logger was already on in this process.
+void StartLogging(const std::string& strPath);
+
+// Result of running a command: its exit status and what it wrote.
+struct CommandResult
+{
+    int nExitStatus = -1;
+    std::string strStdout;
+    std::string strStderr;
+};
+
+// Runs argv[0] with the given arguments in strWorkingDirectory, with
+// standard input empty, and collects its output.
+CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory);
+} // namespace vextest
+
+#endif // VEXDEP_TESTSUPPORT_H
