@@ -1,0 +1,262 @@
+#include "TestSupport.h"
+#include "XmlSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace xmlsupport;
+using vextest::TempDir;
+
+namespace
+{
+xmlNode* Root(const DocumentPtr& pDoc) { return xmlDocGetRootElement(pDoc.get()); }
+
+// Captures what is written to file descriptor 2 while it lives.
+class StderrCapture
+{
+public:
+    explicit StderrCapture(const std::string& strPath)
+    {
+        std::fflush(stderr);
+        m_nSaved = dup(2);
+        const int nFd = open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(nFd, 2);
+        close(nFd);
+    }
+    ~StderrCapture()
+    {
+        std::fflush(stderr);
+        dup2(m_nSaved, 2);
+        close(m_nSaved);
+    }
+
+private:
+    int m_nSaved;
+};
+} // namespace
+
+TEST(XmlSupport, ParsesFilesAndText)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("a.xml"), "<r><c/></r>");
+    DocumentPtr pFromFile = ParseFile(dir.File("a.xml"));
+    ASSERT_TRUE(pFromFile);
+    EXPECT_TRUE(NameIs(Root(pFromFile), "r"));
+    DocumentPtr pFromText = ParseMemory("<SVMInventory/>");
+    ASSERT_TRUE(pFromText);
+    EXPECT_TRUE(NameIs(Root(pFromText), "SVMInventory"));
+}
+
+TEST(XmlSupport, UnreadableOrMalformedInputGivesNull)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("empty.xml"), "");
+    vextest::WriteFile(dir.File("truncated.xml"), "<r><c attr=\"x");
+    vextest::WriteFile(dir.File("text.xml"), "this is not xml");
+    vextest::MakeDirectory(dir.File("directory.xml"));
+    EXPECT_FALSE(ParseFile(dir.File("missing.xml")));
+    EXPECT_FALSE(ParseFile(dir.File("empty.xml")));
+    EXPECT_FALSE(ParseFile(dir.File("truncated.xml")));
+    EXPECT_FALSE(ParseFile(dir.File("text.xml")));
+    EXPECT_FALSE(ParseFile(dir.File("directory.xml")));
+    EXPECT_FALSE(ParseMemory(""));
+    EXPECT_FALSE(ParseMemory("<a><b></a>"));
+}
+
+TEST(XmlSupport, ParseErrorsPrintNothing)
+{
+    TempDir dir;
+    {
+        StderrCapture capture(dir.File("stderr"));
+        EXPECT_FALSE(ParseMemory("<a><b></a>"));
+        EXPECT_FALSE(ParseMemory("<a>&undefined;</a>"));
+        EXPECT_TRUE(ParseMemory("<!DOCTYPE a SYSTEM \"http://example.invalid/a.dtd\"><a>&undefined;</a>"));
+        EvalStatus eStatus;
+        DocumentPtr pDoc = ParseMemory("<a/>");
+        EXPECT_FALSE(Evaluate(pDoc.get(), "//[", eStatus));
+        EXPECT_EQ(eStatus, EvalStatus::EvalFailed);
+    }
+    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")), "");
+}
+
+TEST(XmlSupport, BlankTextNodesFollowTheProcessWideDefault)
+{
+    const std::string strText = "<r>\n  <c/>\n</r>";
+    SetKeepBlanksDefault(true);
+    DocumentPtr pKept = ParseMemory(strText);
+    ASSERT_TRUE(pKept);
+    EXPECT_EQ(Root(pKept)->children->type, XML_TEXT_NODE);
+
+    SetKeepBlanksDefault(false);
+    DocumentPtr pDropped = ParseMemory(strText);
+    ASSERT_TRUE(pDropped);
+    EXPECT_EQ(Root(pDropped)->children->type, XML_ELEMENT_NODE);
+    EXPECT_TRUE(NameIs(Root(pDropped)->children, "c"));
+    SetKeepBlanksDefault(true);
+}
+
+TEST(XmlSupport, ExternalEntitiesAreNeverOpened)
+{
+    TempDir dir;
+    // A named pipe without a writer: opening it for reading would block, so
+    // an attempt to load it hangs this test instead of passing.
+    const std::string strFifo = dir.File("secret-pipe");
+    ASSERT_EQ(mkfifo(strFifo.c_str(), 0600), 0);
+    vextest::WriteFile(dir.File("secret.txt"), "TOP-SECRET-CONTENT");
+    const std::string strDoc = "<?xml version=\"1.0\"?>\n"
+                               "<!DOCTYPE r [\n"
+                               "  <!ENTITY pipe SYSTEM \"file://" + strFifo + "\">\n"
+                               "  <!ENTITY secret SYSTEM \"file://" + dir.File("secret.txt") + "\">\n"
+                               "  <!ENTITY % param SYSTEM \"file://" + strFifo + "\">\n"
+                               "  %param;\n"
+                               "]>\n"
+                               "<r a=\"x\"><t>&secret;</t><p>&pipe;</p></r>";
+    vextest::WriteFile(dir.File("package.xml"), strDoc);
+    DocumentPtr pDoc = ParseFile(dir.File("package.xml"));
+    if (pDoc)
+    {
+        xmlNode* pRoot = xmlDocGetRootElement(pDoc.get());
+        ASSERT_NE(pRoot, nullptr);
+        for (xmlNode* pChild = pRoot->children; pChild != nullptr; pChild = pChild->next)
+        {
+            const char* pszText = FirstChildContent(pChild);
+            EXPECT_TRUE(pszText == nullptr || std::string(pszText).find("TOP-SECRET") == std::string::npos);
+            xmlChar* pszAll = xmlNodeGetContent(pChild);
+            EXPECT_EQ(std::string(reinterpret_cast<const char*>(pszAll)).find("TOP-SECRET"), std::string::npos);
+            xmlFree(pszAll);
+        }
+    }
+}
+
+TEST(XmlSupport, EntityExpansionBombEndsQuicklyWithBoundedMemory)
+{
+    std::string strDoc = "<?xml version=\"1.0\"?>\n<!DOCTYPE r [\n <!ENTITY e0 \"lollollollollollollollollollol\">\n";
+    for (int i = 1; i <= 12; ++i)
+    {
+        strDoc += " <!ENTITY e" + std::to_string(i) + " \"";
+        for (int j = 0; j < 10; ++j)
+        {
+            strDoc += "&e" + std::to_string(i - 1) + ";";
+        }
+        strDoc += "\">\n";
+    }
+    strDoc += "]>\n<r a=\"&e12;\">&e12;</r>";
+    const auto tStart = std::chrono::steady_clock::now();
+    DocumentPtr pDoc = ParseMemory(strDoc);
+    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
+    EXPECT_LT(dSeconds, 5.0);
+    if (pDoc)
+    {
+        // Entities are never substituted: the attribute holds no expansion.
+        const char* pszValue = AttributeValue(xmlDocGetRootElement(pDoc.get()), "a");
+        EXPECT_TRUE(pszValue == nullptr || std::strlen(pszValue) < 1000);
+    }
+}
+
+TEST(XmlSupport, DeeplyNestedDocumentIsRefused)
+{
+    std::string strDoc;
+    for (int i = 0; i < 5000; ++i)
+    {
+        strDoc += "<d>";
+    }
+    for (int i = 0; i < 5000; ++i)
+    {
+        strDoc += "</d>";
+    }
+    EXPECT_FALSE(ParseMemory(strDoc));
+}
+
+TEST(XmlSupport, EvaluateReportsEachOutcome)
+{
+    DocumentPtr pDoc = ParseMemory("<r><c n=\"1\"/><c n=\"2\"/></r>");
+    ASSERT_TRUE(pDoc);
+    EvalStatus eStatus = EvalStatus::Empty;
+    NodeSetPtr pResult = Evaluate(pDoc.get(), "//r/c", eStatus);
+    EXPECT_EQ(eStatus, EvalStatus::Ok);
+    ASSERT_TRUE(pResult);
+    EXPECT_EQ(NodeCount(pResult.get()), 2u);
+    EXPECT_STREQ(AttributeValue(NodeAt(pResult.get(), 1), "n"), "2");
+    EXPECT_EQ(NodeAt(pResult.get(), 2), nullptr);
+
+    EXPECT_FALSE(Evaluate(pDoc.get(), "//nothing", eStatus));
+    EXPECT_EQ(eStatus, EvalStatus::Empty);
+    // A non-node-set result counts as empty.
+    EXPECT_FALSE(Evaluate(pDoc.get(), "count(//c)", eStatus));
+    EXPECT_EQ(eStatus, EvalStatus::Empty);
+    EXPECT_FALSE(Evaluate(pDoc.get(), "//c[", eStatus));
+    EXPECT_EQ(eStatus, EvalStatus::EvalFailed);
+    EXPECT_FALSE(Evaluate(pDoc.get(), static_cast<const char*>(nullptr), eStatus));
+    EXPECT_EQ(eStatus, EvalStatus::EvalFailed);
+    // Without a document every path selects nothing.
+    EXPECT_FALSE(Evaluate(nullptr, "//r/c", eStatus));
+    EXPECT_EQ(eStatus, EvalStatus::Empty);
+    EXPECT_EQ(NodeCount(nullptr), 0u);
+    EXPECT_EQ(NodeAt(nullptr, 0), nullptr);
+}
+
+TEST(XmlSupport, AttributeValuesTreatEmptyAsAbsent)
+{
+    DocumentPtr pDoc = ParseMemory("<r full=\"v\" empty=\"\" amp=\"a&amp;b\" blank=\" \"><c/></r>");
+    ASSERT_TRUE(pDoc);
+    xmlNode* pRoot = Root(pDoc);
+    EXPECT_STREQ(AttributeValue(pRoot, "full"), "v");
+    EXPECT_EQ(AttributeValue(pRoot, "empty"), nullptr);
+    EXPECT_EQ(AttributeValue(pRoot, "missing"), nullptr);
+    EXPECT_EQ(AttributeValue(pRoot, "FULL"), nullptr) << "attribute names are case-sensitive";
+    EXPECT_STREQ(AttributeValue(pRoot, "amp"), "a&b");
+    EXPECT_STREQ(AttributeValue(pRoot, "blank"), " ");
+    EXPECT_EQ(AttributeValue(nullptr, "full"), nullptr);
+    EXPECT_EQ(AttributeValue(pRoot, nullptr), nullptr);
+}
+
+TEST(XmlSupport, FirstChildContentIsTheFirstChildNodesContent)
+{
+    SetKeepBlanksDefault(false);
+    DocumentPtr pDoc = ParseMemory("<r><t>text</t><e><x/>after</e><m><!--note-->text</m><n/></r>");
+    SetKeepBlanksDefault(true);
+    ASSERT_TRUE(pDoc);
+    xmlNode* pT = Root(pDoc)->children;
+    xmlNode* pE = pT->next;
+    xmlNode* pM = pE->next;
+    xmlNode* pN = pM->next;
+    EXPECT_STREQ(FirstChildContent(pT), "text");
+    EXPECT_EQ(FirstChildContent(pE), nullptr) << "an element comes first";
+    EXPECT_STREQ(FirstChildContent(pM), "note") << "a comment comes first";
+    EXPECT_EQ(FirstChildContent(pN), nullptr);
+    EXPECT_EQ(FirstChildContent(nullptr), nullptr);
+}
+
+TEST(XmlSupport, NameComparisons)
+{
+    DocumentPtr pDoc = ParseMemory("<SoftDependency/>");
+    ASSERT_TRUE(pDoc);
+    xmlNode* pRoot = Root(pDoc);
+    EXPECT_TRUE(NameEquals(pRoot, "softdependency"));
+    EXPECT_TRUE(NameEquals(pRoot, "SOFTDEPENDENCY"));
+    EXPECT_FALSE(NameEquals(pRoot, "SoftDependenc"));
+    EXPECT_TRUE(NameIs(pRoot, "SoftDependency"));
+    EXPECT_FALSE(NameIs(pRoot, "softdependency"));
+    EXPECT_FALSE(NameEquals(nullptr, "x"));
+    EXPECT_FALSE(NameIs(pRoot, nullptr));
+}
+
+TEST(XmlSupport, ParsingWorksAgainAfterTheGlobalCleanUp)
+{
+    DocumentPtr pFirst = ParseMemory("<a/>");
+    ASSERT_TRUE(pFirst);
+    pFirst.reset();
+    CleanupParser();
+    DocumentPtr pSecond = ParseMemory("<b><c/></b>");
+    ASSERT_TRUE(pSecond);
+    EvalStatus eStatus;
+    EXPECT_TRUE(Evaluate(pSecond.get(), "//b/c", eStatus));
+    CleanupParser();
+}
