@@ -157,8 +157,8 @@ TEST_F(DeviceInventoryInfoTest, TextSourceIsParsedAfterTheParsingFailedLine)
     const std::vector<std::string> vLog = Log();
     ASSERT_GE(vLog.size(), 2u);
     EXPECT_EQ(vLog[0], "CLinuxImpl::IsFileExistsAbs() File name " + std::string(kTwoDevices) + " doesnt exist");
-    EXPECT_EQ(vLog[1],
-              "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + std::string(kTwoDevices) + "  parsing failed ");
+    EXPECT_EQ(vLog[1], "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + std::string(kTwoDevices) +
+                           "  parsing failed ");
     EXPECT_EQ(CountOf(vLog, vLog[1]), 1u);
 }
 

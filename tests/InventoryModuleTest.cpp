@@ -380,8 +380,7 @@ TEST_F(InventoryModuleTest, CollectorReportingAFailureGivesFailedRecords)
 TEST_F(InventoryModuleTest, OutputInASubdirectoryKeepsTheDoubledSlash)
 {
     vextest::MakeDirectory(m_strModule + "/out");
-    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\n" + std::string("cd out\n") + WritesDocument(kInventory),
-                       true);
+    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\ncd out\n" + WritesDocument(kInventory), true);
     WriteConfig("collect.sh", "out/inv.xml", "30");
     Records vRecords = Run();
     EXPECT_EQ(vRecords.size(), 2u);

@@ -98,8 +98,9 @@ TEST_F(PIEConfigInfoTest, LogLinesNameTheirSourceFile)
 
 TEST_F(PIEConfigInfoTest, PluginsAreFoundAtAnyDepth)
 {
-    ASSERT_TRUE(InitWith("<Root><PIEConfig><Group><Plugins><Set><Plugin " + std::string(kInventoryAttributes) +
-                         ">" + CliToFile("deep.sh", "deep.xml") + "</Plugin></Set></Plugins></Group></PIEConfig></Root>"));
+    ASSERT_TRUE(InitWith("<Root><PIEConfig><Group><Plugins><Set><Plugin " + std::string(kInventoryAttributes) + ">" +
+                         CliToFile("deep.sh", "deep.xml") +
+                         "</Plugin></Set></Plugins></Group></PIEConfig></Root>"));
     EXPECT_EQ(m_reader.GetInventoryCommand(), "deep.sh");
     EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "deep.xml");
 }
@@ -232,7 +233,8 @@ TEST_F(PIEConfigInfoTest, TimeoutIsConvertedLikeStrtol)
 
 TEST_F(PIEConfigInfoTest, TheLastCommandAndOutputWin)
 {
-    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile><Command>one.sh</Command><Output>one.xml</Output>"
+    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile>"
+                                                             "<Command>one.sh</Command><Output>one.xml</Output>"
                                                              "<Command>two.sh</Command><Output>two.xml</Output>"
                                                              "</CliToFile>"))));
     EXPECT_EQ(m_reader.GetInventoryCommand(), "two.sh");
@@ -256,8 +258,8 @@ TEST_F(PIEConfigInfoTest, ChildNamesBelowThePluginIgnoreCase)
 
 TEST_F(PIEConfigInfoTest, OnlyTheFirstCliToFileCounts)
 {
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes,
-                                        "<CliToFile><Output>o.xml</Output></CliToFile>" + CliToFile("c.sh", "o.xml")))));
+    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile><Output>o.xml</Output></CliToFile>" +
+                                                                  CliToFile("c.sh", "o.xml")))));
     EXPECT_EQ(m_reader.GetInventoryCommand(), "");
 }
 
@@ -294,8 +296,8 @@ TEST_F(PIEConfigInfoTest, AnElementsTextIsItsFirstChild)
 
     CPIEConfigInfo reader;
     vextest::WriteFile(m_dir.File("multi.xml"),
-                       Config(Plugin(kInventoryAttributes,
-                                     "<CliToFile><Command>./run.sh\n  --all</Command><Output>o.xml</Output></CliToFile>")));
+                       Config(Plugin(kInventoryAttributes, "<CliToFile><Command>./run.sh\n  --all</Command>"
+                                                           "<Output>o.xml</Output></CliToFile>")));
     ASSERT_TRUE(reader.Init(m_dir.File("multi.xml")));
     EXPECT_EQ(reader.GetInventoryCommand(), "./run.sh\n  --all");
 }
