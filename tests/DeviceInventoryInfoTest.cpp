@@ -1,0 +1,544 @@
+#include "DeviceInventoryInfo.h"
+#include "TestSupport.h"
+#include "XmlSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+using vextest::ReadLogMessages;
+using vextest::TempDir;
+
+namespace
+{
+using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
+
+// Takes ownership of the records a reader hands out.
+Records Own(const std::vector<CDeviceInfo*>& vDevices)
+{
+    Records vOwned;
+    for (CDeviceInfo* pDevice : vDevices)
+    {
+        vOwned.emplace_back(pDevice);
+    }
+    return vOwned;
+}
+
+Records DevicesOf(const std::string& strSource)
+{
+    CDeviceInventoryInfo reader(strSource);
+    return Own(reader.GetDeviceInfo());
+}
+
+bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
+}
+
+std::size_t CountOf(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return static_cast<std::size_t>(std::count(vLines.begin(), vLines.end(), strLine));
+}
+
+// Blank text nodes are dropped once any inventory document has been read in
+// the process (the package reader has normally done so by then). Tests that
+// are not about the first document of a process start from that state, so
+// that they do not depend on which tests ran before them.
+class DeviceInventoryInfoTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        xmlsupport::SetKeepBlanksDefault(false);
+        vextest::StartLogging(m_dir.File("baseutils.log"));
+    }
+
+    std::vector<std::string> Log() const { return ReadLogMessages(m_dir.File("baseutils.log")); }
+
+    TempDir m_dir;
+};
+
+const char* const kTwoDevices =
+    "<SVMInventory lang=\"en\">"
+    "<Device componentID=\"25227\" display=\"Integrated RAID Controller\">"
+    "<Application componentType=\"FRMW\" version=\"25.5.9.0001\" display=\"RAID firmware\"/>"
+    "</Device>"
+    "<Device vendorID=\"1077\" deviceID=\"2031\" subVendorID=\"1028\" subDeviceID=\"1F3F\" display=\"HBA\">"
+    "<Application componentType=\"DRVR\" version=\"8.07.00\"/>"
+    "</Device>"
+    "</SVMInventory>";
+} // namespace
+
+TEST(DeviceInventoryInfoFirstDocument, TheFirstDocumentOfAProcessKeepsItsBlankTextNodes)
+{
+    // libxml2 starts every process keeping blank text nodes; this recreates
+    // that state whatever ran before in this process.
+    xmlsupport::SetKeepBlanksDefault(true);
+    const std::string strText = "<SVMInventory>\n"
+                                "  <Device componentID=\"101\">\n"
+                                "    <Application componentType=\"FRMW\" version=\"1.2.3\"/>\n"
+                                "  </Device>\n"
+                                "  <SPStatus result=\"false\">\n"
+                                "    <Message>collector failed</Message>\n"
+                                "  </SPStatus>\n"
+                                "</SVMInventory>\n";
+
+    Records vFirst = DevicesOf(strText);
+    ASSERT_EQ(vFirst.size(), 1u);
+    EXPECT_EQ(vFirst[0]->getComponentID(), "101");
+    // The Device's first child is the blank text before the application, and
+    // the status element's first child is blank text too.
+    EXPECT_EQ(vFirst[0]->getComponentType(), "");
+    EXPECT_EQ(vFirst[0]->getVersion(), "");
+    EXPECT_EQ(vFirst[0]->getStatus(), 1);
+    EXPECT_EQ(vFirst[0]->getErrorMsg(), "");
+
+    // The first reader switched blanks off for every later document.
+    Records vSecond = DevicesOf(strText);
+    ASSERT_EQ(vSecond.size(), 1u);
+    EXPECT_EQ(vSecond[0]->getComponentType(), "FRMW");
+    EXPECT_EQ(vSecond[0]->getVersion(), "1.2.3");
+    EXPECT_EQ(vSecond[0]->getStatus(), 1);
+    EXPECT_EQ(vSecond[0]->getErrorMsg(), "collector failed");
+}
+
+TEST_F(DeviceInventoryInfoTest, ReadsDevicesFromAFile)
+{
+    vextest::WriteFile(m_dir.File("inv.xml"), kTwoDevices);
+    Records vDevices = DevicesOf(m_dir.File("inv.xml"));
+    ASSERT_EQ(vDevices.size(), 2u);
+
+    const CDeviceInfo& nonPci = *vDevices[0];
+    EXPECT_EQ(nonPci.getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    EXPECT_EQ(nonPci.getComponentID(), "25227");
+    EXPECT_EQ(nonPci.getDeviceName(), "Integrated RAID Controller");
+    EXPECT_EQ(nonPci.getDisplay(), "");
+    EXPECT_EQ(nonPci.getComponentType(), "FRMW");
+    EXPECT_EQ(nonPci.getVersion(), "25.5.9.0001");
+    EXPECT_EQ(nonPci.getStatus(), -1);
+    EXPECT_EQ(nonPci.getErrorMsg(), "");
+    const SPCIInfo noPci = nonPci.getPCIInfo();
+    EXPECT_EQ(noPci.strVendorID + noPci.strDeviceID + noPci.strSubVendorID + noPci.strSubDeviceID, "");
+
+    const CDeviceInfo& pci = *vDevices[1];
+    EXPECT_EQ(pci.getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_EQ(pci.getComponentID(), "");
+    const SPCIInfo pciInfo = pci.getPCIInfo();
+    EXPECT_EQ(pciInfo.strVendorID, "1077");
+    EXPECT_EQ(pciInfo.strDeviceID, "2031");
+    EXPECT_EQ(pciInfo.strSubVendorID, "1028");
+    EXPECT_EQ(pciInfo.strSubDeviceID, "1F3F");
+    EXPECT_EQ(pciInfo.strComponentID, "");
+    EXPECT_EQ(pciInfo.strMarketingName, "");
+    EXPECT_EQ(pci.getDeviceName(), "HBA");
+    EXPECT_EQ(pci.getComponentType(), "DRVR");
+    EXPECT_EQ(pci.getVersion(), "8.07.00");
+    EXPECT_EQ(pci.getStatus(), -1);
+    EXPECT_EQ(pci.getDependencyType(), CDeviceInfo::eDependencyTypeHard);
+
+    // A file source is parsed as a file: no "parsing failed" line.
+    const std::vector<std::string> vLog = Log();
+    EXPECT_EQ(vLog.front(), "CLinuxImpl::IsFileExistsAbs() File name " + m_dir.File("inv.xml") + " exist");
+    for (const std::string& strLine : vLog)
+    {
+        EXPECT_EQ(strLine.find("parsing failed"), std::string::npos) << strLine;
+    }
+}
+
+TEST_F(DeviceInventoryInfoTest, TextSourceIsParsedAfterTheParsingFailedLine)
+{
+    Records vDevices = DevicesOf(kTwoDevices);
+    ASSERT_EQ(vDevices.size(), 2u);
+    EXPECT_EQ(vDevices[0]->getComponentID(), "25227");
+    EXPECT_EQ(vDevices[1]->getPCIInfo().strVendorID, "1077");
+
+    const std::vector<std::string> vLog = Log();
+    ASSERT_GE(vLog.size(), 2u);
+    EXPECT_EQ(vLog[0], "CLinuxImpl::IsFileExistsAbs() File name " + std::string(kTwoDevices) + " doesnt exist");
+    EXPECT_EQ(vLog[1], "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + std::string(kTwoDevices) +
+                           "  parsing failed ");
+    EXPECT_EQ(CountOf(vLog, vLog[1]), 1u);
+}
+
+TEST_F(DeviceInventoryInfoTest, UnparsableTextGivesEmptyResults)
+{
+    const std::string strSource = "this is not an inventory";
+    CDeviceInventoryInfo reader(strSource);
+    EXPECT_TRUE(reader.GetDeviceInfo().empty());
+    const SOSInfo osInfo = reader.GetOSInfo();
+    EXPECT_EQ(osInfo.strMajorVersion + osInfo.strOSVendor + osInfo.strOSArch, "");
+    EXPECT_EQ(reader.GetSystemID(), "");
+    std::string strMessage = "unchanged";
+    EXPECT_EQ(reader.GetInventoryStatus(strMessage), 1);
+    EXPECT_EQ(strMessage, "unchanged");
+
+    const std::string strFailed = "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + strSource +
+                                  "  parsing failed ";
+    const std::string strNoDocument = "CDeviceInventoryInfo::GetDeviceInfo() Document " + strSource +
+                                      "  parsing failed ";
+    const std::vector<std::string> vExpected = {
+        "CLinuxImpl::IsFileExistsAbs() File name " + strSource + " doesnt exist",
+        strFailed,
+        strFailed,
+        strNoDocument, // GetDeviceInfo
+        strNoDocument, // GetOSInfo
+        strNoDocument, // GetSystemID
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() Empty nodeset",
+        "CDeviceInventoryInfo::GetInventoryStatus() pXpathObj is NULL",
+    };
+    EXPECT_EQ(Log(), vExpected);
+}
+
+TEST_F(DeviceInventoryInfoTest, MissingEmptyMalformedAndHugeInputsGiveNoDevices)
+{
+    vextest::WriteFile(m_dir.File("empty.xml"), "");
+    vextest::WriteFile(m_dir.File("bad.xml"), "<SVMInventory><Device componentID=\"1\">");
+    vextest::WriteFile(m_dir.File("other.xml"), "<Inventory><Device componentID=\"1\"/></Inventory>");
+    for (const std::string& strSource :
+         {m_dir.File("missing.xml"), m_dir.File("empty.xml"), m_dir.File("bad.xml"), m_dir.File("other.xml"),
+          m_dir.Path(), std::string()})
+    {
+        CDeviceInventoryInfo reader(strSource);
+        EXPECT_TRUE(reader.GetDeviceInfo().empty()) << strSource;
+        EXPECT_EQ(reader.GetSystemID(), "") << strSource;
+    }
+    // A missing file is taken for document text, which does not parse.
+    const std::string strMissing = "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " +
+                                   m_dir.File("missing.xml") + "  parsing failed ";
+    EXPECT_EQ(CountOf(Log(), strMissing), 2u);
+    // An existing file that does not parse is not tried as text.
+    EXPECT_EQ(CountOf(Log(), "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("bad.xml") +
+                                 "  parsing failed "),
+              0u);
+    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("bad.xml") +
+                                    "  parsing failed "));
+}
+
+TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutDevicesGivesOneFailedRecord)
+{
+    Records vDevices = DevicesOf("<SVMInventory><SPStatus result=\"FALSE\"><Message>boom</Message>"
+                                 "<Code>7</Code></SPStatus></SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0]->getStatus(), 1);
+    EXPECT_EQ(vDevices[0]->getErrorMsg(), "boom");
+    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+    EXPECT_EQ(vDevices[0]->getComponentID(), "");
+    EXPECT_EQ(vDevices[0]->getVersion(), "");
+
+    const std::vector<std::string> vLog = Log();
+    const std::vector<std::string> vTail(vLog.end() - 8, vLog.end());
+    const std::vector<std::string> vExpected = {
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() Empty nodeset",
+        "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL",
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() END",
+        "CDeviceInventoryInfo::GetInventoryStatus() got message",
+        "boom",
+        "CDeviceInventoryInfo::~CDeviceInventoryInfo ",
+    };
+    EXPECT_EQ(vTail, vExpected);
+}
+
+TEST_F(DeviceInventoryInfoTest, NoDevicesAndNoFailureGivesNothing)
+{
+    EXPECT_TRUE(DevicesOf("<SVMInventory><SPStatus result=\"true\"><Message>ok</Message></SPStatus>"
+                          "</SVMInventory>")
+                    .empty());
+    EXPECT_TRUE(DevicesOf("<SVMInventory/>").empty());
+    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::GetInventoryStatus() pXpathObj is NULL"));
+}
+
+TEST_F(DeviceInventoryInfoTest, ComponentIDWinsOverPCIIdentity)
+{
+    Records vDevices = DevicesOf("<SVMInventory><Device componentID=\"555\" vendorID=\"8086\" deviceID=\"1521\""
+                                 " subVendorID=\"1028\" subDeviceID=\"0602\"/></SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    EXPECT_EQ(vDevices[0]->getComponentID(), "555");
+    const SPCIInfo pciInfo = vDevices[0]->getPCIInfo();
+    EXPECT_EQ(pciInfo.strVendorID, "");
+    EXPECT_EQ(pciInfo.strDeviceID, "");
+    EXPECT_EQ(pciInfo.strSubVendorID, "");
+    EXPECT_EQ(pciInfo.strSubDeviceID, "");
+}
+
+TEST_F(DeviceInventoryInfoTest, PCIIdentityIsTakenAsWrittenWithAbsentPartsEmpty)
+{
+    Records vDevices = DevicesOf("<SVMInventory><Device vendorID=\"0x8086\" subDeviceID=\" 00aB \"/></SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    const SPCIInfo pciInfo = vDevices[0]->getPCIInfo();
+    EXPECT_EQ(pciInfo.strVendorID, "0x8086");
+    EXPECT_EQ(pciInfo.strDeviceID, "");
+    EXPECT_EQ(pciInfo.strSubVendorID, "");
+    EXPECT_EQ(pciInfo.strSubDeviceID, " 00aB ");
+}
+
+TEST_F(DeviceInventoryInfoTest, DeviceWithoutIdentityHasUnknownType)
+{
+    Records vDevices = DevicesOf("<SVMInventory><Device deviceID=\"1521\" display=\"Anonymous\">"
+                                 "<Application componentType=\"APAC\" version=\"2\"/></Device></SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+    EXPECT_EQ(vDevices[0]->getPCIInfo().strDeviceID, "");
+    EXPECT_EQ(vDevices[0]->getDeviceName(), "Anonymous");
+    EXPECT_EQ(vDevices[0]->getComponentType(), "APAC");
+    EXPECT_EQ(vDevices[0]->getVersion(), "2");
+}
+
+TEST_F(DeviceInventoryInfoTest, AttributesWithEmptyValuesCountAsAbsent)
+{
+    Records vDevices = DevicesOf("<SVMInventory>"
+                                 "<Device componentID=\"\" vendorID=\"8086\" deviceID=\"\" display=\"\">"
+                                 "<Application componentType=\"\" version=\"\"/></Device>"
+                                 "<Device componentID=\"\" vendorID=\"\"/>"
+                                 "</SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 2u);
+    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_EQ(vDevices[0]->getComponentID(), "");
+    EXPECT_EQ(vDevices[0]->getPCIInfo().strVendorID, "8086");
+    EXPECT_EQ(vDevices[0]->getPCIInfo().strDeviceID, "");
+    EXPECT_EQ(vDevices[0]->getDeviceName(), "");
+    EXPECT_EQ(vDevices[0]->getComponentType(), "");
+    EXPECT_EQ(vDevices[0]->getVersion(), "");
+    EXPECT_EQ(vDevices[1]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+}
+
+TEST_F(DeviceInventoryInfoTest, ApplicationIsTheFirstChildWhateverItIs)
+{
+    Records vDevices = DevicesOf("<SVMInventory>"
+                                 "<Device componentID=\"1\"><!-- note --><Application componentType=\"FRMW\" "
+                                 "version=\"1\"/></Device>"
+                                 "<Device componentID=\"2\"><Slot number=\"3\"/><Application componentType=\"FRMW\" "
+                                 "version=\"2\"/></Device>"
+                                 "<Device componentID=\"3\"><Firmware componentType=\"BIOS\" version=\"3.0\"/>"
+                                 "</Device>"
+                                 "<Device componentID=\"4\">text first<Application componentType=\"FRMW\" "
+                                 "version=\"4\"/></Device>"
+                                 "<Device componentID=\"5\"/>"
+                                 "</SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 5u);
+    // A comment, an element without the attributes, and text leave the
+    // component type and version empty.
+    for (std::size_t nIndex : {0u, 1u, 3u, 4u})
+    {
+        EXPECT_EQ(vDevices[nIndex]->getComponentType(), "") << nIndex;
+        EXPECT_EQ(vDevices[nIndex]->getVersion(), "") << nIndex;
+    }
+    // An element of another name that carries them is read.
+    EXPECT_EQ(vDevices[2]->getComponentType(), "BIOS");
+    EXPECT_EQ(vDevices[2]->getVersion(), "3.0");
+}
+
+TEST_F(DeviceInventoryInfoTest, DevicesAreFoundAtAnyDepthBelowTheRootInDocumentOrder)
+{
+    Records vDevices = DevicesOf("<Envelope><SVMInventory><Device componentID=\"1\"/><Chassis><Slot>"
+                                 "<Device componentID=\"2\"><Device componentID=\"3\"/></Device></Slot></Chassis>"
+                                 "<device componentID=\"lower-case\"/></SVMInventory>"
+                                 "<Device componentID=\"outside\"/></Envelope>");
+    ASSERT_EQ(vDevices.size(), 3u);
+    EXPECT_EQ(vDevices[0]->getComponentID(), "1");
+    EXPECT_EQ(vDevices[1]->getComponentID(), "2");
+    EXPECT_EQ(vDevices[2]->getComponentID(), "3");
+}
+
+TEST_F(DeviceInventoryInfoTest, AFailedStatusMarksEveryDevice)
+{
+    Records vDevices = DevicesOf("<SVMInventory>"
+                                 "<Device componentID=\"1\"><Application componentType=\"FRMW\" version=\"1\">"
+                                 "<SPStatus result=\"true\"><Message>fine</Message></SPStatus></Application>"
+                                 "</Device>"
+                                 "<Device componentID=\"2\"><Application componentType=\"FRMW\" version=\"2\">"
+                                 "<SPStatus result=\"False\"><Message>device 2 failed</Message></SPStatus>"
+                                 "</Application></Device>"
+                                 "<SPStatus result=\"false\"><Message>later failure</Message></SPStatus>"
+                                 "</SVMInventory>");
+    ASSERT_EQ(vDevices.size(), 2u);
+    for (const auto& pDevice : vDevices)
+    {
+        EXPECT_EQ(pDevice->getStatus(), 1);
+        EXPECT_EQ(pDevice->getErrorMsg(), "device 2 failed");
+    }
+    EXPECT_EQ(vDevices[0]->getVersion(), "1");
+    EXPECT_EQ(vDevices[1]->getVersion(), "2");
+    // The document-wide status is looked up once for all devices.
+    EXPECT_EQ(CountOf(Log(), "CDeviceInventoryInfo::GetInventoryStatus() got message"), 1u);
+}
+
+TEST_F(DeviceInventoryInfoTest, StatusElementsElsewhereAreIgnored)
+{
+    CDeviceInventoryInfo reader("<SVMInventory>"
+                                "<Device componentID=\"1\"><SPStatus result=\"false\"><M>a</M></SPStatus>"
+                                "<Other><SPStatus result=\"false\"><M>b</M></SPStatus></Other></Device>"
+                                "<Group><SPStatus result=\"false\"><M>c</M></SPStatus></Group>"
+                                "<Device componentID=\"2\"><Application><Deeper><SPStatus result=\"false\">"
+                                "<M>d</M></SPStatus></Deeper></Application></Device>"
+                                "<SPStatus result=\"yes\"><M>e</M></SPStatus><SPStatus><M>f</M></SPStatus>"
+                                "</SVMInventory>");
+    std::string strMessage = "unchanged";
+    EXPECT_EQ(reader.GetInventoryStatus(strMessage), 1);
+    EXPECT_EQ(strMessage, "unchanged");
+    Records vDevices = Own(reader.GetDeviceInfo());
+    ASSERT_EQ(vDevices.size(), 2u);
+    EXPECT_EQ(vDevices[0]->getStatus(), -1);
+    EXPECT_EQ(vDevices[1]->getStatus(), -1);
+}
+
+TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutChildElementLeavesTheMessage)
+{
+    CDeviceInventoryInfo reader("<SVMInventory><Device componentID=\"1\"/><Device vendorID=\"8086\"/>"
+                                "<SPStatus result=\"false\"/></SVMInventory>");
+    std::string strMessage = "kept";
+    EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
+    EXPECT_EQ(strMessage, "kept");
+    Records vDevices = Own(reader.GetDeviceInfo());
+    ASSERT_EQ(vDevices.size(), 2u);
+    for (const auto& pDevice : vDevices)
+    {
+        EXPECT_EQ(pDevice->getStatus(), 1);
+        EXPECT_EQ(pDevice->getErrorMsg(), "");
+    }
+    EXPECT_FALSE(Contains(Log(), "CDeviceInventoryInfo::GetInventoryStatus() got message"));
+}
+
+TEST_F(DeviceInventoryInfoTest, StatusMessageIsTheTextOfTheFirstChildElement)
+{
+    {
+        // Text directly inside the status element is not a message.
+        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\">plain text</SPStatus></SVMInventory>");
+        std::string strMessage;
+        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
+        EXPECT_EQ(strMessage, "");
+    }
+    {
+        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\"><Message><b>x</b></Message>"
+                                    "</SPStatus></SVMInventory>");
+        std::string strMessage;
+        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
+        EXPECT_EQ(strMessage, "");
+    }
+    {
+        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\"><Anything>disk &amp; more</Anything>"
+                                    "<Message>second</Message></SPStatus></SVMInventory>");
+        std::string strMessage;
+        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
+        EXPECT_EQ(strMessage, "disk & more");
+    }
+}
+
+TEST_F(DeviceInventoryInfoTest, OperatingSystemFieldsTakeTheLastValueEach)
+{
+    CDeviceInventoryInfo reader(
+        "<SVMInventory><OperatingSystem majorVersion=\"7\" minorVersion=\"9\" spMajorVersion=\"1\" "
+        "spMinorVersion=\"2\" osVendor=\"Acme\" osArch=\"x86_64\" osBuildNum=\"100\"/>"
+        "<Host><OperatingSystem majorVersion=\"8\" minorVersion=\"\" osVendor=\"Other\" osBuildNum=\"200\"/></Host>"
+        "</SVMInventory>");
+    const SOSInfo osInfo = reader.GetOSInfo();
+    EXPECT_EQ(osInfo.strMajorVersion, "8");
+    EXPECT_EQ(osInfo.strMinorVersion, "9");
+    EXPECT_EQ(osInfo.strSPMajorVersion, "1");
+    EXPECT_EQ(osInfo.strSPMinorVersion, "2");
+    EXPECT_EQ(osInfo.strOSVendor, "Other");
+    EXPECT_EQ(osInfo.strOSArch, "x86_64");
+    EXPECT_EQ(osInfo.strInstalledBuildNumber, "200");
+    EXPECT_EQ(osInfo.strReserved, "");
+    EXPECT_EQ(osInfo.strRequiredBuildNumber, "");
+}
+
+TEST_F(DeviceInventoryInfoTest, NoOperatingSystemGivesAnEmptyRecord)
+{
+    CDeviceInventoryInfo reader("<SVMInventory><Device componentID=\"1\"/></SVMInventory>");
+    const SOSInfo osInfo = reader.GetOSInfo();
+    EXPECT_EQ(osInfo.strMajorVersion + osInfo.strMinorVersion + osInfo.strOSVendor + osInfo.strOSArch +
+                  osInfo.strInstalledBuildNumber,
+              "");
+    EXPECT_EQ(Log().back(), "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
+}
+
+TEST_F(DeviceInventoryInfoTest, SystemIDTakesTheLastSystem)
+{
+    CDeviceInventoryInfo reader("<SVMInventory><System systemID=\"0x0A1B\"/><Rack><System systemID=\"0x0C2D\"/>"
+                                "</Rack><System systemID=\"\"/><System/></SVMInventory>");
+    EXPECT_EQ(reader.GetSystemID(), "0x0C2D");
+
+    CDeviceInventoryInfo noSystem("<SVMInventory/>");
+    EXPECT_EQ(noSystem.GetSystemID(), "");
+    EXPECT_EQ(Log().back(), "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
+}
+
+TEST_F(DeviceInventoryInfoTest, RecordsOutliveTheReaderAndParsingWorksAfterItsCleanUp)
+{
+    Records vDevices;
+    {
+        CDeviceInventoryInfo reader(kTwoDevices);
+        vDevices = Own(reader.GetDeviceInfo());
+    }
+    EXPECT_EQ(Log().back(), "CDeviceInventoryInfo::~CDeviceInventoryInfo ");
+    ASSERT_EQ(vDevices.size(), 2u);
+    EXPECT_EQ(vDevices[0]->getVersion(), "25.5.9.0001");
+
+    Records vAgain = DevicesOf(kTwoDevices);
+    ASSERT_EQ(vAgain.size(), 2u);
+    EXPECT_EQ(vAgain[1]->getVersion(), "8.07.00");
+}
+
+TEST_F(DeviceInventoryInfoTest, GetNodeSetAndGetAttributeValueLogTheirFailures)
+{
+    CDeviceInventoryInfo reader(kTwoDevices);
+    EXPECT_FALSE(reader.GetNodeSet(nullptr));
+    EXPECT_FALSE(reader.GetNodeSet(reinterpret_cast<const unsigned char*>("//Device[")));
+    xmlsupport::NodeSetPtr pDevices = reader.GetNodeSet(reinterpret_cast<const unsigned char*>("//Device"));
+    ASSERT_TRUE(pDevices);
+    EXPECT_EQ(reader.GetAttributeValue(nullptr, "display"), nullptr);
+    EXPECT_EQ(reader.GetAttributeValue(xmlsupport::NodeAt(pDevices.get(), 0), nullptr), nullptr);
+    EXPECT_STREQ(reader.GetAttributeValue(xmlsupport::NodeAt(pDevices.get(), 1), "display"), "HBA");
+
+    std::vector<std::string> vLog = Log();
+    ASSERT_GE(vLog.size(), 8u);
+    const std::vector<std::string> vTail(vLog.end() - 8, vLog.end());
+    const std::vector<std::string> vExpected = {
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() xmlXPathNewContext is NULL",
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathEvalExpression",
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() END",
+        "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
+        "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
+    };
+    EXPECT_EQ(vTail, vExpected);
+}
+
+TEST_F(DeviceInventoryInfoTest, ThousandsOfDevicesAreReadInOrder)
+{
+    const int nDevices = 20000;
+    std::string strText = "<SVMInventory>";
+    for (int nIndex = 0; nIndex < nDevices; ++nIndex)
+    {
+        const std::string strIndex = std::to_string(nIndex);
+        strText += "<Device vendorID=\"8086\" deviceID=\"" + strIndex + "\" display=\"NIC " + strIndex +
+                   "\"><Application componentType=\"FRMW\" version=\"1." + strIndex + "\"/></Device>";
+    }
+    strText += "<SPStatus result=\"false\"><Message>partial</Message></SPStatus></SVMInventory>";
+    vextest::WriteFile(m_dir.File("inv.xml"), strText);
+
+    const auto tStart = std::chrono::steady_clock::now();
+    Records vDevices = DevicesOf(m_dir.File("inv.xml"));
+    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
+    ASSERT_EQ(vDevices.size(), static_cast<std::size_t>(nDevices));
+    for (int nIndex = 0; nIndex < nDevices; ++nIndex)
+    {
+        ASSERT_EQ(vDevices[nIndex]->getPCIInfo().strDeviceID, std::to_string(nIndex));
+        ASSERT_EQ(vDevices[nIndex]->getVersion(), "1." + std::to_string(nIndex));
+        ASSERT_EQ(vDevices[nIndex]->getStatus(), 1);
+        ASSERT_EQ(vDevices[nIndex]->getErrorMsg(), "partial");
+    }
+    // Reading grows with the size of the document, not with its square: a
+    // status lookup per device would take over half a minute here.
+    EXPECT_LT(dSeconds, 10.0);
+    std::cout << "read " << nDevices << " devices in " << dSeconds << " s\n";
+}

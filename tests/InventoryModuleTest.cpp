@@ -1,0 +1,493 @@
+#include "InventoryModule.h"
+#include "LinuxImpl.h"
+#include "TestSupport.h"
+#include "XmlSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include <dirent.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+using vextest::ReadLogMessages;
+using vextest::ScopedCwd;
+using vextest::TempDir;
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
+
+Records Own(const std::vector<CDeviceInfo*>& vDevices)
+{
+    Records vOwned;
+    for (CDeviceInfo* pDevice : vDevices)
+    {
+        vOwned.emplace_back(pDevice);
+    }
+    return vOwned;
+}
+
+double SecondsSince(Clock::time_point tStart)
+{
+    return std::chrono::duration<double>(Clock::now() - tStart).count();
+}
+
+bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
+}
+
+bool ProcessExists(pid_t nPid) { return nPid > 0 && kill(nPid, 0) == 0; }
+
+// Every process whose command line mentions strText.
+std::vector<pid_t> ProcessesMentioning(const std::string& strText)
+{
+    std::vector<pid_t> vFound;
+    DIR* pProc = opendir("/proc");
+    if (pProc == nullptr)
+    {
+        return vFound;
+    }
+    while (const dirent* pEntry = readdir(pProc))
+    {
+        const std::string strName = pEntry->d_name;
+        if (strName.empty() || strName.find_first_not_of("0123456789") != std::string::npos)
+        {
+            continue;
+        }
+        std::string strCommandLine;
+        try
+        {
+            strCommandLine = vextest::ReadFile("/proc/" + strName + "/cmdline");
+        }
+        catch (...)
+        {
+            continue; // ended meanwhile
+        }
+        std::replace(strCommandLine.begin(), strCommandLine.end(), '\0', ' ');
+        if (strCommandLine.find(strText) != std::string::npos)
+        {
+            vFound.push_back(static_cast<pid_t>(std::stol(strName)));
+        }
+    }
+    closedir(pProc);
+    return vFound;
+}
+
+pid_t PidFrom(const std::string& strPath) { return static_cast<pid_t>(std::stol(vextest::ReadFile(strPath))); }
+
+const char* const kInventory =
+    "<SVMInventory>\n"
+    "  <Device componentID=\"25227\" display=\"RAID Controller\">\n"
+    "    <Application componentType=\"FRMW\" version=\"25.5.9.0001\"/>\n"
+    "  </Device>\n"
+    "  <Device vendorID=\"8086\" deviceID=\"1521\" subVendorID=\"1028\" subDeviceID=\"0602\" display=\"NIC\">\n"
+    "    <Application componentType=\"FRMW\" version=\"18.8.9\"/>\n"
+    "  </Device>\n"
+    "</SVMInventory>\n";
+
+// A package directory with one component directory "comp" holding the
+// configuration and the collector script. The test itself runs from another
+// directory, which must be the working directory again after every call.
+class InventoryModuleTest : public ::testing::Test
+{
+protected:
+    InventoryModuleTest()
+        : m_strModule(m_package.File("comp")), m_strElsewhere(m_package.File("elsewhere")),
+          m_strInventoryPath(m_package.File("comp") + "/inv.xml")
+    {
+        vextest::MakeDirectory(m_strModule);
+        vextest::MakeDirectory(m_strElsewhere);
+    }
+
+    void SetUp() override
+    {
+        // By the time the checker runs collectors, the package reader has
+        // switched blank text nodes off for the process.
+        xmlsupport::SetKeepBlanksDefault(false);
+        vextest::StartLogging(m_package.File("baseutils.log"));
+        m_pCwd.reset(new ScopedCwd(m_strElsewhere));
+        m_strBefore = vextest::CurrentDirectory();
+    }
+
+    void TearDown() override { m_pCwd.reset(); }
+
+    void WriteConfig(const std::string& strCommand, const std::string& strOutput, const std::string& strTimeout)
+    {
+        vextest::WriteFile(m_strModule + "/PIEConfig.xml",
+                           "<?xml version=\"1.0\"?>\n<PIEConfig>\n  <Plugins>\n"
+                           "    <Plugin description=\"Inventory\" type=\"0\" timeout=\"" +
+                               strTimeout +
+                               "\">\n      <CliToFile>\n        <Command>" + strCommand +
+                               "</Command>\n        <Output>" + strOutput +
+                               "</Output>\n      </CliToFile>\n    </Plugin>\n  </Plugins>\n</PIEConfig>\n");
+    }
+
+    // The collector script "collect.sh" in the component directory, with the
+    // configuration pointing at it.
+    void WriteCollector(const std::string& strBody, const std::string& strTimeout = "30")
+    {
+        vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\n" + strBody, true);
+        WriteConfig("collect.sh", "inv.xml", strTimeout);
+    }
+
+    // A collector body that writes the given document into inv.xml.
+    static std::string WritesDocument(const std::string& strDocument)
+    {
+        return "cat > inv.xml <<'EOF'\n" + strDocument + "\nEOF\n";
+    }
+
+    Records Run()
+    {
+        CInventoryModule module(m_strModule);
+        Records vRecords = Own(module.GetInventoryInfo());
+        EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore) << "working directory not restored";
+        return vRecords;
+    }
+
+    std::vector<std::string> Log() const { return ReadLogMessages(m_package.File("baseutils.log")); }
+
+    // Only the module's own lines.
+    std::vector<std::string> ModuleLog() const
+    {
+        std::vector<std::string> vLines;
+        for (const std::string& strLine : Log())
+        {
+            if (strLine.compare(0, 18, "CInventoryModule::") == 0)
+            {
+                vLines.push_back(strLine);
+            }
+        }
+        return vLines;
+    }
+
+    TempDir m_package;
+    const std::string m_strModule;
+    const std::string m_strElsewhere;
+    const std::string m_strInventoryPath;
+    std::unique_ptr<ScopedCwd> m_pCwd;
+    std::string m_strBefore;
+};
+} // namespace
+
+TEST_F(InventoryModuleTest, RunsTheCollectorInItsDirectoryAndReadsItsDocument)
+{
+    WriteCollector("pwd > ran_in\necho \"$@\" > arguments\n" + WritesDocument(kInventory));
+    WriteConfig("collect.sh --all  -v", "inv.xml", "30");
+    Records vRecords = Run();
+
+    EXPECT_EQ(vextest::ReadFile(m_strModule + "/ran_in"), m_strModule + "\n");
+    EXPECT_EQ(vextest::ReadFile(m_strModule + "/arguments"), "--all -v\n");
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getComponentID(), "25227");
+    EXPECT_EQ(vRecords[0]->getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    EXPECT_EQ(vRecords[0]->getVersion(), "25.5.9.0001");
+    EXPECT_EQ(vRecords[0]->getStatus(), -1);
+    EXPECT_EQ(vRecords[1]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_EQ(vRecords[1]->getPCIInfo().strSubDeviceID, "0602");
+    EXPECT_EQ(vRecords[1]->getVersion(), "18.8.9");
+
+    const std::vector<std::string> vExpected = {
+        "CInventoryModule::CInventoryModule  module file path  " + m_strModule,
+        "CInventoryModule::GetInventoryInfo Start   ",
+        "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule + "/PIEConfig.xml",
+        "CInventoryModule::GetInvntoryXml Start",
+        "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule + "//collect.sh --all  -v",
+        "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//inv.xml",
+        "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo",
+        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo Before",
+        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo After",
+        "CInventoryModule::GetInventoryInfo END",
+        "CInventoryModule::~CInventoryModule  ",
+    };
+    EXPECT_EQ(ModuleLog(), vExpected);
+    // The inventory document is read after the working directory is back.
+    const std::vector<std::string> vLog = Log();
+    EXPECT_TRUE(Contains(vLog, "CLinuxImpl::IsFileExistsAbs() File name " + m_strModule + "//inv.xml exist"));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatExitsNonZeroButWritesItsDocumentIsRead)
+{
+    WriteCollector(WritesDocument(kInventory) + "exit 1\n");
+    Records vRecords = Run();
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getVersion(), "25.5.9.0001");
+    const std::vector<std::string> vLog = ModuleLog();
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory"));
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo END"));
+}
+
+TEST_F(InventoryModuleTest, TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun)
+{
+    for (const char* pszTimeout : {"0", "abc", "-3", " 0x10"})
+    {
+        WriteCollector("touch ran\n" + WritesDocument(kInventory), pszTimeout);
+        Records vRecords = Run();
+        EXPECT_TRUE(vRecords.empty()) << pszTimeout;
+        EXPECT_FALSE(vextest::FileExists(m_strModule + "/ran")) << pszTimeout;
+    }
+    const std::vector<std::string> vLog = ModuleLog();
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml strInventoryCommand or  strInvetoryXmlfileName is "
+                               "empty or nTimeout <=0 "));
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo GetInvntoryXml failed"));
+}
+
+TEST_F(InventoryModuleTest, MissingConfigurationGivesNothing)
+{
+    Records vRecords = Run();
+    EXPECT_TRUE(vRecords.empty());
+    const std::vector<std::string> vExpected = {
+        "CInventoryModule::CInventoryModule  module file path  " + m_strModule,
+        "CInventoryModule::GetInventoryInfo Start   ",
+        "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule + "/PIEConfig.xml",
+        "CInventoryModule::GetInventoryInfo m_pPIEConfigInfo->Init failed",
+        "CInventoryModule::~CInventoryModule  ",
+    };
+    EXPECT_EQ(ModuleLog(), vExpected);
+    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::Init() Document " + m_strModule + "/PIEConfig.xml  parsed "
+                                                                                      "successfully "));
+}
+
+TEST_F(InventoryModuleTest, EmptyOrMalformedConfigurationGivesNothing)
+{
+    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\ntouch ran\n" + WritesDocument(kInventory), true);
+    for (const std::string& strConfig :
+         {std::string(), std::string("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\""),
+          std::string("collect.sh inv.xml 30"),
+          std::string("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"30\">"
+                      "<CliToFile><Command>collect.sh</Command></CliToFile></Plugin></Plugins></PIEConfig>")})
+    {
+        vextest::WriteFile(m_strModule + "/PIEConfig.xml", strConfig);
+        Records vRecords = Run();
+        EXPECT_TRUE(vRecords.empty()) << strConfig;
+    }
+    EXPECT_FALSE(vextest::FileExists(m_strModule + "/ran"));
+}
+
+TEST_F(InventoryModuleTest, CommandThatDoesNotExistGivesNothing)
+{
+    WriteConfig("no-such-collector.sh", "inv.xml", "30");
+    Records vRecords = Run();
+    EXPECT_TRUE(vRecords.empty());
+    const std::vector<std::string> vLog = Log();
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory"));
+    EXPECT_TRUE(Contains(vLog, "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_strModule +
+                                   "//inv.xml  parsing failed "));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatWritesNothingGivesNothing)
+{
+    WriteCollector("exit 0\n");
+    EXPECT_TRUE(Run().empty());
+    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_strModule +
+                                    "//inv.xml  parsing failed "));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatWritesAnEmptyFileGivesNothing)
+{
+    WriteCollector(": > inv.xml\n");
+    EXPECT_TRUE(Run().empty());
+    EXPECT_TRUE(vextest::FileExists(m_strInventoryPath));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatWritesSomethingElseGivesNothing)
+{
+    WriteCollector("echo 'collector: 2 devices found' > inv.xml\n");
+    EXPECT_TRUE(Run().empty());
+    WriteCollector("head -c 4096 /dev/urandom > inv.xml\n");
+    EXPECT_TRUE(Run().empty());
+    WriteCollector(WritesDocument("<Inventory><Device componentID=\"1\"/></Inventory>"));
+    EXPECT_TRUE(Run().empty());
+}
+
+TEST_F(InventoryModuleTest, CollectorThatWritesFiftyMebibytesIsRead)
+{
+    // Two devices around six large text elements, 54 MB in all.
+    WriteCollector("{\n"
+                   "  printf '<SVMInventory><Device componentID=\"1\"><Application componentType=\"FRMW\" "
+                   "version=\"1.0\"/></Device>'\n"
+                   "  for i in 1 2 3 4 5 6; do\n"
+                   "    printf '<Pad>'; head -c 9000000 /dev/zero | tr '\\000' x; printf '</Pad>'\n"
+                   "  done\n"
+                   "  printf '<Device componentID=\"2\"><Application componentType=\"DRVR\" "
+                   "version=\"2.0\"/></Device></SVMInventory>'\n"
+                   "} > inv.xml\n");
+    Records vRecords = Run();
+    struct stat st = {};
+    ASSERT_EQ(stat(m_strInventoryPath.c_str(), &st), 0);
+    EXPECT_GE(st.st_size, 50 * 1024 * 1024);
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getVersion(), "1.0");
+    EXPECT_EQ(vRecords[1]->getComponentID(), "2");
+    EXPECT_EQ(vRecords[1]->getVersion(), "2.0");
+}
+
+TEST_F(InventoryModuleTest, ThousandsOfDevicesAreRead)
+{
+    WriteCollector("{\n"
+                   "  printf '<SVMInventory>'\n"
+                   "  i=0\n"
+                   "  while [ $i -lt 3000 ]; do\n"
+                   "    printf '<Device vendorID=\"8086\" deviceID=\"%d\"><Application componentType=\"FRMW\" "
+                   "version=\"1.%d\"/></Device>' $i $i\n"
+                   "    i=$((i+1))\n"
+                   "  done\n"
+                   "  printf '</SVMInventory>'\n"
+                   "} > inv.xml\n");
+    Records vRecords = Run();
+    ASSERT_EQ(vRecords.size(), 3000u);
+    for (std::size_t nIndex = 0; nIndex < vRecords.size(); ++nIndex)
+    {
+        ASSERT_EQ(vRecords[nIndex]->getPCIInfo().strDeviceID, std::to_string(nIndex));
+        ASSERT_EQ(vRecords[nIndex]->getVersion(), "1." + std::to_string(nIndex));
+    }
+}
+
+TEST_F(InventoryModuleTest, AttributesWithEmptyValuesAreAbsent)
+{
+    WriteCollector(WritesDocument("<SVMInventory><Device componentID=\"\" vendorID=\"\" display=\"\">"
+                                  "<Application componentType=\"\" version=\"\"/></Device>"
+                                  "<Device componentID=\"\" vendorID=\"1000\" deviceID=\"\"/>"
+                                  "<SPStatus result=\"\"><Message>not a failure</Message></SPStatus>"
+                                  "</SVMInventory>"));
+    Records vRecords = Run();
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+    EXPECT_EQ(vRecords[0]->getDeviceName(), "");
+    EXPECT_EQ(vRecords[0]->getVersion(), "");
+    EXPECT_EQ(vRecords[0]->getStatus(), -1);
+    EXPECT_EQ(vRecords[1]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_EQ(vRecords[1]->getPCIInfo().strVendorID, "1000");
+    EXPECT_EQ(vRecords[1]->getPCIInfo().strDeviceID, "");
+}
+
+TEST_F(InventoryModuleTest, CollectorReportingAFailureGivesFailedRecords)
+{
+    WriteCollector(WritesDocument("<SVMInventory><SPStatus result=\"false\"><Message>no controller found</Message>"
+                                  "</SPStatus></SVMInventory>"));
+    Records vRecords = Run();
+    ASSERT_EQ(vRecords.size(), 1u);
+    EXPECT_EQ(vRecords[0]->getStatus(), 1);
+    EXPECT_EQ(vRecords[0]->getErrorMsg(), "no controller found");
+}
+
+TEST_F(InventoryModuleTest, OutputInASubdirectoryKeepsTheDoubledSlash)
+{
+    vextest::MakeDirectory(m_strModule + "/out");
+    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\ncd out\n" + WritesDocument(kInventory), true);
+    WriteConfig("collect.sh", "out/inv.xml", "30");
+    Records vRecords = Run();
+    EXPECT_EQ(vRecords.size(), 2u);
+    EXPECT_TRUE(Contains(ModuleLog(), "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//out/inv.xml"));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatLeavesAChildRunningIsReadAndTheChildEnded)
+{
+    WriteCollector("sleep 1000 > /dev/null 2>&1 &\necho $! > child.pid\n" + WritesDocument(kInventory), "10");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run();
+    const double dElapsed = SecondsSince(tStart);
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getStatus(), -1);
+    EXPECT_LT(dElapsed, 10 + CLinuxImpl::nTerminateGraceMs / 1000.0);
+    const pid_t nChild = PidFrom(m_strModule + "/child.pid");
+    EXPECT_FALSE(ProcessExists(nChild)) << "child " << nChild << " still running";
+}
+
+TEST_F(InventoryModuleTest, CollectorThatRunsOutOfTimeGivesOneFailedRecord)
+{
+    WriteCollector("echo $$ > collector.pid\n"
+                   "sleep 1000 &\necho $! > child.pid\n"
+                   "while :; do sleep 1; done\n",
+                   "2");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run();
+    const double dElapsed = SecondsSince(tStart);
+
+    EXPECT_GE(dElapsed, 1.9);
+    EXPECT_LT(dElapsed, 5.0);
+    ASSERT_EQ(vRecords.size(), 1u);
+    EXPECT_EQ(vRecords[0]->getStatus(), 1);
+    EXPECT_EQ(vRecords[0]->getErrorMsg(), "Inventory collector timed out after 2 seconds");
+    EXPECT_EQ(vRecords[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+
+    const pid_t nCollector = PidFrom(m_strModule + "/collector.pid");
+    const pid_t nChild = PidFrom(m_strModule + "/child.pid");
+    EXPECT_FALSE(ProcessExists(nCollector)) << "collector " << nCollector << " still running";
+    EXPECT_FALSE(ProcessExists(nChild)) << "child " << nChild << " still running";
+    EXPECT_TRUE(ProcessesMentioning(m_strModule).empty());
+
+    const std::vector<std::string> vLog = ModuleLog();
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml collector timed out after 2 seconds"));
+    EXPECT_FALSE(Contains(vLog, "CInventoryModule::GetInventoryInfo GetInvntoryXml failed"));
+    EXPECT_FALSE(Contains(vLog, "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo"));
+}
+
+TEST_F(InventoryModuleTest, CollectorThatIgnoresTerminationIsKilledAfterTheGracePeriod)
+{
+    WriteCollector("trap '' TERM\n" + WritesDocument(kInventory) + "while :; do sleep 0.1; done\n", "1");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run();
+    const double dElapsed = SecondsSince(tStart);
+    EXPECT_LT(dElapsed, 1 + CLinuxImpl::nTerminateGraceMs / 1000.0 + 1.5);
+    // The document it wrote before hanging is not read: the run failed.
+    ASSERT_EQ(vRecords.size(), 1u);
+    EXPECT_EQ(vRecords[0]->getStatus(), 1);
+    EXPECT_EQ(vRecords[0]->getErrorMsg(), "Inventory collector timed out after 1 seconds");
+    EXPECT_TRUE(ProcessesMentioning(m_strModule).empty());
+}
+
+TEST_F(InventoryModuleTest, HugeTimeoutDoesNotOverflow)
+{
+    WriteCollector(WritesDocument(kInventory), "9223372036854775807");
+    Records vRecords = Run();
+    EXPECT_EQ(vRecords.size(), 2u);
+    WriteCollector(WritesDocument(kInventory), "99999999999999999999999999");
+    EXPECT_EQ(Run().size(), 2u);
+}
+
+TEST_F(InventoryModuleTest, DocumentPathDoublesTheSlash)
+{
+    // A module path given with a trailing slash keeps it, too.
+    WriteCollector(WritesDocument(kInventory));
+    CInventoryModule module(m_strModule + "/");
+    Records vRecords = Own(module.GetInventoryInfo());
+    EXPECT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore);
+    const std::vector<std::string> vLog = ModuleLog();
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule +
+                                   "//PIEConfig.xml"));
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule +
+                                   "///collect.sh"));
+    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "///inv.xml"));
+}
+
+TEST_F(InventoryModuleTest, GetInvntoryXmlWithoutConfigurationFails)
+{
+    CInventoryModule module("/pkg/comp");
+    std::string strOutputPath = "untouched";
+    EXPECT_EQ(module.GetInvntoryXml(strOutputPath), 0);
+    EXPECT_EQ(strOutputPath, "untouched");
+    const std::vector<std::string> vExpected = {
+        "CInventoryModule::CInventoryModule  module file path  /pkg/comp",
+        "CInventoryModule::GetInvntoryXml Start",
+        "CInventoryModule::GetInvntoryXml m_pPIEConfigInfo is NULL",
+    };
+    EXPECT_EQ(ModuleLog(), vExpected);
+}
+
+TEST_F(InventoryModuleTest, ModuleCanBeRunAgain)
+{
+    WriteCollector("echo x >> runs\n" + WritesDocument(kInventory));
+    CInventoryModule module(m_strModule);
+    EXPECT_EQ(Own(module.GetInventoryInfo()).size(), 2u);
+    EXPECT_EQ(Own(module.GetInventoryInfo()).size(), 2u);
+    EXPECT_EQ(vextest::ReadFile(m_strModule + "/runs"), "x\nx\n");
+    EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore);
+}
