@@ -365,8 +365,21 @@ TEST_F(DeviceInventoryInfoTest, AFailedStatusMarksEveryDevice)
     }
     EXPECT_EQ(vDevices[0]->getVersion(), "1");
     EXPECT_EQ(vDevices[1]->getVersion(), "2");
-    // The document-wide status is looked up once for all devices.
-    EXPECT_EQ(CountOf(Log(), "CDeviceInventoryInfo::GetInventoryStatus() got message"), 1u);
+    // Every device logs its status lookup, as if it had looked it up anew.
+    const std::vector<std::string> vStatusLookup = {
+        "CDeviceInventoryInfo::GetNodeSet() Start",
+        "CDeviceInventoryInfo::GetNodeSet() END",
+        "CDeviceInventoryInfo::GetInventoryStatus() got message",
+        "device 2 failed",
+    };
+    std::vector<std::string> vExpected = {"CDeviceInventoryInfo::GetNodeSet() Start",
+                                          "CDeviceInventoryInfo::GetNodeSet() END"};
+    vExpected.insert(vExpected.end(), vStatusLookup.begin(), vStatusLookup.end());
+    vExpected.insert(vExpected.end(), vStatusLookup.begin(), vStatusLookup.end());
+    vExpected.push_back("CDeviceInventoryInfo::~CDeviceInventoryInfo ");
+    const std::vector<std::string> vLog = Log();
+    ASSERT_GE(vLog.size(), vExpected.size());
+    EXPECT_EQ(std::vector<std::string>(vLog.end() - static_cast<long>(vExpected.size()), vLog.end()), vExpected);
 }
 
 TEST_F(DeviceInventoryInfoTest, StatusElementsElsewhereAreIgnored)

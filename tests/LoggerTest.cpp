@@ -253,3 +253,46 @@ TEST(LoggerSourceName, StripsDirectoryAndExtensionAtCompileTime)
     EXPECT_STREQ(kBare.text, "LinuxImpl");
     EXPECT_STREQ(VEXLOG_SOURCE, "LoggerTest");
 }
+
+TEST_F(LoggerTest, RecordedLinesAreReplayedWithTheirSourceAndLine)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    std::vector<SLogRecord> vRecorded;
+    {
+        CLogRecorder outer;
+        CLogger::GetInstance()->log("/src/Outer", 10, std::string("outer only"));
+        {
+            CLogRecorder inner;
+            CLogger::GetInstance()->log("Inner", 20, std::string("both"));
+            ASSERT_EQ(inner.Records().size(), 1u);
+            EXPECT_EQ(inner.Records()[0].strFile, "Inner");
+            EXPECT_EQ(inner.Records()[0].nLine, 20u);
+            EXPECT_EQ(inner.Records()[0].strMessage, "both");
+        }
+        vRecorded = outer.Records();
+    }
+    ASSERT_EQ(vRecorded.size(), 2u);
+    CLogger::GetInstance()->log("After", 30, std::string("not recorded"));
+    CLogger::GetInstance()->Replay(vRecorded);
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")),
+              (std::vector<std::string>{
+                  "[TIME] :                     Outer:   10: outer only",
+                  "[TIME] :                     Inner:   20: both",
+                  "[TIME] :                     After:   30: not recorded",
+                  "[TIME] :                     Outer:   10: outer only",
+                  "[TIME] :                     Inner:   20: both",
+              }));
+}
+
+TEST_F(LoggerTest, NothingIsRecordedOrReplayedWhileOff)
+{
+    std::vector<SLogRecord> vRecords = {SLogRecord{"F", 1, "m"}};
+    {
+        CLogRecorder recorder;
+        CLogger::GetInstance()->log("F", 1, std::string("lost"));
+        EXPECT_TRUE(recorder.Records().empty());
+    }
+    vextest::ScopedCwd cwd(m_dir.Path());
+    CLogger::GetInstance()->Replay(vRecords);
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("debug.log")));
+}

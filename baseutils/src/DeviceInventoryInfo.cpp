@@ -225,11 +225,14 @@ std::vector<CDeviceInfo*> CDeviceInventoryInfo::GetDeviceInfo()
     }
 
     // The status is document-wide: every record of a failed document
-    // carries it. The document does not change, so it is looked up once for
-    // all devices rather than once per device, which would make reading an
-    // inventory of many thousands of devices take minutes.
+    // carries it. It is looked up once; for every further device the
+    // lookup's log lines are written again, so that the log reads exactly as
+    // if each device had looked it up anew (a lookup per device would make
+    // reading an inventory of many thousands of devices quadratic).
     std::string strMessage;
-    const bool bFailed = GetInventoryStatus(strMessage) == 0;
+    bool bFailed = false;
+    bool bStatusKnown = false;
+    std::vector<SLogRecord> vStatusLog;
 
     const std::size_t nDevices = xmlsupport::NodeCount(pDevices.get());
     vDevices.reserve(nDevices);
@@ -239,6 +242,17 @@ std::vector<CDeviceInfo*> CDeviceInventoryInfo::GetDeviceInfo()
         if (pDevice == nullptr)
         {
             continue;
+        }
+        if (!bStatusKnown)
+        {
+            CLogRecorder statusLog;
+            bFailed = GetInventoryStatus(strMessage) == 0;
+            vStatusLog = statusLog.Records();
+            bStatusKnown = true;
+        }
+        else
+        {
+            CLogger::GetInstance()->Replay(vStatusLog);
         }
         CDeviceInfo* pRecord = NewDeviceRecord(pDevice, bFailed, strMessage);
         if (pRecord != nullptr)

@@ -8,7 +8,7 @@ const std::string strBaseUtilsLogFileName = "baseutils.log";
 
 CLogger* CLogger::m_ptrInstance = nullptr;
 
-CLogger::CLogger() : m_strFileName("debug.log"), m_bInitialized(false) {}
+CLogger::CLogger() : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr) {}
 
 CLogger* CLogger::GetInstance()
 {
@@ -63,8 +63,25 @@ void CLogger::log(const char* pszFile, unsigned int nLine, std::ostringstream& o
     ossMessage.clear();
 }
 
+void CLogger::Replay(const std::vector<SLogRecord>& vRecords)
+{
+    if (!m_bInitialized)
+    {
+        return;
+    }
+    for (const SLogRecord& record : vRecords)
+    {
+        WriteLine(record.strFile.c_str(), record.nLine, record.strMessage);
+    }
+}
+
 void CLogger::WriteLine(const char* pszFile, unsigned int nLine, const std::string& strMessage)
 {
+    for (CLogRecorder* pRecorder = m_pRecorder; pRecorder != nullptr; pRecorder = pRecorder->m_pOuter)
+    {
+        pRecorder->m_vRecords.push_back(SLogRecord{pszFile != nullptr ? pszFile : "", nLine, strMessage});
+    }
+
     char szTime[80] = {};
     const std::time_t tNow = std::time(nullptr);
     std::tm tmLocal = {};
@@ -78,3 +95,10 @@ void CLogger::WriteLine(const char* pszFile, unsigned int nLine, const std::stri
              << ":" << std::setw(5) << nLine << ": " << strMessage << '\n';
     m_ofsLog.flush();
 }
+
+CLogRecorder::CLogRecorder() : m_pOuter(CLogger::GetInstance()->m_pRecorder)
+{
+    CLogger::GetInstance()->m_pRecorder = this;
+}
+
+CLogRecorder::~CLogRecorder() { CLogger::GetInstance()->m_pRecorder = m_pOuter; }

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 // Name of the marker file: debug logging is switched on only when a file of
 // this name exists in the current working directory.
@@ -12,6 +13,16 @@ extern const std::string strEnableLogFileName;
 // Log file used by the package reader and the SMBIOS reader when they switch
 // logging on.
 extern const std::string strBaseUtilsLogFileName;
+
+// One written log line, without its time stamp.
+struct SLogRecord
+{
+    std::string strFile;
+    unsigned int nLine = 0;
+    std::string strMessage;
+};
+
+class CLogRecorder;
 
 // The program's only diagnostic channel: a process-wide singleton that
 // appends time-stamped lines to one file. Off until Initialize opens a file;
@@ -35,7 +46,14 @@ public:
 
     bool IsInitialized() const { return m_bInitialized; }
 
+    // Writes the lines again, each with a fresh time stamp, exactly as their
+    // original calls wrote them. Work whose result is known can so be done
+    // once while its log reads as if it had been done each time.
+    void Replay(const std::vector<SLogRecord>& vRecords);
+
 private:
+    friend class CLogRecorder;
+
     CLogger();
     CLogger(const CLogger&) = delete;
     CLogger& operator=(const CLogger&) = delete;
@@ -45,8 +63,28 @@ private:
     std::string m_strFileName;
     std::ofstream m_ofsLog;
     bool m_bInitialized;
+    CLogRecorder* m_pRecorder;
 
     static CLogger* m_ptrInstance;
+};
+
+// Records every line the logger writes while it lives (nothing while the
+// logger is off). Recorders nest: an inner one records for the outer too.
+class CLogRecorder
+{
+public:
+    CLogRecorder();
+    ~CLogRecorder();
+    CLogRecorder(const CLogRecorder&) = delete;
+    CLogRecorder& operator=(const CLogRecorder&) = delete;
+
+    const std::vector<SLogRecord>& Records() const { return m_vRecords; }
+
+private:
+    friend class CLogger;
+
+    std::vector<SLogRecord> m_vRecords;
+    CLogRecorder* m_pOuter;
 };
 
 namespace vexlog
