@@ -227,6 +227,7 @@ TEST(DeviceInfo, EqualityIgnoresDeviceTypeParentContextPlatformsOSAndStatus)
     CDeviceInfo left = base;
     EXPECT_TRUE(left == other);
     EXPECT_TRUE(left.IsSameDependency(other));
+    EXPECT_EQ(left.DependencyHash(), other.DependencyHash());
 }
 
 TEST(DeviceInfo, HardAndSoftAreNotEqual)
@@ -285,7 +286,36 @@ TEST(DeviceInfo, EachIdentityFieldTakesPartInEquality)
         change.second(right);
         EXPECT_FALSE(left == right) << change.first;
         EXPECT_FALSE(left.IsSameDependency(right)) << change.first;
+        EXPECT_NE(left.DependencyHash(), right.DependencyHash()) << change.first;
     }
+}
+
+TEST(DeviceInfo, DependencyHashFollowsTheComparedFieldsOnly)
+{
+    CDeviceInfo hard = MakeDependency();
+    CDeviceInfo soft = MakeDependency();
+    soft.setDependencyType(CDeviceInfo::eDependencyTypeSoft);
+    EXPECT_NE(hard.DependencyHash(), soft.DependencyHash());
+
+    // Where one field ends and the next begins counts.
+    CDeviceInfo left;
+    left.setComponentType("ab");
+    left.setComponentID("c");
+    CDeviceInfo right;
+    right.setComponentType("a");
+    right.setComponentID("bc");
+    EXPECT_FALSE(left.IsSameDependency(right));
+    EXPECT_NE(left.DependencyHash(), right.DependencyHash());
+
+    // Converting the stored path to slashes (getFilePath) keeps the hash.
+    CDeviceInfo record = MakeDependency();
+    const std::size_t nBefore = record.DependencyHash();
+    record.getFilePath();
+    CDeviceInfo converted = MakeDependency();
+    converted.setFilePath("FOLDER01/ctl.BIN");
+    EXPECT_EQ(record.DependencyHash(), nBefore);
+    EXPECT_EQ(converted.DependencyHash(), nBefore);
+    EXPECT_FALSE(MakeDependency().IsSameDependency(converted)) << "equality still compares the stored bytes";
 }
 
 TEST(DeviceInfo, DisplayNameCountsForEqualityButNotForCheckForEquality)

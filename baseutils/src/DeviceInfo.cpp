@@ -19,6 +19,42 @@ std::string ToLowerHex(unsigned int nValue)
     return oss.str();
 }
 
+// FNV-1a over the bytes of each field, with the field's length mixed in so
+// that the boundary between two fields counts.
+class CFieldHash
+{
+public:
+    void Add(const std::string& strField, bool bSlashesForBackslashes = false)
+    {
+        for (char c : strField)
+        {
+            if (bSlashesForBackslashes && c == '\\')
+            {
+                c = '/';
+            }
+            AddByte(static_cast<unsigned char>(c));
+        }
+        AddNumber(strField.size());
+    }
+    void AddNumber(std::uint64_t nValue)
+    {
+        for (int i = 0; i < 8; ++i)
+        {
+            AddByte(static_cast<unsigned char>(nValue >> (8 * i)));
+        }
+    }
+    std::size_t Value() const { return static_cast<std::size_t>(m_nHash); }
+
+private:
+    void AddByte(unsigned char nByte)
+    {
+        m_nHash ^= nByte;
+        m_nHash *= 1099511628211ULL;
+    }
+
+    std::uint64_t m_nHash = 14695981039346656037ULL;
+};
+
 bool SamePCIIdentity(const SPCIInfo& left, const SPCIInfo& right)
 {
     return left.strComponentID == right.strComponentID && left.strDeviceID == right.strDeviceID &&
@@ -136,6 +172,24 @@ bool CDeviceInfo::IsSameDependency(const CDeviceInfo& other) const
            m_eDependencyType == other.m_eDependencyType && m_strVersion == other.m_strVersion &&
            m_strDisplay == other.m_strDisplay && m_strDetail == other.m_strDetail &&
            m_strFilePath == other.m_strFilePath && SamePCIIdentity(m_PCIInfo, other.m_PCIInfo);
+}
+
+std::size_t CDeviceInfo::DependencyHash() const
+{
+    CFieldHash hash;
+    hash.Add(m_strComponentType);
+    hash.Add(m_strComponentID);
+    hash.AddNumber(static_cast<std::uint64_t>(m_eDependencyType));
+    hash.Add(m_strVersion);
+    hash.Add(m_strDisplay);
+    hash.Add(m_strDetail);
+    hash.Add(m_strFilePath, true);
+    hash.Add(m_PCIInfo.strComponentID);
+    hash.Add(m_PCIInfo.strDeviceID);
+    hash.Add(m_PCIInfo.strSubDeviceID);
+    hash.Add(m_PCIInfo.strVendorID);
+    hash.Add(m_PCIInfo.strSubVendorID);
+    return hash.Value();
 }
 
 bool CDeviceInfo::checkForEquality(const CDeviceInfo* pOther)

@@ -1,6 +1,7 @@
 #ifndef VEXDEP_DEVICEINFO_H
 #define VEXDEP_DEVICEINFO_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -201,6 +202,11 @@ public:
     bool operator==(CDeviceInfo other);
     // The same identity test on a reference: no copy is made.
     bool IsSameDependency(const CDeviceInfo& other) const;
+    // A hash of the fields that IsSameDependency compares: records that are
+    // the same dependency have the same hash. Backslashes in the stored file
+    // path hash like slashes, so getFilePath's conversion of the stored path
+    // leaves the hash unchanged.
+    std::size_t DependencyHash() const;
 
     // Second identity test: component type, component ID, version,
     // enumeration ID, FQDD, PCI identity without marketing name and the

@@ -1,0 +1,1852 @@
+#include "Logger.h"
+#include "PlatformLayer.h"
+#include "SoftwareComponentInfo.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <sys/resource.h>
+
+using vextest::ReadLogMessages;
+using vextest::ScopedCwd;
+using vextest::TempDir;
+
+// ---------------------------------------------------------------------------
+// Non-throwing allocations can be made to fail on demand: the reader
+// allocates its records with new (std::nothrow), and its behaviour when such
+// an allocation fails is part of what is tested here. Unarmed, this behaves
+// as the library's own operator.
+// ---------------------------------------------------------------------------
+namespace
+{
+long g_nNothrowFailAt = -1;
+long g_nNothrowCount = 0;
+
+// Makes the nFailAt-th non-throwing allocation from now on fail (counted
+// from 0); a negative value disarms.
+void FailNothrowAllocation(long nFailAt)
+{
+    g_nNothrowCount = 0;
+    g_nNothrowFailAt = nFailAt;
+}
+} // namespace
+
+void* operator new(std::size_t nSize, const std::nothrow_t&) noexcept
+{
+    if (g_nNothrowFailAt >= 0 && g_nNothrowCount++ == g_nNothrowFailAt)
+    {
+        return nullptr;
+    }
+    try
+    {
+        return ::operator new(nSize);
+    }
+    catch (...)
+    {
+        return nullptr;
+    }
+}
+
+namespace
+{
+// The records that getDependencyInfo hands out belong to the caller.
+struct OwnedRecords
+{
+    std::vector<CDeviceInfo*> v;
+    explicit OwnedRecords(std::vector<CDeviceInfo*> vRecords) : v(std::move(vRecords)) {}
+    ~OwnedRecords()
+    {
+        for (CDeviceInfo* pRecord : v)
+        {
+            delete pRecord;
+        }
+    }
+    OwnedRecords(const OwnedRecords&) = delete;
+    OwnedRecords& operator=(const OwnedRecords&) = delete;
+    std::size_t size() const { return v.size(); }
+    CDeviceInfo& operator[](std::size_t i) const { return *v[i]; }
+};
+
+// A package description with the given SupportedDevices content, laid out
+// with blanks between the elements as real packages are.
+std::string Package(const std::string& strDevices, const std::string& strExtra = std::string())
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<SoftwareComponent schemaVersion=\"1.0\" vendorVersion=\"1.2.3\">\n"
+           "  <ComponentType value=\"FRMW\">\n    <Display lang=\"en\">Firmware</Display>\n  </ComponentType>\n"
+           "  <SupportedDevices>\n" +
+           strDevices + "\n  </SupportedDevices>\n" + strExtra + "</SoftwareComponent>\n";
+}
+
+std::size_t Count(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return static_cast<std::size_t>(std::count(vLines.begin(), vLines.end(), strLine));
+}
+
+bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return Count(vLines, strLine) > 0;
+}
+
+// The log lines from nFrom on.
+std::vector<std::string> From(const std::vector<std::string>& vLines, std::size_t nFrom)
+{
+    return std::vector<std::string>(vLines.begin() + static_cast<std::ptrdiff_t>(std::min(nFrom, vLines.size())),
+                                    vLines.end());
+}
+
+const std::string kDep = "CSoftwareComponentInfo::getDependencyInfo() ";
+const std::string kNoPlatform = kDep + "unable to get the Platform info from package.xml for dependent device";
+const std::string kNoOS = kDep + "unable to get the Platform info from package.xml for dependent device or Opernating "
+                                 "System Information Is not mentioned in the Dependency Node";
+const std::string kOSAttributeMissing =
+    kDep + "failed to get the MajorVersion info from package.xml for dependent device";
+const std::string kDuplicate = "CSoftwareComponentInfo::AddDependencyInfo() Found a duplicate entry";
+
+// Every test runs in a fresh temporary working directory.
+class PackageReader : public ::testing::Test
+{
+protected:
+    void SetUp() override { m_pCwd.reset(new ScopedCwd(m_dir.Path())); }
+    void TearDown() override
+    {
+        FailNothrowAllocation(-1);
+        m_pCwd.reset();
+    }
+
+    void WritePackage(const std::string& strText) { vextest::WriteFile(m_dir.File("package.xml"), strText); }
+    // The working directory as the reader sees it (with a trailing "/").
+    std::string Cwd() const { return CPlatformLayer::getCurrentDirectory(); }
+    void StartLogging() { vextest::StartLogging(m_dir.File("test.log")); }
+    std::vector<std::string> Messages() const { return ReadLogMessages(m_dir.File("test.log")); }
+    // What the constructors' test for the log marker logs while logging is
+    // already on.
+    std::string NoMarkerLine() const
+    {
+        return "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "vexdebuglog doesnt exist";
+    }
+
+    OwnedRecords Dependencies(const std::string& strDevices)
+    {
+        WritePackage(Package(strDevices));
+        CSoftwareComponentInfo reader;
+        return OwnedRecords(reader.getDependencyInfo());
+    }
+
+    TempDir m_dir;
+    std::unique_ptr<ScopedCwd> m_pCwd;
+};
+
+const char* const kTwoDevices = "<Device componentID=\"125\">\n"
+                                "  <Display>Network adapter</Display>\n"
+                                "  <PCIInfo deviceID=\"1A\" subDeviceID=\"1F2D\" vendorID=\"8086\" subVendorID=\"28\"/>\n"
+                                "  <RollbackInformation/>\n"
+                                "</Device>\n"
+                                "<Device componentID=\"31\">\n"
+                                "  <Display>System BIOS</Display>\n"
+                                "</Device>\n";
+} // namespace
+
+// ===========================================================================
+// The document, its construction and the XPath functions
+// ===========================================================================
+
+TEST_F(PackageReader, DefaultConstructorReadsPackageAndSwitchesLoggingOn)
+{
+    WritePackage(Package(kTwoDevices));
+    vextest::WriteFile(m_dir.File("vexdebuglog"), "");
+    {
+        CSoftwareComponentInfo reader;
+        EXPECT_EQ(reader.GetValue("//SoftwareComponent/SupportedDevices/Device/Display", ""), "Network adapter");
+    }
+    const std::vector<std::string> vMessages = ReadLogMessages(m_dir.File("baseutils.log"));
+    const std::vector<std::string> vExpected = {
+        "CSoftwareComponentInfo::CSoftwareComponentInfo() Entering Constructor Method",
+        "CSoftwareComponentInfo::Init() Entering",
+        "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml exist",
+        "CSoftwareComponentInfo::Init() Exiting",
+        "Entering GetStringFromPackageXML function",
+        "CSoftwareComponentInfo::GetNodeSet() Entering",
+        "CSoftwareComponentInfo::GetNodeSet() Exiting",
+        "Network adapter",
+        "Exiting GetStringFromPackageXML function",
+    };
+    EXPECT_EQ(vMessages, vExpected);
+    const std::vector<std::string> vLines = vextest::ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_FALSE(vLines.empty());
+    EXPECT_EQ(vLines[0].rfind("[TIME] :     SoftwareComponentInfo:", 0), 0u) << vLines[0];
+}
+
+TEST_F(PackageReader, WithoutTheMarkerNothingIsLogged)
+{
+    WritePackage(Package(kTwoDevices));
+    {
+        CSoftwareComponentInfo reader;
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(reader.GetComponentID(), "125");
+    }
+    EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+TEST_F(PackageReader, MissingPackageIsNoErrorAndEveryQueryIsEmpty)
+{
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(Messages(), (std::vector<std::string>{
+                              NoMarkerLine(),
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo() Entering Constructor Method",
+                              "CSoftwareComponentInfo::Init() Entering",
+                              "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml doesnt exist",
+                          }));
+    std::size_t nMark = Messages().size();
+    EXPECT_FALSE(reader.ParseXmlUsingXpath());
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
+                  "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml doesnt exist",
+              }));
+    nMark = Messages().size();
+    // No document: GetValue does not even evaluate.
+    EXPECT_EQ(reader.GetValue("//SoftwareComponent", ""), "");
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{"Entering GetStringFromPackageXML function",
+                                                                 "Exiting GetStringFromPackageXML function"}));
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_EQ(records.size(), 0u);
+    EXPECT_EQ(reader.GetComponentID(), "");
+    EXPECT_EQ(reader.GetMinComponentID(), "");
+    EXPECT_EQ(reader.GetComponentType(), "");
+    EXPECT_EQ(reader.GetComponentVersion(), "");
+    EXPECT_EQ(reader.GetComponentDisplayString(), "");
+    EXPECT_EQ(reader.GetComponentTypeDisplayString(), "");
+    EXPECT_EQ(reader.GetPackageID(), "");
+    EXPECT_EQ(reader.getPresenceOfRollbackInfo(), 0);
+    EXPECT_TRUE(reader.GetSupportedDevices().empty());
+    EXPECT_TRUE(reader.GetAllSupportedDevices().empty());
+    EXPECT_TRUE(reader.getCompIDMarkNameInfo().empty());
+    EXPECT_TRUE(reader.GetSupportedContextTypes().empty());
+}
+
+TEST_F(PackageReader, ParseXmlUsingXpathWithoutPackageLeavesNoDocument)
+{
+    // A reader that holds a document built from text drops it when the
+    // supported devices are read again and there is no "package.xml".
+    std::string strText = Package(kTwoDevices);
+    CSoftwareComponentInfo reader(strText);
+    EXPECT_EQ(reader.GetComponentTypeDisplayString(), "Firmware");
+    EXPECT_FALSE(reader.ParseXmlUsingXpath());
+    EXPECT_EQ(reader.GetComponentTypeDisplayString(), "");
+}
+
+TEST_F(PackageReader, FilePathIsTheWorkingDirectoryAndPackageXml)
+{
+    WritePackage("<SoftwareComponent><unclosed></SoftwareComponent>");
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(Messages(), (std::vector<std::string>{
+                              NoMarkerLine(),
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo() Entering Constructor Method",
+                              "CSoftwareComponentInfo::Init() Entering",
+                              "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml exist",
+                              "CSoftwareComponentInfo::Init() Document " + Cwd() +
+                                  "package.xml not parsed successfully ",
+                              "CSoftwareComponentInfo::Init() Exiting",
+                          }));
+    EXPECT_EQ(Cwd(), vextest::CurrentDirectory() + "/");
+}
+
+TEST_F(PackageReader, ExpressionMatchingNothingGivesNullAndTheEmptyNodesetLine)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    EXPECT_FALSE(reader.ParseXmlUsingXpath("//SoftwareComponent/Nothing"));
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{"CSoftwareComponentInfo::GetNodeSet() Entering",
+                                                                 "CSoftwareComponentInfo::GetNodeSet() Empty nodeset"}));
+
+    nMark = Messages().size();
+    xmlsupport::NodeSetPtr pDevices = reader.ParseXmlUsingXpath();
+    ASSERT_TRUE(pDevices);
+    EXPECT_EQ(xmlsupport::NodeCount(pDevices.get()), 2u);
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
+                  "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml exist",
+                  "CSoftwareComponentInfo::GetNodeSet() Entering",
+                  "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Exiting",
+              }));
+    pDevices.reset();
+
+    // An expression that cannot be evaluated.
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory("<a><b/></a>");
+    nMark = Messages().size();
+    EXPECT_FALSE(reader.GetNodeSet(pDoc.get(), reinterpret_cast<const xmlChar*>("//b[")));
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{"CSoftwareComponentInfo::GetNodeSet() Entering",
+                                        "CSoftwareComponentInfo::GetNodeSet() Error in xmlXPathEvalExpression"}));
+    // A result that is not a node set is empty.
+    EXPECT_FALSE(reader.GetNodeSet(pDoc.get(), reinterpret_cast<const xmlChar*>("count(//b)")));
+    EXPECT_EQ(Messages().back(), "CSoftwareComponentInfo::GetNodeSet() Empty nodeset");
+}
+
+TEST_F(PackageReader, LowerCaseGetnodesetLogsOnlyItsErrors)
+{
+    StartLogging();
+    std::string strText = "<a><b n=\"1\"/><b/></a>";
+    CSoftwareComponentInfo reader(strText);
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory(strText);
+    std::size_t nMark = Messages().size();
+    xmlsupport::NodeSetPtr pFound = reader.getnodeset(pDoc.get(), reinterpret_cast<const xmlChar*>("//b"));
+    ASSERT_TRUE(pFound);
+    EXPECT_EQ(xmlsupport::NodeCount(pFound.get()), 2u);
+    EXPECT_FALSE(reader.getnodeset(pDoc.get(), reinterpret_cast<const xmlChar*>("//c")));
+    EXPECT_EQ(Messages().size(), nMark);
+    EXPECT_FALSE(reader.getnodeset(pDoc.get(), reinterpret_cast<const xmlChar*>("//b[")));
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{"CIdentityModuleInventory::getnodeset :: Error in xmlXPathEvalExpression"}));
+}
+
+TEST_F(PackageReader, GetAttributeValueTreatsEmptyAsAbsent)
+{
+    std::string strText = "<a full=\"v\" empty=\"\"/>";
+    CSoftwareComponentInfo reader(strText);
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory(strText);
+    xmlNode* pRoot = xmlDocGetRootElement(pDoc.get());
+    EXPECT_STREQ(reader.GetAttributeValue(pRoot, "full"), "v");
+    EXPECT_EQ(reader.GetAttributeValue(pRoot, "empty"), nullptr);
+    EXPECT_EQ(reader.GetAttributeValue(pRoot, "missing"), nullptr);
+    EXPECT_EQ(reader.GetAttributeValue(pRoot, "Full"), nullptr);
+}
+
+TEST_F(PackageReader, GetValueWithoutAttributeTakesTheFirstNodeWithText)
+{
+    std::string strText = "<r><e><x/></e><e></e><e>second</e><e>third</e></r>";
+    StartLogging();
+    CSoftwareComponentInfo reader(strText);
+    const std::size_t nMark = Messages().size();
+    EXPECT_EQ(reader.GetValue("//r/e", ""), "second");
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "Entering GetStringFromPackageXML function",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                           "second",
+                                           "Exiting GetStringFromPackageXML function",
+                                       }));
+}
+
+TEST_F(PackageReader, GetValueWithAttributeReturnsItWithoutTheExitingLine)
+{
+    std::string strText = "<r><e>text one</e><e a=\"\">text two</e><e a=\"value\">text three</e></r>";
+    StartLogging();
+    CSoftwareComponentInfo reader(strText);
+    std::size_t nMark = Messages().size();
+    // The first node has no attribute but text: its text is the answer.
+    EXPECT_EQ(reader.GetValue("//r/e", "a"), "text one");
+    EXPECT_EQ(reader.GetValue("//r/e[3]", "a"), "value");
+    const std::vector<std::string> vTail = From(Messages(), nMark);
+    ASSERT_FALSE(vTail.empty());
+    EXPECT_EQ(vTail.back(), "CSoftwareComponentInfo::GetNodeSet() Exiting");
+    nMark = Messages().size();
+    EXPECT_EQ(reader.GetValue("//r/none", "a"), "");
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "Entering GetStringFromPackageXML function",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Empty nodeset",
+                                           "Exiting GetStringFromPackageXML function",
+                                       }));
+    nMark = Messages().size();
+    EXPECT_EQ(reader.GetValue("//r", "missing"), "");
+    EXPECT_EQ(Messages().back(), "Exiting GetStringFromPackageXML function");
+}
+
+TEST_F(PackageReader, GetValueUsesTheHeldDocumentWithoutReadingAgain)
+{
+    WritePackage(Package(kTwoDevices));
+    CSoftwareComponentInfo reader;
+    WritePackage(Package("<Device componentID=\"9\"><Display>Changed</Display></Device>"));
+    EXPECT_EQ(reader.GetValue("//SoftwareComponent/SupportedDevices/Device/Display", ""), "Network adapter");
+    // A re-reading query replaces the held document.
+    EXPECT_EQ(reader.GetComponentID(), "9");
+    EXPECT_EQ(reader.GetValue("//SoftwareComponent/SupportedDevices/Device/Display", ""), "Changed");
+}
+
+TEST_F(PackageReader, NamedFileConstructorReadsThatFileWithoutSwitchingLoggingOn)
+{
+    vextest::WriteFile(m_dir.File("other.xml"), Package(kTwoDevices));
+    vextest::WriteFile(m_dir.File("vexdebuglog"), "");
+    {
+        CSoftwareComponentInfo reader("other.xml");
+        EXPECT_EQ(reader.GetComponentTypeDisplayString(), "Firmware");
+        // Queries that read their path again read the named file.
+        EXPECT_EQ(reader.GetComponentType(), "FRMW");
+        EXPECT_EQ(reader.getPresenceOfRollbackInfo(), 1);
+    }
+    EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+TEST_F(PackageReader, NamedFileConstructorLogsOnlyItsInitLines)
+{
+    vextest::WriteFile(m_dir.File("bad.xml"), "not xml at all");
+    vextest::WriteFile(m_dir.File("good.xml"), Package(kTwoDevices));
+    StartLogging();
+    {
+        CSoftwareComponentInfo missing("absent.xml");
+        CSoftwareComponentInfo bad("bad.xml");
+        CSoftwareComponentInfo good("good.xml");
+        CSoftwareComponentInfo none(static_cast<const char*>(nullptr));
+        EXPECT_EQ(good.GetComponentTypeDisplayString(), "Firmware");
+        EXPECT_EQ(bad.GetComponentTypeDisplayString(), "");
+        EXPECT_EQ(none.GetComponentType(), "");
+    }
+    const std::vector<std::string> vMessages = Messages();
+    ASSERT_GE(vMessages.size(), 6u);
+    EXPECT_EQ(std::vector<std::string>(vMessages.begin(), vMessages.begin() + 6),
+              (std::vector<std::string>{
+                  "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "absent.xml doesnt exist",
+                  "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "bad.xml exist",
+                  "CSoftwareComponentInfo::Init() Document " + Cwd() + "bad.xml not parsed successfully ",
+                  "CSoftwareComponentInfo::Init() Exiting",
+                  "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "good.xml exist",
+                  "CSoftwareComponentInfo::Init() Exiting",
+              }));
+}
+
+TEST_F(PackageReader, TextConstructorLogsTheDocumentAndReadsNothingFromFiles)
+{
+    // A "package.xml" in the working directory is never read by a reader
+    // built from text: its file path is empty.
+    WritePackage(Package("<Device componentID=\"77\"><Dependency componentID=\"1\"/></Device>"));
+    vextest::WriteFile(m_dir.File("vexdebuglog"), "");
+    std::string strText = "<SoftwareComponent><ComponentType><Display>Driver</Display></ComponentType>"
+                          "<SupportedDevices><Device componentID=\"5\"/></SupportedDevices></SoftwareComponent>";
+    {
+        CSoftwareComponentInfo reader(strText);
+        EXPECT_EQ(reader.GetComponentTypeDisplayString(), "Driver");
+        EXPECT_EQ(reader.GetComponentID(), "");
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(records.size(), 0u);
+    }
+    const std::vector<std::string> vMessages = ReadLogMessages(m_dir.File("baseutils.log"));
+    ASSERT_GE(vMessages.size(), 3u);
+    EXPECT_EQ(std::vector<std::string>(vMessages.begin(), vMessages.begin() + 3),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::CSoftwareComponentInfo(String) Entering Constructor Method",
+                  strText,
+                  "CSoftwareComponentInfo::CSoftwareComponentInfo(string) Exiting",
+              }));
+}
+
+TEST_F(PackageReader, TextConstructorReportsTextThatDoesNotParse)
+{
+    StartLogging();
+    std::string strText = "<SoftwareComponent>";
+    CSoftwareComponentInfo reader(strText);
+    EXPECT_EQ(Messages(), (std::vector<std::string>{
+                              NoMarkerLine(),
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo(String) Entering Constructor Method",
+                              "<SoftwareComponent>",
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo(string) Document  not parsed "
+                              "successfully ",
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo(string) Exiting",
+                          }));
+    EXPECT_EQ(reader.GetPackageID(), "");
+}
+
+TEST_F(PackageReader, ParsingDropsBlankTextNodes)
+{
+    // The reader switches libxml2's blank handling off, so the first child
+    // of an element is its first real child.
+    WritePackage("<SoftwareComponent>\n   \n  <Display>x</Display></SoftwareComponent>");
+    CSoftwareComponentInfo reader;
+    xmlsupport::NodeSetPtr pSet = reader.ParseXmlUsingXpath("//SoftwareComponent");
+    ASSERT_TRUE(pSet);
+    xmlNode* pFirst = xmlsupport::NodeAt(pSet.get(), 0)->children;
+    ASSERT_NE(pFirst, nullptr);
+    EXPECT_EQ(pFirst->type, XML_ELEMENT_NODE);
+    EXPECT_EQ(reader.GetPackageID(), "");
+}
+
+// ===========================================================================
+// Component identity
+// ===========================================================================
+
+TEST_F(PackageReader, ComponentIDIsTheFirstDevicesAndTheMinimumIsNumeric)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    EXPECT_EQ(reader.GetComponentID(), "125");
+    std::vector<std::string> vTail = From(Messages(), nMark);
+    ASSERT_GE(vTail.size(), 3u);
+    EXPECT_EQ(vTail.front(), "Entering CSoftwareComponentInfo::GetComponentID()");
+    EXPECT_EQ(vTail[vTail.size() - 2], "Found the component id as 125");
+    EXPECT_EQ(vTail.back(), "Leaving CSoftwareComponentInfo::GetComponentID()");
+
+    nMark = Messages().size();
+    EXPECT_EQ(reader.GetMinComponentID(), "31");
+    vTail = From(Messages(), nMark);
+    EXPECT_EQ(vTail.front(), "Entering CSoftwareComponentInfo::GetMinComponentID()");
+    EXPECT_EQ(vTail.back(), "Leaving CSoftwareComponentInfo::GetMinComponentID()");
+}
+
+TEST_F(PackageReader, LeadingZerosStayInTheComponentIDButNotInTheMinimum)
+{
+    WritePackage(Package("<Device componentID=\"0042\"/><Device componentID=\"0100\"/>"));
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentID(), "0042");
+    EXPECT_EQ(reader.GetMinComponentID(), "42");
+}
+
+TEST_F(PackageReader, MinimumComponentIDParsesLikeStrtol)
+{
+    WritePackage(Package("<Device componentID=\"77abc\"/><Device componentID=\"-5\"/><Device/>"
+                         "<Device componentID=\"x\"/>"));
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetMinComponentID(), "-5");
+    WritePackage(Package("<Device componentID=\"12 tail\"/><Device componentID=\"text\"/>"));
+    EXPECT_EQ(reader.GetMinComponentID(), "0");
+    WritePackage(Package("<Device/>"));
+    EXPECT_EQ(reader.GetMinComponentID(), "");
+}
+
+TEST_F(PackageReader, LastComponentTypeAndVersionWin)
+{
+    WritePackage("<Root><SoftwareComponent vendorVersion=\"1.0\"><ComponentType value=\"DRVR\"/>"
+                 "<ComponentType value=\"APAC\"/></SoftwareComponent>"
+                 "<SoftwareComponent vendorVersion=\"2.0\"/></Root>");
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    EXPECT_EQ(reader.GetComponentType(), "APAC");
+    EXPECT_EQ(reader.GetComponentVersion(), "2.0");
+    // Neither logs beyond the node-set lines.
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                       }));
+}
+
+TEST_F(PackageReader, ComponentDisplayStringNeedsDisplayAsFirstChild)
+{
+    WritePackage(Package("<Device componentID=\"1\"><PCIInfo deviceID=\"1\"/><Display>Second child</Display></Device>"
+                         "<Device componentID=\"2\"><Display>First child</Display></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentDisplayString(), "First child");
+    const std::vector<std::string> vMessages = Messages();
+    ASSERT_GE(vMessages.size(), 2u);
+    // The message ends in a line feed.
+    EXPECT_EQ(vMessages[vMessages.size() - 2], "CSoftwareComponentInfo::GetComponentDisplayString()  First child");
+    EXPECT_EQ(vMessages.back(), "");
+
+    WritePackage(Package("<Device componentID=\"1\"><PCIInfo deviceID=\"1\"/><Display>Second child</Display></Device>"));
+    EXPECT_EQ(reader.GetComponentDisplayString(), "");
+}
+
+TEST_F(PackageReader, ComponentDisplayStringWithoutTextIsEmpty)
+{
+    WritePackage(Package("<Device componentID=\"1\"><Display/></Device>"
+                         "<Device componentID=\"2\"><Display>Later</Display></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentDisplayString(), "");
+    EXPECT_EQ(Messages().back(), "CSoftwareComponentInfo::GetComponentDisplayString() failed to get the Display info "
+                                 "from package.xml for device");
+}
+
+TEST_F(PackageReader, TypeDisplayStringAndPackageIDComeFromTheHeldDocument)
+{
+    WritePackage("<SoftwareComponent>PKG-4711<ComponentType value=\"FRMW\"><Display/>"
+                 "<Display>Firmware</Display></ComponentType></SoftwareComponent>");
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetPackageID(), "PKG-4711");
+    EXPECT_EQ(reader.GetComponentTypeDisplayString(), "Firmware");
+}
+
+TEST_F(PackageReader, RollbackInformationPresenceAndAbsence)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    EXPECT_EQ(reader.getPresenceOfRollbackInfo(), 1);
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "Entering getPresenceOfGuid function",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                           "GUID Tag found in package.xml",
+                                           "Leaving getPresenceOfGuid function",
+                                       }));
+    WritePackage(Package("<Device componentID=\"31\"/>"));
+    nMark = Messages().size();
+    EXPECT_EQ(reader.getPresenceOfRollbackInfo(), 0);
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "Entering getPresenceOfGuid function",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Empty nodeset",
+                                           "ParseXmlUsingXpath failed",
+                                           "Leaving getPresenceOfGuid function",
+                                       }));
+}
+
+// ===========================================================================
+// Supported devices and marketing names
+// ===========================================================================
+
+TEST_F(PackageReader, SupportedDeviceIdentifiersArePaddedToFourCharacters)
+{
+    WritePackage(Package(kTwoDevices));
+    CSoftwareComponentInfo reader;
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0].strComponentID, "125");
+    EXPECT_EQ(vDevices[0].strDeviceID, "001A");
+    EXPECT_EQ(vDevices[0].strSubDeviceID, "1F2D");
+    EXPECT_EQ(vDevices[0].strVendorID, "8086");
+    EXPECT_EQ(vDevices[0].strSubVendorID, "0028");
+    // The Display stands before the PCIInfo: not seen.
+    EXPECT_EQ(vDevices[0].strMarketingName, "");
+}
+
+TEST_F(PackageReader, DependencyIdentifiersAreNotPadded)
+{
+    OwnedRecords records = Dependencies("<Device componentID=\"1\"><Dependency componentID=\"2\">"
+                                        "<DepPCIInfo deviceID=\"1A\" subDeviceID=\"2\" vendorID=\"80861\" "
+                                        "subVendorID=\"28\"/></Dependency></Device>");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "1A");
+    EXPECT_EQ(records[0].getPCIInfo().strSubDeviceID, "2");
+    EXPECT_EQ(records[0].getPCIInfo().strVendorID, "80861");
+    EXPECT_EQ(records[0].getPCIInfo().strSubVendorID, "28");
+}
+
+TEST_F(PackageReader, DeviceWithoutPCIInfoAppearsOnlyInTheFullList)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetSupportedDevices().size(), 1u);
+    std::size_t nMark = Messages().size();
+    const std::vector<SPCIInfo> vAll = reader.GetAllSupportedDevices();
+    ASSERT_EQ(vAll.size(), 2u);
+    EXPECT_EQ(vAll[0].strDeviceID, "001A");
+    EXPECT_EQ(vAll[1].strComponentID, "31");
+    EXPECT_EQ(vAll[1].strDeviceID, "");
+    EXPECT_EQ(vAll[1].strVendorID, "");
+    EXPECT_EQ(vAll[1].strMarketingName, "");
+    const std::string kSD = "CSoftwareComponentInfo::GetSupportedDevices() ";
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           kSD + "Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                           kSD + "Found Some Device Nodes",
+                                           kSD + "Finding the Component ID and PCI Info",
+                                           kSD + "Found a PCI Device",
+                                           kSD + "Finding the Component ID and PCI Info",
+                                           kSD + "No PCI Info present.Pushing ComponentID 31",
+                                           kSD + "Exiting",
+                                       }));
+}
+
+TEST_F(PackageReader, MarketingNameIsTheDisplayThatFollowsThePCIInfo)
+{
+    WritePackage(Package("<Device componentID=\"7\">"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"0001\" vendorID=\"1000\" subVendorID=\"1028\"/>"
+                         "<Detail>x</Detail><Display>Storage controller</Display>"
+                         "<PCIInfo deviceID=\"00AC\" subDeviceID=\"0002\"/></Device>"
+                         "<Device componentID=\"8\"><PCIInfo deviceID=\"1\"/></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    ASSERT_EQ(vDevices.size(), 3u);
+    EXPECT_EQ(vDevices[0].strMarketingName, "Storage controller");
+    EXPECT_EQ(vDevices[1].strMarketingName, "");
+    // The working record carries what a later PCIInfo leaves out.
+    EXPECT_EQ(vDevices[1].strDeviceID, "00AC");
+    EXPECT_EQ(vDevices[1].strVendorID, "1000");
+    EXPECT_EQ(vDevices[2].strComponentID, "8");
+    EXPECT_EQ(vDevices[2].strDeviceID, "0001");
+    EXPECT_EQ(vDevices[2].strSubDeviceID, "0002");
+    EXPECT_EQ(vDevices[2].strSubVendorID, "1028");
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, "CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
+                               "element"),
+              1u);
+    EXPECT_TRUE(Contains(vMessages, "CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display "
+                                    "name for a PCI Device as Storage controller"));
+}
+
+TEST_F(PackageReader, MarketingNameForPCIDeviceIgnoresCase)
+{
+    WritePackage(Package("<Device componentID=\"7\">"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"10DE\" subVendorID=\"1028\"/>"
+                         "<Display>First name</Display></Device>"
+                         "<Device componentID=\"8\">"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"10DE\" subVendorID=\"1028\"/>"
+                         "<Display>Later name</Display></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    SPCIInfo pci;
+    pci.strDeviceID = "00ab";
+    pci.strSubDeviceID = "1f2d";
+    pci.strVendorID = "10de";
+    pci.strSubVendorID = "1028";
+    pci.strComponentID = "not compared";
+    // A later match replaces the name.
+    EXPECT_EQ(reader.getMarketingNameForPCIDevice(pci), "Later name");
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, "CSoftwareComponentInfo::getMarketingNameForPCIDevice() Finding a match with PCI "
+                               "Device"),
+              2u);
+    EXPECT_EQ(Count(vMessages, "CSoftwareComponentInfo::getMarketingNameForPCIDevice() Found a match with PCI Devices "
+                               "from package.xml"),
+              2u);
+    EXPECT_EQ(vMessages.back(), "CSoftwareComponentInfo::getMarketingNameForPCIDevice() Exiting");
+
+    // Unpadded identifiers do not match the padded list.
+    pci.strDeviceID = "AB";
+    EXPECT_EQ(reader.getMarketingNameForPCIDevice(pci), "");
+}
+
+TEST_F(PackageReader, ComponentIDMarketingNamesKeepTheFirstDevice)
+{
+    WritePackage(Package("<Device componentID=\"55\"><PCIInfo deviceID=\"1\"/><Display>First</Display></Device>"
+                         "<Device componentID=\"55\"><Display>Second</Display></Device>"
+                         "<Device componentID=\"Ab\"><Display>Letters</Display></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    const std::map<std::string, std::string> mapNames = reader.getCompIDMarkNameInfo();
+    ASSERT_EQ(mapNames.size(), 2u);
+    EXPECT_EQ(mapNames.at("55"), "First");
+    EXPECT_EQ(mapNames.at("Ab"), "Letters");
+    const std::vector<std::string> vTail = From(Messages(), nMark);
+    EXPECT_EQ(vTail.front(), "Entering CSoftwareComponentInfo::GetCompIDMarkNameInfo()");
+    EXPECT_TRUE(Contains(vTail, "GetCompIDMarkNameInfo() Found the Component ID as 55"));
+    EXPECT_TRUE(Contains(vTail, "GetCompIDMarkNameInfo() Finding the Marketing name for device with component id 55"));
+    EXPECT_EQ(Count(vTail, "GetCompIDMarkNameInfo() Found a Display element under Device element"), 3u);
+    EXPECT_TRUE(Contains(vTail, "GetCompIDMarkNameInfo() Got the marketing name/Display name for a Non-PCI Device "
+                                "with Component ID  55 as Second"));
+    EXPECT_EQ(vTail.back(), "Leaving CSoftwareComponentInfo::GetCompIDMarkNameInfo()");
+
+    std::string strID = "aB";
+    EXPECT_EQ(reader.getMarketingNameForNonPCIDevice(strID), "Letters");
+    EXPECT_TRUE(Contains(Messages(), "getMarketingNameForNonPCIDevice() Found a match with Non-PCI Devices from "
+                                     "package.xml"));
+    EXPECT_EQ(Messages().back(), "Leaving CSoftwareComponentInfo::getMarketingNameForNonPCIDevice()");
+    strID = "56";
+    EXPECT_EQ(reader.getMarketingNameForNonPCIDevice(strID), "");
+}
+
+// ===========================================================================
+// Dependency entries
+// ===========================================================================
+
+TEST_F(PackageReader, OneDependencyLogsExactlyThis)
+{
+    WritePackage(Package("<Device componentID=\"104\">\n"
+                         "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>\n"
+                         "  <Dependency componentID=\"25227\" componentType=\"FRMW\" version=\"2.1.0\" "
+                         "path=\"FOLDER01\\ctl.BIN\" releaseID=\"R1\">\n"
+                         "    <Display>Controller firmware</Display>\n"
+                         "  </Dependency>\n"
+                         "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::GetNodeSet() Entering",
+                  "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                  kDep + "Entered Method",
+                  kDep + "Found HardDependency",
+                  kDep + "got the parent componentID info from package.xml",
+                  kDep + "failed to get the context info from package.xml for dependent device so setting Deafult "
+                         "as OS",
+                  kNoPlatform,
+                  kNoOS,
+                  kDep + "Exiting",
+              }));
+    const CDeviceInfo& record = records[0];
+    EXPECT_EQ(record.getComponentID(), "25227");
+    EXPECT_EQ(record.getComponentType(), "FRMW");
+    EXPECT_EQ(record.getVersion(), "2.1.0");
+    EXPECT_EQ(record.getReleaseID(), "R1");
+    EXPECT_EQ(record.getDisplay(), "Controller firmware");
+    EXPECT_EQ(record.getDetail(), "");
+    EXPECT_EQ(records[0].getFilePath(), std::string(pszDefaultDownloadBase) + "FOLDER01/ctl.BIN");
+    EXPECT_EQ(record.getParentComponentID(), "104");
+    EXPECT_EQ(record.getDependencyContext(), "OS");
+    EXPECT_EQ(record.getDependencyType(), CDeviceInfo::eDependencyTypeHard);
+    EXPECT_EQ(record.getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    EXPECT_EQ(record.getParentDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_TRUE(record.getDepenendencyPlatforms().empty());
+    EXPECT_TRUE(record.getDependencyOS().empty());
+    EXPECT_EQ(record.getStatus(), -1);
+}
+
+TEST_F(PackageReader, NoDependencyElementsGiveAnEmptyList)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_EQ(records.size(), 0u);
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Empty nodeset",
+                                           kDep + "Entered Method",
+                                           kDep + "ParseXmlUsingXpath failed",
+                                       }));
+}
+
+TEST_F(PackageReader, ContextDefaultsToOS)
+{
+    OwnedRecords records = Dependencies("<Device componentID=\"1\">"
+                                        "<Dependency componentID=\"10\"/>"
+                                        "<Dependency componentID=\"11\" context=\"Inventory\"/>"
+                                        "<Dependency componentID=\"12\" context=\"\"/></Device>");
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].getDependencyContext(), "OS");
+    EXPECT_EQ(records[1].getDependencyContext(), "Inventory");
+    EXPECT_EQ(records[2].getDependencyContext(), "OS");
+}
+
+TEST_F(PackageReader, SoftDependencyIsTypeTwoAndDependencyTypeOne)
+{
+    WritePackage(Package("<Device componentID=\"1\">"
+                         "<SoftDependency componentID=\"10\"/>"
+                         "<Dependency componentID=\"11\"/>"
+                         "<SoftDependency componentID=\"12\"/>"
+                         "<softdependency componentID=\"13\"/>"
+                         "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    // Document order across both kinds; element names in the path are
+    // matched exactly, so the lower-case element is no dependency.
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].getComponentID(), "10");
+    EXPECT_EQ(records[0].getDependencyType(), CDeviceInfo::eDependencyTypeSoft);
+    EXPECT_EQ(records[1].getComponentID(), "11");
+    EXPECT_EQ(records[1].getDependencyType(), CDeviceInfo::eDependencyTypeHard);
+    EXPECT_EQ(records[2].getComponentID(), "12");
+    EXPECT_EQ(records[2].getDependencyType(), CDeviceInfo::eDependencyTypeSoft);
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, kDep + "Found SoftDependecny"), 2u);
+    EXPECT_EQ(Count(vMessages, kDep + "Found HardDependency"), 1u);
+}
+
+TEST_F(PackageReader, EachMissingAttributeLogsItsMessageAndTheEntryStays)
+{
+    const std::vector<std::string> vExpected = {
+        kDep + "Found HardDependency",
+        kDep + "failed to get the parent componentID info from package.xml",
+        kDep + "failed to get the context info from package.xml for dependent device so setting Deafult as OS",
+        kDep + "failed to get the componentID info from package.xml for dependent device",
+        kDep + "failed to get the componentType info from package.xml for dependent device",
+        kDep + "failed to get the version info from package.xml for dependent device",
+        kDep + "failed to get the path info from package.xml for dependent device",
+        kDep + "failed to get the releaseID info from package.xml for dependent device",
+        kDep + "Exiting",
+    };
+    WritePackage(Package("<Device><Dependency/></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    {
+        OwnedRecords records(reader.getDependencyInfo());
+        ASSERT_EQ(records.size(), 1u);
+        EXPECT_EQ(records[0].getComponentID(), "");
+        EXPECT_EQ(records[0].getVersion(), "");
+        EXPECT_EQ(records[0].getParentComponentID(), "");
+        EXPECT_EQ(records[0].getDependencyContext(), "OS");
+        EXPECT_EQ(From(Messages(), nMark + 3), vExpected);
+    }
+    // Attributes with empty values count as absent.
+    WritePackage(Package("<Device componentID=\"\"><Dependency context=\"\" componentID=\"\" componentType=\"\" "
+                         "version=\"\" path=\"\" releaseID=\"\"/></Device>"));
+    nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getReleaseID(), "");
+    EXPECT_EQ(From(Messages(), nMark + 3), vExpected);
+}
+
+TEST_F(PackageReader, ParentPCIIdentitiesComeFromTheDevicesPCIInfoChildren)
+{
+    OwnedRecords records = Dependencies(
+        "<Device componentID=\"104\">"
+        "<PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>"
+        "<Display>Controller</Display>"
+        "<pciinfo deviceID=\"0060\" subDeviceID=\"1F2E\"/>"
+        "<Dependency componentID=\"1\"/>"
+        "<Dependency componentID=\"2\"/>"
+        "</Device>"
+        "<Device componentID=\"105\"><PCIInfo deviceID=\"0070\"/><Dependency componentID=\"3\"/></Device>"
+        "<Device componentID=\"106\"><Dependency componentID=\"4\"/></Device>");
+    ASSERT_EQ(records.size(), 4u);
+    for (std::size_t i = 0; i < 2; ++i)
+    {
+        EXPECT_EQ(records[i].getParentDeviceType(), CDeviceInfo::eDeviceTypePCI);
+        const std::vector<SPCIInfo> vParent = records[i].getParentPCIInfo();
+        ASSERT_EQ(vParent.size(), 2u);
+        EXPECT_EQ(vParent[0].strDeviceID, "005F");
+        EXPECT_EQ(vParent[0].strSubVendorID, "1028");
+        EXPECT_EQ(vParent[1].strDeviceID, "0060");
+        EXPECT_EQ(vParent[1].strSubDeviceID, "1F2E");
+        // Absent on the second PCIInfo: the first one's value stays.
+        EXPECT_EQ(vParent[1].strVendorID, "1000");
+        EXPECT_EQ(vParent[1].strSubVendorID, "1028");
+    }
+    // Each Device starts afresh.
+    const std::vector<SPCIInfo> vThird = records[2].getParentPCIInfo();
+    ASSERT_EQ(vThird.size(), 1u);
+    EXPECT_EQ(vThird[0].strDeviceID, "0070");
+    EXPECT_EQ(vThird[0].strVendorID, "");
+    EXPECT_EQ(records[2].getParentComponentID(), "105");
+    EXPECT_EQ(records[3].getParentDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    EXPECT_TRUE(records[3].getParentPCIInfo().empty());
+    EXPECT_EQ(records[3].getParentComponentID(), "106");
+}
+
+TEST_F(PackageReader, ThreePCIIdentitiesGiveThreeRecordsInOrder)
+{
+    WritePackage(Package("<Device componentID=\"1\">"
+                         "<Dependency componentID=\"20\" version=\"3.0\" context=\"Inventory\">"
+                         "<Display>NIC firmware</Display>"
+                         "<DepPCIInfo deviceID=\"1\" subDeviceID=\"2\" vendorID=\"3\" subVendorID=\"4\"/>"
+                         "<DepPCIInfo deviceID=\"5\" subDeviceID=\"6\" vendorID=\"7\"/>"
+                         "<PCIInfo deviceID=\"9\"/>"
+                         "<Brand><Model systemID=\"0627\"/></Brand>"
+                         "</Dependency></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 3u);
+    const std::vector<std::vector<std::string>> vIdentities = {
+        {"1", "2", "3", "4"}, {"5", "6", "7", "4"}, {"9", "6", "7", "4"}};
+    for (std::size_t i = 0; i < 3; ++i)
+    {
+        const SPCIInfo pci = records[i].getPCIInfo();
+        EXPECT_EQ(pci.strDeviceID, vIdentities[i][0]) << i;
+        EXPECT_EQ(pci.strSubDeviceID, vIdentities[i][1]) << i;
+        EXPECT_EQ(pci.strVendorID, vIdentities[i][2]) << i;
+        EXPECT_EQ(pci.strSubVendorID, vIdentities[i][3]) << i;
+        EXPECT_EQ(pci.strComponentID, "");
+        EXPECT_EQ(pci.strMarketingName, "");
+        EXPECT_EQ(records[i].getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+        EXPECT_EQ(records[i].getComponentID(), "20");
+        EXPECT_EQ(records[i].getVersion(), "3.0");
+        EXPECT_EQ(records[i].getDisplay(), "NIC firmware");
+        EXPECT_EQ(records[i].getDependencyContext(), "Inventory");
+        EXPECT_EQ(records[i].getParentComponentID(), "1");
+        EXPECT_EQ(records[i].getDepenendencyPlatforms(), std::vector<std::string>{"0x0627"});
+    }
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, kDep + "Found a PCI Device"), 3u);
+    EXPECT_EQ(Count(vMessages, kDep + "Adding dependency info for a PCI Device"), 3u);
+    EXPECT_EQ(vMessages.back(), kDep + "Exiting");
+}
+
+TEST_F(PackageReader, DependencyWithoutPCIIdentityIsOneNonPCIRecord)
+{
+    OwnedRecords records = Dependencies("<Device componentID=\"1\"><Dependency componentID=\"20\"/></Device>");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
+    const SPCIInfo pci = records[0].getPCIInfo();
+    EXPECT_EQ(pci.strDeviceID + pci.strSubDeviceID + pci.strVendorID + pci.strSubVendorID, "");
+}
+
+TEST_F(PackageReader, WorkingPCIIdentityCarriesOverBetweenDependencies)
+{
+    OwnedRecords records = Dependencies(
+        "<Device componentID=\"1\">"
+        "<Dependency componentID=\"20\"><DepPCIInfo deviceID=\"A\" subDeviceID=\"B\" vendorID=\"C\" "
+        "subVendorID=\"D\"/></Dependency>"
+        "</Device><Device componentID=\"2\">"
+        "<Dependency componentID=\"21\"><DepPCIInfo deviceID=\"E\"/></Dependency>"
+        "</Device>");
+    ASSERT_EQ(records.size(), 2u);
+    const SPCIInfo pci = records[1].getPCIInfo();
+    EXPECT_EQ(pci.strDeviceID, "E");
+    EXPECT_EQ(pci.strSubDeviceID, "B");
+    EXPECT_EQ(pci.strVendorID, "C");
+    EXPECT_EQ(pci.strSubVendorID, "D");
+}
+
+TEST_F(PackageReader, IdenticalDependenciesUnderOneDeviceGiveOneRecord)
+{
+    const std::string strDependency = "<Dependency componentID=\"20\" componentType=\"FRMW\" version=\"1.0\" "
+                                      "path=\"p\\x.exe\"><Display>D</Display><Detail>T</Detail></Dependency>";
+    WritePackage(Package("<Device componentID=\"1\">" + strDependency + strDependency + "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(Count(Messages(), kDuplicate), 1u);
+}
+
+TEST_F(PackageReader, SameDependencyUnderTwoDevicesDependsOnTheirComponentIDs)
+{
+    const std::string strDependency = "<Dependency componentID=\"20\" version=\"1.0\"/>";
+    {
+        OwnedRecords records = Dependencies("<Device componentID=\"1\">" + strDependency + "</Device>" +
+                                            "<Device componentID=\"2\">" + strDependency + "</Device>");
+        ASSERT_EQ(records.size(), 2u);
+        EXPECT_EQ(records[0].getParentComponentID(), "1");
+        EXPECT_EQ(records[1].getParentComponentID(), "2");
+    }
+    OwnedRecords records = Dependencies("<Device componentID=\"1\">" + strDependency + "</Device>" +
+                                        "<Device componentID=\"1\"><PCIInfo deviceID=\"9\"/>" + strDependency +
+                                        "</Device>");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_TRUE(records[0].getParentPCIInfo().empty()) << "the first entry stays";
+}
+
+TEST_F(PackageReader, DuplicateTestIgnoresContextPlatformsOSAndReleaseID)
+{
+    OwnedRecords records = Dependencies(
+        "<Device componentID=\"1\">"
+        "<Dependency componentID=\"20\" version=\"1.0\" context=\"OS\" releaseID=\"R1\"/>"
+        "<Dependency componentID=\"20\" version=\"1.0\" context=\"Inventory\" releaseID=\"R2\">"
+        "<Brand><Model systemID=\"0627\"/></Brand><OperatingSystem osVendor=\"X\"/></Dependency>"
+        "<SoftDependency componentID=\"20\" version=\"1.0\"/>"
+        "<Dependency componentID=\"20\" version=\"1.0\"><Display>differs</Display></Dependency>"
+        "</Device>");
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].getReleaseID(), "R1");
+    EXPECT_EQ(records[0].getDependencyContext(), "OS");
+    EXPECT_TRUE(records[0].getDepenendencyPlatforms().empty());
+    EXPECT_EQ(records[1].getDependencyType(), CDeviceInfo::eDependencyTypeSoft);
+    EXPECT_EQ(records[2].getDisplay(), "differs");
+}
+
+TEST_F(PackageReader, RepeatedPCIIdentityInOneDependencyIsListedOnce)
+{
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"20\">"
+                         "<DepPCIInfo deviceID=\"1\" vendorID=\"2\"/><DepPCIInfo deviceID=\"3\"/>"
+                         "<DepPCIInfo deviceID=\"1\"/></Dependency></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "1");
+    EXPECT_EQ(records[1].getPCIInfo().strDeviceID, "3");
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, kDuplicate), 1u);
+    EXPECT_EQ(Count(vMessages, kDep + "Adding dependency info for a PCI Device"), 3u);
+}
+
+TEST_F(PackageReader, OperatingSystemRequirementsAndTheirCarryOver)
+{
+    WritePackage(Package("<Device componentID=\"1\">"
+                         "<Dependency componentID=\"20\">"
+                         "<OperatingSystem majorVersion=\"7\" minorVersion=\"9\" spMajorVersion=\"1\" "
+                         "spMinorVersion=\"2\" osVendor=\"Vendor\" osArch=\"x86_64\" buildNumber=\"100\"/>"
+                         "<depoperatingsystem majorVersion=\"8\"/>"
+                         "</Dependency>"
+                         "<Dependency componentID=\"21\"><OperatingSystem osVendor=\"Other\"/></Dependency>"
+                         "<Dependency componentID=\"22\"/>"
+                         "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 3u);
+    const std::vector<SOSInfo> vFirst = records[0].getDependencyOS();
+    ASSERT_EQ(vFirst.size(), 2u);
+    EXPECT_EQ(vFirst[0].strMajorVersion, "7");
+    EXPECT_EQ(vFirst[0].strMinorVersion, "9");
+    EXPECT_EQ(vFirst[0].strSPMajorVersion, "1");
+    EXPECT_EQ(vFirst[0].strSPMinorVersion, "2");
+    EXPECT_EQ(vFirst[0].strOSVendor, "Vendor");
+    EXPECT_EQ(vFirst[0].strOSArch, "x86_64");
+    EXPECT_EQ(vFirst[0].strRequiredBuildNumber, "100");
+    EXPECT_EQ(vFirst[0].strInstalledBuildNumber, "");
+    EXPECT_EQ(vFirst[0].strReserved, "");
+    EXPECT_EQ(vFirst[1].strMajorVersion, "8");
+    EXPECT_EQ(vFirst[1].strOSArch, "x86_64");
+    // The working requirement is not cleared between dependency elements.
+    const std::vector<SOSInfo> vSecond = records[1].getDependencyOS();
+    ASSERT_EQ(vSecond.size(), 1u);
+    EXPECT_EQ(vSecond[0].strOSVendor, "Other");
+    EXPECT_EQ(vSecond[0].strOSArch, "x86_64");
+    EXPECT_EQ(vSecond[0].strMajorVersion, "8");
+    EXPECT_EQ(vSecond[0].strRequiredBuildNumber, "100");
+    EXPECT_TRUE(records[2].getDependencyOS().empty());
+    // Six attributes missing on the second element, six on the third.
+    EXPECT_EQ(Count(Messages(), kOSAttributeMissing), 12u);
+}
+
+TEST_F(PackageReader, PlatformStringsAreSystemIDsAfter0x)
+{
+    OwnedRecords records = Dependencies(
+        "<Device componentID=\"1\">"
+        "<Dependency componentID=\"20\"><Brand><Model systemID=\"0627\"/><Model systemID=\"0x0628\"/>"
+        "<Other systemID=\"1\"/><Model/><depmodel systemID=\"09AB\"/></Brand></Dependency>"
+        "<Dependency componentID=\"21\"><DepBrand><DepModel systemID=\"1\"/></DepBrand>"
+        "<Display>between</Display><Brand><Model systemID=\"2\"/><Model systemID=\"3\"/></Brand></Dependency>"
+        "</Device>");
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].getDepenendencyPlatforms(), (std::vector<std::string>{"0x0627", "0x0x0628", "0x09AB"}));
+    // The second Brand's IDs come twice: once with the walk from the first
+    // Brand over its following siblings, once for the second Brand itself.
+    EXPECT_EQ(records[1].getDepenendencyPlatforms(),
+              (std::vector<std::string>{"0x1", "0x2", "0x3", "0x2", "0x3"}));
+}
+
+TEST_F(PackageReader, GetPlatformInfoWalksTheFollowingSiblings)
+{
+    std::string strText = "<D><Display/><Brand><Model systemID=\"A\"/></Brand><x/>"
+                          "<DEPBRAND><MODEL systemID=\"B\"/></DEPBRAND></D>";
+    StartLogging();
+    CSoftwareComponentInfo reader(strText);
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory(strText);
+    xmlNode* pFirst = xmlDocGetRootElement(pDoc.get())->children;
+    const std::size_t nMark = Messages().size();
+    EXPECT_EQ(reader.getPlatformInfo(pFirst), (std::vector<std::string>{"0xA", "0xB"}));
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{"CSoftwareComponentInfo::getPlatformInfo() Entering",
+                                                                 "CSoftwareComponentInfo::getPlatformInfo() Exiting"}));
+    EXPECT_TRUE(reader.getPlatformInfo(nullptr).empty());
+}
+
+TEST_F(PackageReader, EveryChildGoesThroughEveryTest)
+{
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"20\" context=\"OS\" "
+                         "componentType=\"FRMW\" version=\"1\" path=\"p\" releaseID=\"r\">"
+                         "<DISPLAY/>"
+                         "<Detail/>"
+                         "<Brand/>"
+                         "<OperatingSystem majorVersion=\"1\" minorVersion=\"2\" spMajorVersion=\"3\" "
+                         "spMinorVersion=\"4\" osVendor=\"5\" osArch=\"6\" buildNumber=\"7\"/>"
+                         "<DepPCIInfo deviceID=\"1\"/>"
+                         "<!-- a comment -->"
+                         "<detail>Detail text</detail>"
+                         "</Dependency></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getDetail(), "Detail text");
+    EXPECT_EQ(records[0].getDisplay(), "");
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::GetNodeSet() Entering",
+                  "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                  kDep + "Entered Method",
+                  kDep + "Found HardDependency",
+                  kDep + "got the parent componentID info from package.xml",
+                  // DISPLAY
+                  kDep + "failed to get the Display info from package.xml for dependent device",
+                  kNoPlatform,
+                  kNoOS,
+                  // Detail
+                  kDep + "failed to get the Detail info from package.xml for dependent device",
+                  kNoPlatform,
+                  kNoOS,
+                  // Brand (getPlatformInfo logs its own lines)
+                  "CSoftwareComponentInfo::getPlatformInfo() Entering",
+                  "CSoftwareComponentInfo::getPlatformInfo() Exiting",
+                  kNoOS,
+                  // OperatingSystem
+                  kNoPlatform,
+                  // DepPCIInfo
+                  kNoPlatform,
+                  kNoOS,
+                  kDep + "Found a PCI Device",
+                  // the comment
+                  kNoPlatform,
+                  kNoOS,
+                  // detail
+                  kNoPlatform,
+                  kNoOS,
+                  kDep + "Adding dependency info for a PCI Device",
+                  kDep + "Exiting",
+              }));
+}
+
+// ---------------------------------------------------------------------------
+// AddDependencyInfo on its own
+// ---------------------------------------------------------------------------
+
+namespace
+{
+CDeviceInfo* NewDependency(const std::string& strComponentID, const std::string& strParent,
+                           const std::string& strPath = "dir\\file.exe")
+{
+    CDeviceInfo* pRecord = new CDeviceInfo();
+    pRecord->setComponentID(strComponentID);
+    pRecord->setParentComponentID(strParent);
+    pRecord->setVersion("1.0");
+    pRecord->setFilePath(strPath);
+    return pRecord;
+}
+} // namespace
+
+TEST_F(PackageReader, AddDependencyInfoKeepsTheFirstEqualEntry)
+{
+    StartLogging();
+    std::string strText = "<a/>";
+    CSoftwareComponentInfo reader(strText);
+    OwnedRecords list({NewDependency("1", "P"), NewDependency("2", "P")});
+
+    CDeviceInfo* pSame = NewDependency("2", "P");
+    pSame->setDependencyContext("other contexts do not count");
+    pSame->setReleaseID("nor do release IDs");
+    std::size_t nMark = Messages().size();
+    reader.AddDependencyInfo(list.v, pSame);
+    EXPECT_EQ(pSame, nullptr) << "a refused record is released";
+    EXPECT_EQ(list.size(), 2u);
+    EXPECT_EQ(From(Messages(), nMark), std::vector<std::string>{kDuplicate});
+
+    CDeviceInfo* pOtherParent = NewDependency("2", "Q");
+    reader.AddDependencyInfo(list.v, pOtherParent);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list.v[2], pOtherParent);
+
+    CDeviceInfo* pOtherVersion = NewDependency("1", "P");
+    pOtherVersion->setVersion("1.1");
+    reader.AddDependencyInfo(list.v, pOtherVersion);
+    ASSERT_EQ(list.size(), 4u);
+
+    // Nothing to add.
+    CDeviceInfo* pNull = nullptr;
+    reader.AddDependencyInfo(list.v, pNull);
+    EXPECT_EQ(list.size(), 4u);
+
+    // A record that the list already holds stays there, alive.
+    CDeviceInfo* pListed = list.v[0];
+    nMark = Messages().size();
+    reader.AddDependencyInfo(list.v, pListed);
+    EXPECT_EQ(pListed, list.v[0]);
+    EXPECT_EQ(list.size(), 4u);
+    EXPECT_EQ(From(Messages(), nMark), std::vector<std::string>{kDuplicate});
+    EXPECT_EQ(list[0].getComponentID(), "1");
+
+    // Into an empty list.
+    OwnedRecords empty(std::vector<CDeviceInfo*>{});
+    CDeviceInfo* pFirst = NewDependency("9", "");
+    reader.AddDependencyInfo(empty.v, pFirst);
+    ASSERT_EQ(empty.size(), 1u);
+    EXPECT_EQ(empty.v[0], pFirst);
+}
+
+TEST_F(PackageReader, AddDependencyInfoComparesTheStoredPath)
+{
+    std::string strText = "<a/>";
+    CSoftwareComponentInfo reader(strText);
+    OwnedRecords list({NewDependency("1", "P", "dir\\file.exe")});
+    // Asking for the download path turns the stored backslashes into
+    // slashes; the comparison sees the stored text.
+    list[0].getFilePath();
+    CDeviceInfo* pBackslashes = NewDependency("1", "P", "dir\\file.exe");
+    reader.AddDependencyInfo(list.v, pBackslashes);
+    ASSERT_EQ(list.size(), 2u);
+    CDeviceInfo* pSlashes = NewDependency("1", "P", "dir/file.exe");
+    reader.AddDependencyInfo(list.v, pSlashes);
+    EXPECT_EQ(pSlashes, nullptr);
+    EXPECT_EQ(list.size(), 2u);
+}
+
+TEST_F(PackageReader, ManyDependenciesWithDuplicatesKeepTheFirstOfEach)
+{
+    // 10,000 dependency elements under one Device; the second half repeats
+    // the first with other contexts, which do not count.
+    std::string strDevices = "<Device componentID=\"1\"><PCIInfo deviceID=\"1\"/>";
+    for (int nPass = 0; nPass < 2; ++nPass)
+    {
+        for (int i = 0; i < 5000; ++i)
+        {
+            strDevices += "<Dependency componentID=\"" + std::to_string(i) + "\" version=\"1." +
+                          std::to_string(i % 7) + "\" context=\"" + (nPass == 0 ? "first" : "second") +
+                          "\" path=\"p\\" + std::to_string(i % 3) + "\"/>";
+        }
+    }
+    strDevices += "</Device>";
+    OwnedRecords records = Dependencies(strDevices);
+    ASSERT_EQ(records.size(), 5000u);
+    for (std::size_t i = 0; i < records.size(); ++i)
+    {
+        ASSERT_EQ(records[i].getComponentID(), std::to_string(i));
+        ASSERT_EQ(records[i].getDependencyContext(), "first");
+        ASSERT_EQ(records[i].getParentPCIInfo().size(), 1u);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Failed allocations
+// ---------------------------------------------------------------------------
+
+TEST_F(PackageReader, FailedRecordAllocationEndsWithThePartialList)
+{
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"10\"/>"
+                         "<Dependency componentID=\"11\"/><Dependency componentID=\"12\"/></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    FailNothrowAllocation(1);
+    OwnedRecords records(reader.getDependencyInfo());
+    FailNothrowAllocation(-1);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getComponentID(), "10");
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(vMessages.back(), kDep + "new  ( std::nothrow ) CDeviceInfo() failed");
+    EXPECT_EQ(Count(vMessages, kDep + "Exiting"), 0u);
+
+    FailNothrowAllocation(0);
+    OwnedRecords none(reader.getDependencyInfo());
+    FailNothrowAllocation(-1);
+    EXPECT_EQ(none.size(), 0u);
+}
+
+TEST_F(PackageReader, FailedPCICopyLosesOnlyThatCopy)
+{
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"10\">"
+                         "<DepPCIInfo deviceID=\"1\"/><DepPCIInfo deviceID=\"2\"/><DepPCIInfo deviceID=\"3\"/>"
+                         "</Dependency><Dependency componentID=\"11\"/></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    // Allocations: the entry's record (0), its three copies (1 to 3), the
+    // next entry's record (4).
+    FailNothrowAllocation(2);
+    OwnedRecords records(reader.getDependencyInfo());
+    FailNothrowAllocation(-1);
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "1");
+    EXPECT_EQ(records[1].getPCIInfo().strDeviceID, "3");
+    EXPECT_EQ(records[2].getComponentID(), "11");
+    const std::vector<std::string> vMessages = Messages();
+    EXPECT_EQ(Count(vMessages, kDep + "failed to get Memory allocation"), 1u);
+    EXPECT_EQ(Count(vMessages, kDep + "Adding dependency info for a PCI Device"), 2u);
+    EXPECT_EQ(vMessages.back(), kDep + "Exiting");
+}
+
+// ===========================================================================
+// Context types
+// ===========================================================================
+
+namespace
+{
+std::string ContextType(const std::string& strName, const std::string& strChildren)
+{
+    return "<CONTEXT_TYPE name=\"" + strName + "\">" + strChildren + "</CONTEXT_TYPE>";
+}
+} // namespace
+
+TEST_F(PackageReader, ContextTypesAreOrderedByPriority)
+{
+    WritePackage(Package(kTwoDevices,
+                         "<CONTEXT>" +
+                             ContextType("Second", "<Priority value=\"2\"/><INV_MODULE value=\"inv2\"/>"
+                                                   "<INV_INTERFACE value=\"ii2\"/><UPDATE_MODULE value=\"up2\"/>"
+                                                   "<UPDATE_INTERFACE value=\"ui2\"/>") +
+                             ContextType("First", "<INV_MODULE value=\"inv1\"/><Priority value=\"1\"/>") +
+                             "</CONTEXT>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    const std::map<unsigned int, CContextList> mapTypes = reader.GetSupportedContextTypes();
+    ASSERT_EQ(mapTypes.size(), 2u);
+    auto it = mapTypes.begin();
+    EXPECT_EQ(it->first, 1u);
+    EXPECT_EQ(it->second.strName, "First");
+    EXPECT_EQ(it->second.strInvModule, "inv1");
+    EXPECT_EQ(it->second.strInvInterface, "");
+    ++it;
+    EXPECT_EQ(it->first, 2u);
+    EXPECT_EQ(it->second.strName, "Second");
+    EXPECT_EQ(it->second.strInvModule, "inv2");
+    EXPECT_EQ(it->second.strInvInterface, "ii2");
+    EXPECT_EQ(it->second.strUpdateModule, "up2");
+    EXPECT_EQ(it->second.strUpdateInterface, "ui2");
+    const std::string kCT = "CSoftwareComponentInfo::GetSupportedDevices() ";
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           kCT + "Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Exiting",
+                                           kCT + "Found Some Context Nodes",
+                                           kCT + "Finding the Component ID and PCI Info",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Finding the Component ID and PCI Info",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Found a PCI Device",
+                                           kCT + "Exiting",
+                                       }));
+}
+
+TEST_F(PackageReader, ContextTypesWithTheSamePriorityKeepTheFirst)
+{
+    WritePackage("<Anything><CONTEXT>" + ContextType("A", "<Priority value=\"5\"/>") +
+                 ContextType("B", "<Priority value=\"5\"/>") + "</CONTEXT><Deeper><CONTEXT>" +
+                 ContextType("C", "<Priority value=\"3\"/>") + "</CONTEXT></Deeper></Anything>");
+    CSoftwareComponentInfo reader;
+    const std::map<unsigned int, CContextList> mapTypes = reader.GetSupportedContextTypes();
+    ASSERT_EQ(mapTypes.size(), 2u);
+    EXPECT_EQ(mapTypes.at(5).strName, "A");
+    EXPECT_EQ(mapTypes.at(3).strName, "C");
+}
+
+TEST_F(PackageReader, ContextChildNamesAreCaseSensitive)
+{
+    WritePackage("<CONTEXT>" +
+                 ContextType("A", "<priority value=\"4\"/><inv_module value=\"x\"/><Priority value=\"7\"/>") +
+                 ContextType("B", "<priority value=\"4\"/><INV_MODULE value=\"m\"/>") + "</CONTEXT>");
+    CSoftwareComponentInfo reader;
+    const std::map<unsigned int, CContextList> mapTypes = reader.GetSupportedContextTypes();
+    ASSERT_EQ(mapTypes.size(), 2u);
+    EXPECT_EQ(mapTypes.at(7).strName, "A");
+    EXPECT_EQ(mapTypes.at(7).strInvModule, "");
+    // Without a Priority the key is 0.
+    EXPECT_EQ(mapTypes.at(0).strName, "B");
+    EXPECT_EQ(mapTypes.at(0).strInvModule, "m");
+}
+
+TEST_F(PackageReader, UnreadablePriorityLeavesTheKeyAtZero)
+{
+    WritePackage("<CONTEXT>" + ContextType("A", "<Priority value=\"high\"/>") +
+                 ContextType("B", "<Priority/>") + ContextType("C", "<Priority value=\" 12 \"/>") + "</CONTEXT>");
+    CSoftwareComponentInfo reader;
+    const std::map<unsigned int, CContextList> mapTypes = reader.GetSupportedContextTypes();
+    ASSERT_EQ(mapTypes.size(), 2u);
+    EXPECT_EQ(mapTypes.at(0).strName, "A");
+    EXPECT_EQ(mapTypes.at(12).strName, "C");
+}
+
+TEST_F(PackageReader, PackageWithoutContextTypesGivesAnEmptyMap)
+{
+    WritePackage(Package(kTwoDevices));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    EXPECT_TRUE(reader.GetSupportedContextTypes().empty());
+    EXPECT_EQ(From(Messages(), nMark),
+              (std::vector<std::string>{
+                  "CSoftwareComponentInfo::GetSupportedDevices() Entering",
+                  "CSoftwareComponentInfo::GetNodeSet() Entering",
+                  "CSoftwareComponentInfo::GetNodeSet() Empty nodeset",
+                  "CSoftwareComponentInfo::GetSupportedDevices() Error during calculating xpath expression",
+              }));
+}
+
+// ===========================================================================
+// Bad input
+// ===========================================================================
+
+namespace
+{
+struct BrokenPackage
+{
+    const char* pszName;
+    const char* pszContent; // null: "package.xml" is a directory
+};
+
+class BrokenPackageReader : public PackageReader, public ::testing::WithParamInterface<BrokenPackage>
+{
+};
+
+void PrintTo(const BrokenPackage& broken, std::ostream* pOut) { *pOut << broken.pszName; }
+} // namespace
+
+TEST_P(BrokenPackageReader, GivesEmptyResultsAndTheNotParsedLine)
+{
+    const BrokenPackage& broken = GetParam();
+    if (broken.pszContent == nullptr)
+    {
+        vextest::MakeDirectory(m_dir.File("package.xml"));
+    }
+    else
+    {
+        WritePackage(broken.pszContent);
+    }
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(Messages(), (std::vector<std::string>{
+                              NoMarkerLine(),
+                              "CSoftwareComponentInfo::CSoftwareComponentInfo() Entering Constructor Method",
+                              "CSoftwareComponentInfo::Init() Entering",
+                              "CLinuxImpl::IsFileExistsAbs() File name " + Cwd() + "package.xml exist",
+                              "CSoftwareComponentInfo::Init() Document " + Cwd() +
+                                  "package.xml not parsed successfully ",
+                              "CSoftwareComponentInfo::Init() Exiting",
+                          }));
+    std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_EQ(records.size(), 0u);
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "CSoftwareComponentInfo::GetNodeSet() Entering",
+                                           "CSoftwareComponentInfo::GetNodeSet() Empty nodeset",
+                                           kDep + "Entered Method",
+                                           kDep + "ParseXmlUsingXpath failed",
+                                       }));
+    nMark = Messages().size();
+    EXPECT_EQ(reader.GetValue("//SoftwareComponent", "vendorVersion"), "");
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{"Entering GetStringFromPackageXML function",
+                                                                 "Exiting GetStringFromPackageXML function"}));
+    EXPECT_EQ(reader.GetComponentID(), "");
+    EXPECT_EQ(reader.GetComponentType(), "");
+    EXPECT_EQ(reader.GetComponentVersion(), "");
+    EXPECT_EQ(reader.GetPackageID(), "");
+    EXPECT_EQ(reader.getPresenceOfRollbackInfo(), 0);
+    EXPECT_TRUE(reader.GetAllSupportedDevices().empty());
+    EXPECT_TRUE(reader.GetSupportedContextTypes().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Package, BrokenPackageReader,
+    ::testing::Values(
+        BrokenPackage{"Empty", ""},
+        BrokenPackage{"Truncated", "<SoftwareComponent vendorVersion=\"1\"><SupportedDevices><Device componentID=\"1\">"
+                                   "<Dependency componentID=\"2\" version=\"1"},
+        BrokenPackage{"NotXml", "componentID=1\nversion=2\n"},
+        BrokenPackage{"Binary", "\x01\x02\xff\xfe<\x00>"},
+        BrokenPackage{"Directory", nullptr}),
+    [](const ::testing::TestParamInfo<BrokenPackage>& info) { return std::string(info.param.pszName); });
+
+TEST_F(PackageReader, ElementsWithoutAttributesGiveEmptyValues)
+{
+    WritePackage("<SoftwareComponent><ComponentType/><SupportedDevices>"
+                 "<Device><PCIInfo/><Display/>"
+                 "<Dependency><OperatingSystem/><DepPCIInfo/><Brand><Model/></Brand></Dependency>"
+                 "<SoftDependency/></Device>"
+                 "<Device/></SupportedDevices>"
+                 "<CONTEXT><CONTEXT_TYPE><Priority/><INV_MODULE/></CONTEXT_TYPE></CONTEXT></SoftwareComponent>");
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentID(), "");
+    EXPECT_EQ(reader.GetMinComponentID(), "");
+    EXPECT_EQ(reader.GetComponentType(), "");
+    EXPECT_EQ(reader.GetComponentVersion(), "");
+    EXPECT_EQ(reader.GetComponentDisplayString(), "");
+    EXPECT_EQ(reader.GetComponentTypeDisplayString(), "");
+    EXPECT_EQ(reader.GetPackageID(), "");
+
+    const std::vector<SPCIInfo> vAll = reader.GetAllSupportedDevices();
+    ASSERT_EQ(vAll.size(), 2u);
+    EXPECT_EQ(vAll[0].strDeviceID + vAll[0].strVendorID + vAll[0].strComponentID, "");
+    EXPECT_EQ(vAll[1].strComponentID, "");
+    const std::map<std::string, std::string> mapNames = reader.getCompIDMarkNameInfo();
+    ASSERT_EQ(mapNames.size(), 1u);
+    EXPECT_EQ(mapNames.begin()->first, "");
+    EXPECT_EQ(mapNames.begin()->second, "");
+
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].getDeviceType(), CDeviceInfo::eDeviceTypePCI);
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "");
+    EXPECT_TRUE(records[0].getDepenendencyPlatforms().empty());
+    ASSERT_EQ(records[0].getDependencyOS().size(), 1u);
+    EXPECT_EQ(records[0].getDependencyOS()[0].strMajorVersion, "");
+    EXPECT_EQ(records[0].getParentPCIInfo().size(), 1u);
+    EXPECT_EQ(records[1].getDependencyType(), CDeviceInfo::eDependencyTypeSoft);
+    EXPECT_EQ(Count(From(Messages(), nMark), kOSAttributeMissing), 7u);
+
+    const std::map<unsigned int, CContextList> mapTypes = reader.GetSupportedContextTypes();
+    ASSERT_EQ(mapTypes.size(), 1u);
+    EXPECT_EQ(mapTypes.begin()->first, 0u);
+    EXPECT_EQ(mapTypes.begin()->second.strName, "");
+    EXPECT_EQ(mapTypes.begin()->second.strInvModule, "");
+}
+
+TEST_F(PackageReader, EmptyAttributeValuesCountAsAbsent)
+{
+    WritePackage("<SoftwareComponent vendorVersion=\"\"><ComponentType value=\"\"/><SupportedDevices>"
+                 "<Device componentID=\"\"><PCIInfo deviceID=\"\" vendorID=\"\"/>"
+                 "<Dependency componentID=\"\" version=\"\" context=\"\">"
+                 "<OperatingSystem majorVersion=\"\" osArch=\"\"/>"
+                 "<DepPCIInfo deviceID=\"\" subVendorID=\"\"/><Brand><Model systemID=\"\"/></Brand></Dependency>"
+                 "</Device></SupportedDevices>"
+                 "<CONTEXT><CONTEXT_TYPE name=\"\"><Priority value=\"\"/></CONTEXT_TYPE></CONTEXT>"
+                 "</SoftwareComponent>");
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentID(), "");
+    EXPECT_EQ(reader.GetMinComponentID(), "");
+    EXPECT_EQ(reader.GetComponentType(), "");
+    EXPECT_EQ(reader.GetComponentVersion(), "");
+    EXPECT_EQ(reader.GetValue("//SoftwareComponent", "vendorVersion"), "");
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0].strDeviceID, "");
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getDependencyContext(), "OS");
+    EXPECT_TRUE(records[0].getDepenendencyPlatforms().empty());
+    const std::vector<std::string> vTail = From(Messages(), nMark);
+    EXPECT_EQ(Count(vTail, kOSAttributeMissing), 7u);
+    EXPECT_TRUE(Contains(vTail, kDep + "failed to get the parent componentID info from package.xml"));
+    EXPECT_TRUE(Contains(vTail, kDep + "failed to get the componentID info from package.xml for dependent device"));
+    EXPECT_TRUE(Contains(vTail, kDep + "failed to get the version info from package.xml for dependent device"));
+    EXPECT_EQ(reader.GetSupportedContextTypes().begin()->first, 0u);
+}
+
+TEST_F(PackageReader, VeryLongValuesAreReadWhole)
+{
+    const std::string strLong(1u << 20, 'A');
+    const std::string strLongText(1u << 20, 'T');
+    WritePackage(Package("<Device componentID=\"" + strLong + "\"><Display>" + strLongText + "</Display>"
+                         "<PCIInfo deviceID=\"" + strLong + "\"/>"
+                         "<Dependency componentID=\"" + strLong + "\" version=\"" + strLong + "\" path=\"" + strLong +
+                         "\"><Detail>" + strLongText + "</Detail><Brand><Model systemID=\"" + strLong +
+                         "\"/></Brand><DepPCIInfo vendorID=\"" + strLong + "\"/></Dependency></Device>"));
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentID(), strLong);
+    EXPECT_EQ(reader.GetComponentDisplayString(), strLongText);
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    ASSERT_EQ(vDevices.size(), 1u);
+    EXPECT_EQ(vDevices[0].strDeviceID, strLong);
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getComponentID(), strLong);
+    EXPECT_EQ(records[0].getVersion(), strLong);
+    EXPECT_EQ(records[0].getDetail(), strLongText);
+    EXPECT_EQ(records[0].getPCIInfo().strVendorID, strLong);
+    EXPECT_EQ(records[0].getParentComponentID(), strLong);
+    EXPECT_EQ(records[0].getDepenendencyPlatforms(), std::vector<std::string>{"0x" + strLong});
+    EXPECT_EQ(reader.GetMinComponentID(), std::to_string(0L));
+}
+
+TEST_F(PackageReader, NestingDeeperThanTheParserAcceptsIsRefused)
+{
+    std::string strNested;
+    for (int i = 0; i < 20000; ++i)
+    {
+        strNested += "<Dependency>";
+    }
+    for (int i = 0; i < 20000; ++i)
+    {
+        strNested += "</Dependency>";
+    }
+    WritePackage(Package("<Device componentID=\"1\">" + strNested + "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    EXPECT_TRUE(Contains(Messages(),
+                         "CSoftwareComponentInfo::Init() Document " + Cwd() + "package.xml not parsed successfully "));
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_EQ(records.size(), 0u);
+    EXPECT_EQ(reader.GetComponentID(), "");
+}
+
+TEST_F(PackageReader, NestedElementsBelowADependencyAreOnlyChildren)
+{
+    std::string strNested;
+    for (int i = 0; i < 200; ++i)
+    {
+        strNested += (i % 2 == 0) ? "<Dependency componentID=\"inner\">" : "<Brand>";
+    }
+    for (int i = 199; i >= 0; --i)
+    {
+        strNested += (i % 2 == 0) ? "</Dependency>" : "</Brand>";
+    }
+    OwnedRecords records = Dependencies("<Device componentID=\"1\"><Dependency componentID=\"outer\">" + strNested +
+                                        "</Dependency></Device>");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].getComponentID(), "outer");
+    EXPECT_TRUE(records[0].getDepenendencyPlatforms().empty());
+}
+
+TEST_F(PackageReader, ExternalEntityContentNeverAppears)
+{
+    const std::string strSecret = "TOP-SECRET-CONTENT";
+    vextest::WriteFile(m_dir.File("secret.txt"), strSecret);
+    const std::string strEntity = "file://" + m_dir.File("secret.txt");
+    const std::string strText =
+        "<?xml version=\"1.0\"?>\n"
+        "<!DOCTYPE SoftwareComponent [\n"
+        "  <!ENTITY secret SYSTEM \"" + strEntity + "\">\n"
+        "]>\n"
+        "<SoftwareComponent vendorVersion=\"1\">&secret;<ComponentType value=\"FRMW\"><Display>&secret;</Display>"
+        "</ComponentType><SupportedDevices><Device componentID=\"1\"><Display>&secret;</Display>"
+        "<PCIInfo deviceID=\"1\"/><Display>&secret;</Display>"
+        "<Dependency componentID=\"2\" version=\"1\"><Display>&secret;</Display><Detail>&secret;</Detail>"
+        "</Dependency></Device></SupportedDevices>"
+        "<CONTEXT><CONTEXT_TYPE name=\"n\"><Priority value=\"1\"/></CONTEXT_TYPE></CONTEXT></SoftwareComponent>";
+    WritePackage(strText);
+    vextest::WriteFile(m_dir.File("vexdebuglog"), "");
+    std::vector<std::string> vValues;
+    {
+        CSoftwareComponentInfo reader;
+        vValues.push_back(reader.GetPackageID());
+        vValues.push_back(reader.GetComponentTypeDisplayString());
+        vValues.push_back(reader.GetValue("//Display", ""));
+        vValues.push_back(reader.GetComponentDisplayString());
+        for (const SPCIInfo& device : reader.GetAllSupportedDevices())
+        {
+            vValues.push_back(device.strMarketingName);
+        }
+        for (const auto& entry : reader.getCompIDMarkNameInfo())
+        {
+            vValues.push_back(entry.second);
+        }
+        OwnedRecords records(reader.getDependencyInfo());
+        ASSERT_EQ(records.size(), 1u);
+        vValues.push_back(records[0].getDisplay());
+        vValues.push_back(records[0].getDetail());
+        std::string strDocument = strText;
+        CSoftwareComponentInfo fromText(strDocument);
+        vValues.push_back(fromText.GetPackageID());
+        vValues.push_back(fromText.GetValue("//Detail", ""));
+    }
+    for (const std::string& strValue : vValues)
+    {
+        EXPECT_EQ(strValue.find(strSecret), std::string::npos) << strValue;
+    }
+    EXPECT_EQ(vextest::ReadFile(m_dir.File("baseutils.log")).find(strSecret), std::string::npos);
+}
+
+TEST_F(PackageReader, ExternalEntityInAnAttributeIsNotRead)
+{
+    const std::string strSecret = "TOP-SECRET-CONTENT";
+    vextest::WriteFile(m_dir.File("secret.txt"), strSecret);
+    WritePackage("<?xml version=\"1.0\"?>\n<!DOCTYPE SoftwareComponent [\n"
+                 "  <!ENTITY secret SYSTEM \"file://" + m_dir.File("secret.txt") + "\">\n]>\n"
+                 "<SoftwareComponent><SupportedDevices><Device componentID=\"&secret;\">"
+                 "<Dependency componentID=\"&secret;\" version=\"&secret;\"/></Device></SupportedDevices>"
+                 "</SoftwareComponent>");
+    CSoftwareComponentInfo reader;
+    EXPECT_EQ(reader.GetComponentID().find(strSecret), std::string::npos);
+    OwnedRecords records(reader.getDependencyInfo());
+    for (std::size_t i = 0; i < records.size(); ++i)
+    {
+        EXPECT_EQ(records[i].getComponentID().find(strSecret), std::string::npos);
+        EXPECT_EQ(records[i].getVersion().find(strSecret), std::string::npos);
+        EXPECT_EQ(records[i].getParentComponentID().find(strSecret), std::string::npos);
+    }
+}
+
+namespace
+{
+long MaxResidentKiB()
+{
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+} // namespace
+
+TEST_F(PackageReader, EntityExpansionBombIsNeverExpanded)
+{
+    // Thirteen levels of tenfold references: fully expanded, each use would
+    // be 30 * 10^12 bytes.
+    std::string strText = "<?xml version=\"1.0\"?>\n<!DOCTYPE SoftwareComponent [\n"
+                          " <!ENTITY e0 \"lollollollollollollollollollol\">\n";
+    for (int i = 1; i <= 12; ++i)
+    {
+        strText += " <!ENTITY e" + std::to_string(i) + " \"";
+        for (int j = 0; j < 10; ++j)
+        {
+            strText += "&e" + std::to_string(i - 1) + ";";
+        }
+        strText += "\">\n";
+    }
+    strText += "]>\n<SoftwareComponent vendorVersion=\"&e12;\">&e12;<SupportedDevices><Device componentID=\"1\">"
+               "<Display>&e12;</Display><Dependency componentID=\"&e12;\" version=\"1\"><Display>&e12;</Display>"
+               "<Detail>&e12;</Detail></Dependency></Device></SupportedDevices></SoftwareComponent>";
+    WritePackage(strText);
+    const long nBefore = MaxResidentKiB();
+    std::vector<std::string> vValues;
+    {
+        CSoftwareComponentInfo reader;
+        vValues.push_back(reader.GetPackageID());
+        vValues.push_back(reader.GetComponentVersion());
+        vValues.push_back(reader.GetComponentDisplayString());
+        std::string strComponentID = "1";
+        vValues.push_back(reader.getMarketingNameForNonPCIDevice(strComponentID));
+        OwnedRecords records(reader.getDependencyInfo());
+        for (std::size_t i = 0; i < records.size(); ++i)
+        {
+            vValues.push_back(records[i].getComponentID());
+            vValues.push_back(records[i].getDisplay());
+            vValues.push_back(records[i].getDetail());
+        }
+        std::string strDocument = strText;
+        CSoftwareComponentInfo fromText(strDocument);
+        vValues.push_back(fromText.GetValue("//Display", ""));
+    }
+    for (const std::string& strValue : vValues)
+    {
+        EXPECT_LT(strValue.size(), 1000u);
+    }
+    // Far below what even one expansion would take.
+    EXPECT_LT(MaxResidentKiB() - nBefore, 512L * 1024L);
+}
+
+// ===========================================================================
+// Measurement (not part of the regular run): reading 10,000 dependency
+// elements. Run with
+//   SoftwareComponentInfoTest --gtest_also_run_disabled_tests --gtest_filter='*TenThousand*'
+// ===========================================================================
+
+namespace
+{
+// nDevices Device elements sharing nDependencies dependency elements, each
+// with a display name, a platform, an OS requirement and a PCI identity.
+std::string LargePackage(int nDevices, int nDependencies)
+{
+    std::string strDevices;
+    const int nPerDevice = nDependencies / nDevices;
+    for (int d = 0; d < nDevices; ++d)
+    {
+        strDevices += "<Device componentID=\"" + std::to_string(1000 + d) + "\">\n"
+                      "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>\n"
+                      "  <Display>Device " + std::to_string(d) + "</Display>\n";
+        for (int i = 0; i < nPerDevice; ++i)
+        {
+            const int n = d * nPerDevice + i;
+            strDevices += std::string("  <") + (n % 2 == 0 ? "Dependency" : "SoftDependency") +
+                          " componentID=\"" + std::to_string(n) + "\" componentType=\"FRMW\" version=\"1.0." +
+                          std::to_string(n) + "\" path=\"FOLDER" + std::to_string(n) + "\\file.BIN\" releaseID=\"R" +
+                          std::to_string(n) + "\">\n"
+                          "    <Display>Dependency " + std::to_string(n) + "</Display>\n"
+                          "    <Brand><Model systemID=\"0627\"/></Brand>\n"
+                          "    <OperatingSystem osVendor=\"Vendor\" osArch=\"x86_64\" majorVersion=\"8\"/>\n"
+                          "    <DepPCIInfo deviceID=\"" + std::to_string(n % 65536) +
+                          "\" subDeviceID=\"1\" vendorID=\"2\" subVendorID=\"3\"/>\n"
+                          "  </" + (n % 2 == 0 ? "Dependency" : "SoftDependency") + ">\n";
+        }
+        strDevices += "</Device>\n";
+    }
+    return Package(strDevices);
+}
+
+void MeasureRead(const std::string& strLabel, int nDevices)
+{
+    TempDir dir;
+    ScopedCwd cwd(dir.Path());
+    vextest::WriteFile(dir.File("package.xml"), LargePackage(nDevices, 10000));
+    CSoftwareComponentInfo reader;
+    const auto tStart = std::chrono::steady_clock::now();
+    OwnedRecords records(reader.getDependencyInfo());
+    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
+    ASSERT_EQ(records.size(), 10000u);
+    std::printf("%s: 10000 dependency elements read in %.3f s\n", strLabel.c_str(), dSeconds);
+}
+} // namespace
+
+TEST(SoftwareComponentInfoMeasurement, DISABLED_TenThousandDependencies)
+{
+    MeasureRead("under one Device", 1);
+    MeasureRead("under 100 Devices", 100);
+}
