@@ -1,0 +1,540 @@
+#include "DependenciesChecker.h"
+
+#include "DeviceInventoryInfo.h"
+#include "InventoryModule.h"
+#include "Logger.h"
+#include "PlatformLayer.h"
+#include "SMBIOSInventory.h"
+#include "SoftwareComponentInfo.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include <strings.h>
+
+const std::string QUERYCOMPID = "/SVMInventory/Device[@componentID = \"";
+const std::string XPATH_SUFFIX = "\"]";
+
+namespace
+{
+const char* const kVersionTextCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ ";
+const char* const kVersionSeparators = ".-_";
+
+bool EqualsIgnoringCase(const std::string& strLeft, const char* pszRight)
+{
+    return strcasecmp(strLeft.c_str(), pszRight) == 0;
+}
+
+// The numbers of a version text: split at any separator (runs of separators
+// count as one, leading and trailing ones give no empty token), each token
+// read as a base-10 number that stops at its first non-digit and is cut to
+// 32 bits.
+std::vector<int32_t> VersionNumbers(const char* pszText)
+{
+    std::vector<int32_t> vNumbers;
+    const char* p = pszText;
+    while (*p != '\0')
+    {
+        p += std::strspn(p, kVersionSeparators);
+        if (*p == '\0')
+        {
+            break;
+        }
+        const std::size_t nLength = std::strcspn(p, kVersionSeparators);
+        const std::string strToken(p, nLength);
+        vNumbers.push_back(static_cast<int32_t>(std::strtol(strToken.c_str(), nullptr, 10)));
+        p += nLength;
+    }
+    return vNumbers;
+}
+
+long Hex(const std::string& strValue) { return std::strtol(strValue.c_str(), nullptr, 16); }
+
+// Device, sub-device, vendor and sub-vendor IDs equal as base-16 numbers.
+bool SamePCIDevice(const SPCIInfo& left, const SPCIInfo& right)
+{
+    return Hex(left.strDeviceID) == Hex(right.strDeviceID) && Hex(left.strSubDeviceID) == Hex(right.strSubDeviceID) &&
+           Hex(left.strVendorID) == Hex(right.strVendorID) && Hex(left.strSubVendorID) == Hex(right.strSubVendorID);
+}
+} // namespace
+
+CDependenciesChecker::CDependenciesChecker(const std::string& strPath) : m_strPath(strPath)
+{
+    // The package reader is built first: its constructor is what switches
+    // logging on (to "baseutils.log") when the marker file exists, so the
+    // attempt below with "dependency.log" changes nothing.
+    m_pSoftwareComponentInfo.reset(new (std::nothrow) CSoftwareComponentInfo());
+    try
+    {
+        if (CPlatformLayer::IsFileExits(strEnableLogFileName))
+        {
+            CLogger::GetInstance()->Initialize("dependency.log");
+        }
+    }
+    catch (const std::exception&)
+    {
+    }
+    VEXLOG("CDependenciesChecker::CDependenciesChecker  Path: " + m_strPath);
+    if (!m_pSoftwareComponentInfo)
+    {
+        VEXLOG("CDependenciesChecker::CDependenciesChecker  is NULL ");
+    }
+}
+
+CDependenciesChecker::~CDependenciesChecker()
+{
+    VEXLOG("CDependenciesChecker::~CDependenciesChecker ");
+    m_pSoftwareComponentInfo.reset();
+    for (auto& entry : m_mapInventoryInfo)
+    {
+        for (CDeviceInfo* pRecord : entry.second)
+        {
+            delete pRecord;
+        }
+    }
+}
+
+bool CDependenciesChecker::Process(CDeviceInfo::eDependencyType eType, const std::string& strInventoryXml)
+{
+    VEXLOG("CDependenciesChecker::Process Start ");
+    if (!m_pSoftwareComponentInfo)
+    {
+        VEXLOG("CDependenciesChecker::Process m_pSoftwareComponentInfo is NULL ");
+        return false;
+    }
+
+    std::vector<CDeviceInfo*> vDependentDeviceInfo = m_pSoftwareComponentInfo->getDependencyInfo();
+    for (CDeviceInfo* pRecord : vDependentDeviceInfo)
+    {
+        m_vOwnedRecords.emplace_back(pRecord);
+    }
+    if (m_pListener != nullptr)
+    {
+        m_pListener->OnDependenciesLoaded(vDependentDeviceInfo, eType);
+    }
+    if (vDependentDeviceInfo.empty())
+    {
+        VEXLOG("CDependenciesChecker::Process vDependentDeviceInfo size is zero ");
+        return true;
+    }
+
+    // Every dependency of the type is looked up; the result is that of the
+    // last lookup, so only a failure of the last one makes the run fail.
+    bool bResult = false;
+    for (CDeviceInfo* pDependency : vDependentDeviceInfo)
+    {
+        if (pDependency == nullptr || pDependency->getDependencyType() != eType)
+        {
+            continue;
+        }
+        bResult = GetInventoryInfo(pDependency);
+        if (!bResult)
+        {
+            VEXLOG("CDependenciesChecker::Process GetInventoryInfo function is failed");
+        }
+    }
+
+    m_vDependentDevices = GetDependentDevices(vDependentDeviceInfo, strInventoryXml, eType);
+    VEXLOG("CDependenciesChecker::Process END");
+    CPlatformLayer::UninstallZeph();
+    return bResult;
+}
+
+std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices() { return m_vDependentDevices; }
+
+int CDependenciesChecker::CompareVersions(const std::string& strFirst, const std::string& strSecond)
+{
+    const char* pszFirst = strFirst.c_str();
+    const char* pszSecond = strSecond.c_str();
+    if (strcasecmp(pszFirst, pszSecond) == 0)
+    {
+        return 0;
+    }
+    // Versions that hold letters or blanks are compared as text.
+    if (std::strpbrk(pszFirst, kVersionTextCharacters) != nullptr ||
+        std::strpbrk(pszSecond, kVersionTextCharacters) != nullptr)
+    {
+        return strcasecmp(pszFirst, pszSecond);
+    }
+
+    std::vector<int32_t> vFirst = VersionNumbers(pszFirst);
+    std::vector<int32_t> vSecond = VersionNumbers(pszSecond);
+    const std::size_t nLength = std::max(vFirst.size(), vSecond.size());
+    vFirst.resize(nLength, 0);
+    vSecond.resize(nLength, 0);
+    for (std::size_t i = 0; i < nLength; ++i)
+    {
+        if (vFirst[i] == vSecond[i])
+        {
+            continue;
+        }
+        if (vFirst[i] > vSecond[i])
+        {
+            VEXLOG("CDependenciesChecker::CompareVersions  nVer1 > nVer2");
+            return 1;
+        }
+        VEXLOG("CDependenciesChecker::CompareVersions   nVer1 < nVer2");
+        return -1;
+    }
+    return 0;
+}
+
+bool CDependenciesChecker::GetInventoryInfo(CDeviceInfo* pDevice)
+{
+    VEXLOG("CDependenciesChecker::GetInventoryInfo  Start");
+    if (pDevice == nullptr)
+    {
+        VEXLOG("CDependenciesChecker::GetInventoryInfo  pDevice is NULL");
+        return false;
+    }
+    const std::string strReleaseID = pDevice->getReleaseID();
+    auto itCached = m_mapInventoryInfo.find(strReleaseID);
+    if (itCached != m_mapInventoryInfo.end())
+    {
+        if (m_pListener != nullptr)
+        {
+            SInventoryLookup lookup;
+            lookup.eOutcome = EInventoryLookup::Reused;
+            lookup.strReleaseID = strReleaseID;
+            lookup.pRecords = &itCached->second;
+            m_pListener->OnInventoryLookup(pDevice, lookup);
+        }
+        return true;
+    }
+
+    const std::string strComponentPath = m_strPath + "//" + strReleaseID;
+    VEXLOG("CDependenciesChecker::GetInventoryInfo  strComponentPath =" + strComponentPath);
+    {
+        CInventoryModule inventoryModule(strComponentPath);
+        itCached = m_mapInventoryInfo.emplace(strReleaseID, inventoryModule.GetInventoryInfo()).first;
+    }
+    if (m_pListener != nullptr)
+    {
+        SInventoryLookup lookup;
+        lookup.eOutcome = EInventoryLookup::Collected;
+        lookup.strReleaseID = strReleaseID;
+        lookup.strComponentPath = strComponentPath;
+        lookup.pRecords = &itCached->second;
+        m_pListener->OnInventoryLookup(pDevice, lookup);
+    }
+    VEXLOG("CDependenciesChecker::GetInventoryInfo  END");
+    return true;
+}
+
+bool CDependenciesChecker::HasDependeny(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo)
+{
+    VEXLOG("CDependenciesChecker::HasDependeny  START");
+    if (pDepDeviceInfo == nullptr || vInvDeviceInfo.empty())
+    {
+        VEXLOG("CDependenciesChecker::HasDependeny  pDepDeviceInfo || vInvDeviceInfo.size() ==0");
+        return false;
+    }
+
+    const std::string strComponentType = pDepDeviceInfo->getComponentType();
+    const CDeviceInfo::eDeviceType eDeviceType = pDepDeviceInfo->getDeviceType();
+    bool bUnmet = false;
+    for (CDeviceInfo* pInvDevice : vInvDeviceInfo)
+    {
+        if (pInvDevice == nullptr)
+        {
+            VEXLOG("CDependenciesChecker::HasDependeny pInvDevice is NULL");
+            continue;
+        }
+        // A failed collector run makes every dependency of its release
+        // unverifiable, whichever component the failed record names.
+        if (pInvDevice->getStatus() == 1)
+        {
+            VEXLOG("CDependenciesChecker::HasDependeny Inventory is failed ");
+            pDepDeviceInfo->setStatus(pInvDevice->getStatus());
+            pDepDeviceInfo->setErrorMsg(pInvDevice->getErrorMsg());
+            return true;
+        }
+        const CDeviceInfo::eDeviceType eInvDeviceType = pInvDevice->getDeviceType();
+        if (eInvDeviceType == CDeviceInfo::eDeviceTypeUnknown ||
+            strcasecmp(pInvDevice->getComponentType().c_str(), strComponentType.c_str()) != 0 ||
+            eInvDeviceType != eDeviceType)
+        {
+            continue;
+        }
+        if (eInvDeviceType != CDeviceInfo::eDeviceTypeNonPCI)
+        {
+            const SPCIInfo invPCI = pInvDevice->getPCIInfo();
+            if (invPCI.strDeviceID.empty() || !SamePCIDevice(invPCI, pDepDeviceInfo->getPCIInfo()))
+            {
+                continue;
+            }
+        }
+        else if (pInvDevice->getComponentID() != pDepDeviceInfo->getComponentID())
+        {
+            continue;
+        }
+
+        const std::string strInstalled = pInvDevice->getVersion();
+        const std::string strRequired = pDepDeviceInfo->getVersion();
+        const int nCmpResult = CompareVersions(strRequired, strInstalled);
+        ++m_nVersionComparisons;
+        if (m_pListener != nullptr)
+        {
+            SVersionComparison comparison;
+            comparison.pInstalled = pInvDevice;
+            comparison.strRequired = strRequired;
+            comparison.strInstalled = strInstalled;
+            comparison.nResult = nCmpResult;
+            m_pListener->OnVersionComparison(pDepDeviceInfo, comparison);
+        }
+        if (nCmpResult > 0)
+        {
+            VEXLOG("CDependenciesChecker::HasDependeny nCmpResult > 0");
+            pDepDeviceInfo->setCurrentVersion(strInstalled);
+            bUnmet = true;
+        }
+    }
+    VEXLOG("CDependenciesChecker::HasDependeny END");
+    return bUnmet;
+}
+
+CDeviceInfo* CDependenciesChecker::FindParentDevice(CDeviceInfo* pDepDeviceInfo,
+                                                    std::vector<CDeviceInfo*>& vInvDeviceInfo)
+{
+    const CDeviceInfo::eDeviceType eParentType = pDepDeviceInfo->getParentDeviceType();
+    if (eParentType == CDeviceInfo::eDeviceTypeUnknown)
+    {
+        return nullptr;
+    }
+    const std::string strParentComponentID = pDepDeviceInfo->getParentComponentID();
+    const std::vector<SPCIInfo> vParentPCIInfo = pDepDeviceInfo->getParentPCIInfo();
+    for (CDeviceInfo* pInvDevice : vInvDeviceInfo)
+    {
+        if (pInvDevice == nullptr || pInvDevice->getDeviceType() != eParentType)
+        {
+            continue;
+        }
+        if (eParentType == CDeviceInfo::eDeviceTypeNonPCI)
+        {
+            if (pInvDevice->getComponentID() == strParentComponentID)
+            {
+                return pInvDevice;
+            }
+            continue;
+        }
+        const SPCIInfo invPCI = pInvDevice->getPCIInfo();
+        for (const SPCIInfo& parentPCI : vParentPCIInfo)
+        {
+            if (SamePCIDevice(invPCI, parentPCI))
+            {
+                return pInvDevice;
+            }
+        }
+    }
+    return nullptr;
+}
+
+bool CDependenciesChecker::doDeviceCheck(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo)
+{
+    VEXLOG("CDependenciesChecker::doDeviceCheck   Entered");
+    if (pDepDeviceInfo == nullptr || vInvDeviceInfo.empty())
+    {
+        return false;
+    }
+    const bool bFound = FindParentDevice(pDepDeviceInfo, vInvDeviceInfo) != nullptr;
+    VEXLOG("CDependenciesChecker::doDeviceCheck   Exit");
+    return bFound;
+}
+
+int CDependenciesChecker::FindMatchingOS(const std::vector<SOSInfo>& vRequired, const SOSInfo& running)
+{
+    for (std::size_t i = 0; i < vRequired.size(); ++i)
+    {
+        const SOSInfo& required = vRequired[i];
+        if (strcasecmp(required.strOSArch.c_str(), running.strOSArch.c_str()) == 0 &&
+            CompareVersions(required.strMajorVersion, running.strMajorVersion) == 0 &&
+            CompareVersions(required.strMinorVersion, running.strMinorVersion) == 0 &&
+            strcasecmp(required.strOSVendor.c_str(), running.strOSVendor.c_str()) == 0 &&
+            CompareVersions(required.strSPMajorVersion, running.strSPMajorVersion) == 0 &&
+            CompareVersions(required.strSPMinorVersion, running.strSPMinorVersion) == 0)
+        {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+bool CDependenciesChecker::CheckPlatform(CDeviceInfo* pDependency, CSMBIOSInventory& smbios)
+{
+    SPlatformCheck check;
+    check.vPlatforms = pDependency->getDepenendencyPlatforms();
+    check.bTablesRead = smbios.Initialize() != 0;
+    check.pSMBIOS = &smbios;
+    if (check.bTablesRead && !check.vPlatforms.empty())
+    {
+        check.bChecked = true;
+        check.strSystemID = smbios.GetSystemID();
+        check.bApplicable = std::find(check.vPlatforms.begin(), check.vPlatforms.end(), check.strSystemID) !=
+                            check.vPlatforms.end();
+        if (check.bApplicable)
+        {
+            VEXLOG("Platform Check is successful Considering Dependency on this Platfrom");
+        }
+        else
+        {
+            VEXLOG("Platform Check is ussuccessful i.e Dependency is not applicable on this platform hence skipping "
+                   "other checks");
+        }
+    }
+    else
+    {
+        VEXLOG("CDependenciesChecker::GetDependentDevices: Failed to get Platform info from SMBIOS or Platfrom Info "
+               "is not mentioned in Package.xml so skipping Platfrom Check ");
+    }
+    if (m_pListener != nullptr)
+    {
+        m_pListener->OnPlatformCheck(pDependency, check);
+    }
+    return check.bApplicable;
+}
+
+std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::vector<CDeviceInfo*>& vDependencies,
+                                                                    const std::string& strInventoryXml,
+                                                                    CDeviceInfo::eDependencyType eType)
+{
+    std::vector<CDeviceInfo*> vResult;
+    CDeviceInventoryInfo inventoryInfo(strInventoryXml);
+    std::vector<CDeviceInfo*> vSystemDevices = inventoryInfo.GetDeviceInfo();
+    const SOSInfo runningOS = inventoryInfo.GetOSInfo();
+    VEXLOG("CDependenciesChecker::GetDependentDevices  START");
+
+    auto verdict = [this](const CDeviceInfo* pDependency, EVerdict eVerdict) {
+        if (m_pListener != nullptr)
+        {
+            m_pListener->OnVerdict(pDependency, eVerdict);
+        }
+    };
+
+    for (CDeviceInfo* pDependency : vDependencies)
+    {
+        if (pDependency == nullptr)
+        {
+            continue;
+        }
+
+        // 1. Context.
+        const std::string strContext = pDependency->getDependencyContext();
+        const bool bContext = EqualsIgnoringCase(strContext, "OS") || EqualsIgnoringCase(strContext, "ALL");
+        if (m_pListener != nullptr)
+        {
+            m_pListener->OnContextCheck(pDependency, strContext, bContext);
+        }
+        if (!bContext)
+        {
+            VEXLOG("CDependenciesChecker::GetDependentDevices: This Depndency is failed to qualify CONTEXT Check");
+            verdict(pDependency, EVerdict::ContextNotApplicable);
+            continue;
+        }
+
+        // 2. Platform: the SMBIOS tables are read for this dependency, and
+        // released when its turn ends.
+        CSMBIOSInventory smbios;
+        if (!CheckPlatform(pDependency, smbios))
+        {
+            verdict(pDependency, EVerdict::PlatformNotApplicable);
+            continue;
+        }
+
+        // 3. Operating system.
+        const std::vector<SOSInfo> vRequiredOS = pDependency->getDependencyOS();
+        SOSCheck osCheck;
+        if (vRequiredOS.empty())
+        {
+            VEXLOG("CDependenciesChecker::GetDependentDevices: No OS node present under Dependency, hence considering "
+                   "this dependency on the current OS");
+        }
+        else
+        {
+            osCheck.nMatchedEntry = FindMatchingOS(vRequiredOS, runningOS);
+            osCheck.bApplicable = osCheck.nMatchedEntry >= 0;
+            if (osCheck.bApplicable)
+            {
+                VEXLOG("CDependenciesChecker::GetDependentDevices: Dependency is applicable for the current OS");
+            }
+            else
+            {
+                VEXLOG("CDependenciesChecker::GetDependentDevices: The Current OS is not Found in Dependency OS Node. "
+                       "Hence Skipping othe checks for this dependency");
+            }
+        }
+        if (m_pListener != nullptr)
+        {
+            osCheck.running = runningOS;
+            osCheck.vRequired = vRequiredOS;
+            m_pListener->OnOSCheck(pDependency, osCheck);
+        }
+        if (!osCheck.bApplicable)
+        {
+            verdict(pDependency, EVerdict::OSNotApplicable);
+            continue;
+        }
+
+        // 4. The device the dependency belongs to must be present.
+        const bool bDevicePresent = doDeviceCheck(pDependency, vSystemDevices);
+        if (m_pListener != nullptr)
+        {
+            SDeviceCheck deviceCheck;
+            deviceCheck.bPresent = bDevicePresent;
+            deviceCheck.pMatchedDevice = bDevicePresent ? FindParentDevice(pDependency, vSystemDevices) : nullptr;
+            m_pListener->OnDeviceCheck(pDependency, deviceCheck);
+        }
+        if (!bDevicePresent)
+        {
+            VEXLOG("Device Check is ussuccessful i.e Dependency is not applicable for the devices present on this "
+                   "system hence skipping other checks");
+            verdict(pDependency, EVerdict::DeviceNotPresent);
+            continue;
+        }
+        VEXLOG("Device Check is successful i.e Dependency is applicable for the devices present on this system ");
+
+        // 5. Type.
+        const bool bSameType = pDependency->getDependencyType() == eType;
+        if (m_pListener != nullptr)
+        {
+            m_pListener->OnTypeCheck(pDependency, eType, bSameType);
+        }
+        if (!bSameType)
+        {
+            verdict(pDependency, EVerdict::OtherType);
+            continue;
+        }
+
+        // 6. Release directory and the decision.
+        const std::string strReleaseIDDir = pDependency->getReleaseID();
+        VEXLOG("CDependenciesChecker::GetDependentDevices  strReleaseIDDir = " + strReleaseIDDir);
+        auto itInventory = m_mapInventoryInfo.find(strReleaseIDDir);
+        if (itInventory == m_mapInventoryInfo.end())
+        {
+            verdict(pDependency, EVerdict::NoInventory);
+            continue;
+        }
+        const std::size_t nComparisonsBefore = m_nVersionComparisons;
+        if (HasDependeny(pDependency, itInventory->second))
+        {
+            VEXLOG("CDependenciesChecker::GetDependentDevices  HasDependeny = " + strReleaseIDDir);
+            vResult.push_back(pDependency);
+            verdict(pDependency, pDependency->getStatus() == 1 ? EVerdict::Failed : EVerdict::Unmet);
+        }
+        else if (m_pListener != nullptr)
+        {
+            verdict(pDependency,
+                    m_nVersionComparisons != nComparisonsBefore ? EVerdict::Met : EVerdict::NotInstalled);
+        }
+    }
+
+    VEXLOG("CDependenciesChecker::GetDependentDevices  END");
+    for (CDeviceInfo* pDevice : vSystemDevices)
+    {
+        delete pDevice;
+    }
+    return vResult;
+}

@@ -1,0 +1,59 @@
+// vexdepcheck: reports the unmet hard or soft dependencies of the update
+// package in the current directory.
+//
+//   vexdepcheck hard | soft
+//
+// Exit status: 1 hard dependencies to report, 2 soft ones, 255 nothing to
+// report or a bad invocation.
+
+#include "LinuxDependencyWrapper.h"
+#include "PlatformLayer.h"
+
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+int main(int argc, char* argv[])
+{
+    if (argc == 1)
+    {
+        std::cout << "Invalid parameters";
+        return -1;
+    }
+
+    std::ifstream ifsInventory("inv.xml");
+    std::stringstream ssInventory;
+    ssInventory << ifsInventory.rdbuf();
+    const std::string strInventoryXml = ssInventory.str();
+
+    int nExitStatus = -1;
+    {
+        CLinuxDepenedencyWrapper wrapper;
+        CPlatformLayer::getCurrentDirectory();
+
+        CDeviceInfo::eDependencyType eType = CDeviceInfo::eDependencyTypeHard;
+        bool bKnownType = true;
+        if (std::strcmp(argv[1], "hard") == 0)
+        {
+            eType = CDeviceInfo::eDependencyTypeHard;
+        }
+        else if (std::strcmp(argv[1], "soft") == 0)
+        {
+            eType = CDeviceInfo::eDependencyTypeSoft;
+        }
+        else
+        {
+            bKnownType = false;
+        }
+
+        std::string strReport;
+        if (bKnownType && wrapper.GetDependenciesInformation(eType, strReport, strInventoryXml))
+        {
+            std::cout << strReport << " " << std::endl;
+            nExitStatus = eType == CDeviceInfo::eDependencyTypeHard ? 1 : 2;
+        }
+    }
+    return nExitStatus;
+}
