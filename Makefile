@@ -2,6 +2,7 @@
 #   make deps   install the Debian packages the project needs (only the missing ones)
 #   make build  configure and build into build/
 #   make test   deps + build + every test, then the whole suite again under the sanitizers
+#   make demo   deps + build, then runs the checker on a copy of examples/package
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
@@ -9,7 +10,7 @@ BUILD_DIR   ?= build
 ASAN_DIR    ?= build-asan
 CMAKE_FLAGS ?=
 
-DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev
+DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
@@ -18,7 +19,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-build test-asan clean
+.PHONY: all deps build test test-asan demo clean
 
 all: build
 
@@ -45,6 +46,17 @@ test-asan:
 	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DVEXDEP_SANITIZE=ON $(CMAKE_FLAGS)
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	$(SANITIZER_ENV) ctest --test-dir $(ASAN_DIR) --output-on-failure -j$(JOBS)
+
+demo: deps build
+	@dir=$$(mktemp -d "$${TMPDIR:-/tmp}/vexdep-demo-XXXXXX") && \
+	cp -R examples/package/. "$$dir" && cd "$$dir" && \
+	echo "Sample package copied to $$dir" && \
+	for type in hard soft; do \
+	  echo; echo "\$$ vexdepcheck $$type"; \
+	  "$(CURDIR)/$(BUILD_DIR)/bin/vexdepcheck" $$type; \
+	  echo "[exit status $$?]"; \
+	done; \
+	cd / && rm -rf "$$dir"
 
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_DIR)
