@@ -1,5 +1,6 @@
 #include "DependenciesChecker.h"
 #include "Logger.h"
+#include "SmbiosBuilder.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -476,4 +477,52 @@ TEST_F(CheckerTest, ContextMustBeOSOrAllInAnyCase)
     EXPECT_EQ(std::count(vLog.begin(), vLog.end(),
                          "CDependenciesChecker::GetDependentDevices  strReleaseIDDir = never collected"),
               3);
+}
+
+namespace
+{
+class PlatformListener : public IDependencyDecisionListener
+{
+public:
+    void OnPlatformCheck(const CDeviceInfo*, const SPlatformCheck& check) override { vChecks.push_back(check); }
+    std::vector<SPlatformCheck> vChecks;
+};
+} // namespace
+
+TEST_F(CheckerTest, PlatformCheckReadsTheConfiguredSMBIOSSources)
+{
+    const std::string strTable = vextest::SmbiosTable(
+        {vextest::OemStringsStructure({"Brix System"}), vextest::RevisionStructure(0x0B)});
+    vextest::WriteFile(m_dir.File("ep"), vextest::SmbiosEntryPoint2());
+    vextest::WriteFile(m_dir.File("dmi"), strTable);
+    SMBIOSSources sources;
+    sources.strEntryPointPath = m_dir.File("ep");
+    sources.strTablePath = m_dir.File("dmi");
+    sources.strMemoryDevicePath = m_dir.File("no-mem");
+    sources.strESXiDevicePath = m_dir.File("no-esxi");
+
+    auto pChecker = MakeChecker();
+    pChecker->SetSMBIOSSources(sources);
+    PlatformListener listener;
+    pChecker->SetDecisionListener(&listener);
+    std::vector<CDeviceInfo*> vDependencies;
+    for (const std::vector<std::string>& vPlatforms :
+         {std::vector<std::string>{"0x0c"}, std::vector<std::string>{"0x0a", "0x0b"}})
+    {
+        CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
+        pDep->setDependencyContext("OS");
+        std::vector<std::string> vCopy = vPlatforms;
+        pDep->setDependencyPlatforms(vCopy);
+        vDependencies.push_back(pDep);
+    }
+    pChecker->GetDependentDevices(vDependencies, "", CDeviceInfo::eDependencyTypeHard);
+    ASSERT_EQ(listener.vChecks.size(), 2u);
+    for (const SPlatformCheck& check : listener.vChecks)
+    {
+        EXPECT_TRUE(check.bTablesRead);
+        EXPECT_TRUE(check.bChecked);
+        EXPECT_EQ(check.strSystemID, "0x0b");
+    }
+    EXPECT_FALSE(listener.vChecks[0].bApplicable);
+    EXPECT_TRUE(listener.vChecks[1].bApplicable);
 }

@@ -437,7 +437,7 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
 
         // 2. Platform: the SMBIOS tables are read for this dependency, and
         // released when its turn ends.
-        CSMBIOSInventory smbios;
+        CSMBIOSInventory smbios(m_SMBIOSSources);
         if (!CheckPlatform(pDependency, smbios))
         {
             verdict(pDependency, EVerdict::PlatformNotApplicable);

@@ -3,6 +3,7 @@
 
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
+#include "SMBIOSInventory.h"
 
 #include <map>
 #include <memory>
@@ -63,6 +64,11 @@ public:
     // Attaches a listener that receives every decision (null detaches).
     void SetDecisionListener(IDependencyDecisionListener* pListener) { m_pListener = pListener; }
 
+    // Where the platform check reads the SMBIOS tables from (the machine's
+    // own by default); lets a caller evaluate a package against a table
+    // captured elsewhere.
+    void SetSMBIOSSources(const SMBIOSSources& sources) { m_SMBIOSSources = sources; }
+
 private:
     // The first device whose identity is the dependency's parent, or null.
     CDeviceInfo* FindParentDevice(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo);
@@ -78,6 +84,7 @@ private:
     // Records this checker received and releases at its end.
     std::vector<std::unique_ptr<CDeviceInfo>> m_vOwnedRecords;
     IDependencyDecisionListener* m_pListener = nullptr;
+    SMBIOSSources m_SMBIOSSources;
     // Counts version comparisons, so that a listener can tell a met
     // dependency from one that has no installed instance.
     std::size_t m_nVersionComparisons = 0;
