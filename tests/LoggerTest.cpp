@@ -296,3 +296,24 @@ TEST_F(LoggerTest, NothingIsRecordedOrReplayedWhileOff)
     CLogger::GetInstance()->Replay(vRecords);
     EXPECT_FALSE(vextest::FileExists(m_dir.File("debug.log")));
 }
+
+TEST_F(LoggerTest, SilencedLinesAreRecordedButNotWritten)
+{
+    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
+    std::vector<SLogRecord> vRecorded;
+    {
+        CLogRecorder recorder;
+        {
+            CLogSilencer silencer;
+            CLogger::GetInstance()->log("Quiet", 1, std::string("learnt, not written"));
+        }
+        CLogger::GetInstance()->log("Loud", 2, std::string("written"));
+        vRecorded = recorder.Records();
+    }
+    ASSERT_EQ(vRecorded.size(), 2u);
+    EXPECT_EQ(vRecorded[0].strMessage, "learnt, not written");
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")),
+              std::vector<std::string>{"[TIME] :                      Loud:    2: written"});
+    CLogger::GetInstance()->Replay({vRecorded[0]});
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).back(), "[TIME] :                     Quiet:    1: learnt, not written");
+}

@@ -8,7 +8,10 @@ const std::string strBaseUtilsLogFileName = "baseutils.log";
 
 CLogger* CLogger::m_ptrInstance = nullptr;
 
-CLogger::CLogger() : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr) {}
+CLogger::CLogger()
+    : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr), m_nSilencers(0), m_tStamp(0)
+{
+}
 
 CLogger* CLogger::GetInstance()
 {
@@ -26,7 +29,14 @@ bool CLogger::Initialize(const std::string& strPath)
         return true;
     }
     m_strFileName = strPath;
+    // Emptied once, then written in append mode: every line goes to the end
+    // of the file, even when someone else appended in between.
     m_ofsLog.open(m_strFileName.c_str(), std::ios::out | std::ios::trunc);
+    if (m_ofsLog.is_open())
+    {
+        m_ofsLog.close();
+        m_ofsLog.open(m_strFileName.c_str(), std::ios::out | std::ios::app);
+    }
     if (m_ofsLog.is_open())
     {
         m_bInitialized = true;
@@ -81,17 +91,26 @@ void CLogger::WriteLine(const char* pszFile, unsigned int nLine, const std::stri
     {
         pRecorder->m_vRecords.push_back(SLogRecord{pszFile != nullptr ? pszFile : "", nLine, strMessage});
     }
-
-    char szTime[80] = {};
-    const std::time_t tNow = std::time(nullptr);
-    std::tm tmLocal = {};
-    if (localtime_r(&tNow, &tmLocal) != nullptr)
+    if (m_nSilencers > 0)
     {
-        std::strftime(szTime, sizeof(szTime), "[%Y-%m-%dT%H:%M:%S] ", &tmLocal);
+        return;
     }
 
-    m_ofsLog.seekp(0, std::ios::end);
-    m_ofsLog << szTime << ": " << std::setw(25) << getFileName(pszFile != nullptr ? pszFile : "")
+    // The stamp changes once a second; it is formatted only then.
+    const std::time_t tNow = std::time(nullptr);
+    if (tNow != m_tStamp || m_strStamp.empty())
+    {
+        char szTime[80] = {};
+        std::tm tmLocal = {};
+        if (localtime_r(&tNow, &tmLocal) != nullptr)
+        {
+            std::strftime(szTime, sizeof(szTime), "[%Y-%m-%dT%H:%M:%S] ", &tmLocal);
+        }
+        m_tStamp = tNow;
+        m_strStamp = szTime;
+    }
+
+    m_ofsLog << m_strStamp << ": " << std::setw(25) << getFileName(pszFile != nullptr ? pszFile : "")
              << ":" << std::setw(5) << nLine << ": " << strMessage << '\n';
     m_ofsLog.flush();
 }
@@ -102,3 +121,7 @@ CLogRecorder::CLogRecorder() : m_pOuter(CLogger::GetInstance()->m_pRecorder)
 }
 
 CLogRecorder::~CLogRecorder() { CLogger::GetInstance()->m_pRecorder = m_pOuter; }
+
+CLogSilencer::CLogSilencer() { ++CLogger::GetInstance()->m_nSilencers; }
+
+CLogSilencer::~CLogSilencer() { --CLogger::GetInstance()->m_nSilencers; }

@@ -2,6 +2,7 @@
 #define VEXDEP_LOGGER_H
 
 #include <cstddef>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -23,6 +24,7 @@ struct SLogRecord
 };
 
 class CLogRecorder;
+class CLogSilencer;
 
 // The program's only diagnostic channel: a process-wide singleton that
 // appends time-stamped lines to one file. Off until Initialize opens a file;
@@ -53,6 +55,8 @@ public:
 
 private:
     friend class CLogRecorder;
+    friend class CLogSilencer;
+class CLogSilencer;
 
     CLogger();
     CLogger(const CLogger&) = delete;
@@ -64,6 +68,10 @@ private:
     std::ofstream m_ofsLog;
     bool m_bInitialized;
     CLogRecorder* m_pRecorder;
+    int m_nSilencers;
+    // The formatted time stamp of the second tStamp.
+    std::time_t m_tStamp;
+    std::string m_strStamp;
 
     static CLogger* m_ptrInstance;
 };
@@ -139,5 +147,17 @@ constexpr SourceName<N> MakeSourceName(const char (&path)[N])
         if (pVexLogger_->IsInitialized())                                                  \
             pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                          \
     } while (0)
+
+// While it lives, lines are recorded by any recorder but not written: for
+// work done once only to learn what it logs, whose lines are then replayed
+// where the work would have taken place.
+class CLogSilencer
+{
+public:
+    CLogSilencer();
+    ~CLogSilencer();
+    CLogSilencer(const CLogSilencer&) = delete;
+    CLogSilencer& operator=(const CLogSilencer&) = delete;
+};
 
 #endif // VEXDEP_LOGGER_H
