@@ -380,6 +380,24 @@ TEST_F(PackageReader, GetValueUsesTheHeldDocumentWithoutReadingAgain)
     EXPECT_EQ(reader.GetValue("//SoftwareComponent/SupportedDevices/Device/Display", ""), "Changed");
 }
 
+TEST_F(PackageReader, RereadingAnUnchangedFileKeepsTheHeldDocument)
+{
+    WritePackage(Package(kTwoDevices));
+    CSoftwareComponentInfo reader;
+    xmlsupport::NodeSetPtr pFirst = reader.ParseXmlUsingXpath("//SoftwareComponent/SupportedDevices/Device");
+    ASSERT_TRUE(pFirst);
+    xmlDoc* pFirstDocument = xmlsupport::NodeAt(pFirst.get(), 0)->doc;
+    xmlsupport::NodeSetPtr pSecond = reader.ParseXmlUsingXpath();
+    ASSERT_TRUE(pSecond);
+    EXPECT_EQ(xmlsupport::NodeAt(pSecond.get(), 0)->doc, pFirstDocument);
+    EXPECT_EQ(reader.GetComponentID(), "125");
+
+    WritePackage(Package("<Device componentID=\"9\"><Display>Changed</Display></Device>"));
+    pFirst.reset();
+    pSecond.reset();
+    EXPECT_EQ(reader.GetComponentID(), "9");
+}
+
 TEST_F(PackageReader, NamedFileConstructorReadsThatFileWithoutSwitchingLoggingOn)
 {
     vextest::WriteFile(m_dir.File("other.xml"), Package(kTwoDevices));

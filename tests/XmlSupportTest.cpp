@@ -260,3 +260,39 @@ TEST(XmlSupport, ParsingWorksAgainAfterTheGlobalCleanUp)
     EXPECT_TRUE(Evaluate(pSecond.get(), "//b/c", eStatus));
     CleanupParser();
 }
+
+TEST(XmlSupport, ParseStampTellsWhetherTheFileOrTheBlankDefaultChanged)
+{
+    TempDir dir;
+    const std::string strPath = dir.File("package.xml");
+    vextest::WriteFile(strPath, "<a><b/></a>");
+    SetKeepBlanksDefault(false);
+    SParseStamp stamp;
+    DocumentPtr pDoc = ParseFile(strPath, stamp);
+    ASSERT_TRUE(pDoc);
+    EXPECT_TRUE(stamp.bValid);
+    EXPECT_TRUE(IsUnchanged(strPath, stamp));
+
+    // The blank-node default is part of what was parsed.
+    SetKeepBlanksDefault(true);
+    EXPECT_FALSE(IsUnchanged(strPath, stamp));
+    SetKeepBlanksDefault(false);
+    EXPECT_TRUE(IsUnchanged(strPath, stamp));
+
+    // Same size, new content: the change time moves.
+    vextest::WriteFile(strPath, "<a><c/></a>");
+    EXPECT_FALSE(IsUnchanged(strPath, stamp));
+    pDoc = ParseFile(strPath, stamp);
+    EXPECT_TRUE(IsUnchanged(strPath, stamp));
+
+    // A file replaced by another one.
+    vextest::WriteFile(dir.File("other.xml"), "<a><c/></a>");
+    ASSERT_EQ(std::rename(dir.File("other.xml").c_str(), strPath.c_str()), 0);
+    EXPECT_FALSE(IsUnchanged(strPath, stamp));
+
+    SParseStamp missing;
+    EXPECT_FALSE(ParseFile(dir.File("missing.xml"), missing));
+    EXPECT_FALSE(missing.bValid);
+    EXPECT_FALSE(IsUnchanged(dir.File("missing.xml"), missing));
+    SetKeepBlanksDefault(true);
+}

@@ -154,7 +154,7 @@ CSoftwareComponentInfo::CSoftwareComponentInfo(const char* pszFileName)
     m_strFilePath = CPlatformLayer::getCurrentDirectory() + pszFileName;
     if (CPlatformLayer::IsFileExits(pszFileName))
     {
-        m_pDocument = xmlsupport::ParseFile(m_strFilePath);
+        m_pDocument = xmlsupport::ParseFile(m_strFilePath, m_ParseStamp);
         if (!m_pDocument)
         {
             VEXLOG("CSoftwareComponentInfo::Init() Document " + m_strFilePath + " not parsed successfully ");
@@ -199,7 +199,7 @@ void CSoftwareComponentInfo::ParseXMl()
     {
         return;
     }
-    m_pDocument = xmlsupport::ParseFile(m_strFilePath);
+    m_pDocument = xmlsupport::ParseFile(m_strFilePath, m_ParseStamp);
     if (!m_pDocument)
     {
         VEXLOG("CSoftwareComponentInfo::Init() Document " + m_strFilePath + " not parsed successfully ");
@@ -253,7 +253,7 @@ xmlsupport::NodeSetPtr CSoftwareComponentInfo::ParseXmlUsingXpath()
         m_pDocument.reset();
         return nullptr;
     }
-    m_pDocument = xmlsupport::ParseFile(m_strFilePath);
+    ReadDocumentAgain();
     xmlsupport::NodeSetPtr pResult = GetNodeSet(m_pDocument.get(), AsXmlChar(kDevicesXPath));
     VEXLOG("CSoftwareComponentInfo::ParseXmlUsingXpath() Exiting");
     return pResult;
@@ -261,8 +261,19 @@ xmlsupport::NodeSetPtr CSoftwareComponentInfo::ParseXmlUsingXpath()
 
 xmlsupport::NodeSetPtr CSoftwareComponentInfo::ParseXmlUsingXpath(const char* pszXPath)
 {
-    m_pDocument = xmlsupport::ParseFile(m_strFilePath);
+    ReadDocumentAgain();
     return GetNodeSet(m_pDocument.get(), AsXmlChar(pszXPath));
+}
+
+void CSoftwareComponentInfo::ReadDocumentAgain()
+{
+    // Parsing an unchanged file again would give the same document: the
+    // held one is kept.
+    if (m_pDocument && xmlsupport::IsUnchanged(m_strFilePath, m_ParseStamp))
+    {
+        return;
+    }
+    m_pDocument = xmlsupport::ParseFile(m_strFilePath, m_ParseStamp);
 }
 
 const char* CSoftwareComponentInfo::GetAttributeValue(xmlNode* pNode, const char* pszName)

@@ -86,6 +86,10 @@ public:
     std::map<unsigned int, CContextList> GetSupportedContextTypes();
 
 private:
+    // The re-read of the package description that query methods make: the
+    // held document stays when the file has not changed since it was parsed.
+    void ReadDocumentAgain();
+
     // A listed dependency as the duplicate index keeps it: the record, its
     // parent component ID and the hash of both.
     struct SIndexedDependency
@@ -110,6 +114,8 @@ private:
 
     std::string m_strFilePath;
     xmlsupport::DocumentPtr m_pDocument;
+    // What the file looked like when the held document was parsed from it.
+    xmlsupport::SParseStamp m_ParseStamp;
     std::map<unsigned int, CContextList> m_mapContextTypes;
 
     // While getDependencyInfo builds its list, the records in it are indexed

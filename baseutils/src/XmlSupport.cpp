@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace xmlsupport
@@ -86,6 +87,60 @@ DocumentPtr ParseFile(const std::string& strPath)
         return nullptr;
     }
     return ParseMemory(strText);
+}
+
+namespace
+{
+bool KeepBlanksDefault()
+{
+    // xmlKeepBlanksDefault sets the default and returns the previous one.
+    const int nKeep = xmlKeepBlanksDefault(1);
+    xmlKeepBlanksDefault(nKeep);
+    return nKeep != 0;
+}
+
+SParseStamp StampOf(const std::string& strPath)
+{
+    SParseStamp stamp;
+    struct stat statBuffer;
+    if (stat(strPath.c_str(), &statBuffer) != 0)
+    {
+        return stamp;
+    }
+    stamp.bValid = true;
+    stamp.nDevice = statBuffer.st_dev;
+    stamp.nInode = statBuffer.st_ino;
+    stamp.nSize = statBuffer.st_size;
+    stamp.modified = statBuffer.st_mtim;
+    stamp.changed = statBuffer.st_ctim;
+    stamp.bKeepBlanks = KeepBlanksDefault();
+    return stamp;
+}
+
+bool SameTime(const timespec& left, const timespec& right)
+{
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+} // namespace
+
+DocumentPtr ParseFile(const std::string& strPath, SParseStamp& stamp)
+{
+    // The stamp is taken first: a change during the parse shows as a
+    // changed file next time.
+    stamp = StampOf(strPath);
+    return ParseFile(strPath);
+}
+
+bool IsUnchanged(const std::string& strPath, const SParseStamp& stamp)
+{
+    if (!stamp.bValid)
+    {
+        return false;
+    }
+    const SParseStamp now = StampOf(strPath);
+    return now.bValid && now.nDevice == stamp.nDevice && now.nInode == stamp.nInode && now.nSize == stamp.nSize &&
+           SameTime(now.modified, stamp.modified) && SameTime(now.changed, stamp.changed) &&
+           now.bKeepBlanks == stamp.bKeepBlanks;
 }
 
 DocumentPtr ParseMemory(const std::string& strText)

@@ -5,8 +5,11 @@
 #include <libxml/xpath.h>
 
 #include <cstddef>
+#include <ctime>
 #include <memory>
 #include <string>
+
+#include <sys/types.h>
 
 // The one place that owns and frees libxml2 objects. The XML readers (the
 // package reader, the plug-in configuration reader and the inventory
@@ -35,6 +38,27 @@ using NodeSetPtr = std::unique_ptr<xmlXPathObject, XPathObjectDeleter>;
 // Parses the file at strPath; null when it cannot be read or does not
 // parse.
 DocumentPtr ParseFile(const std::string& strPath);
+
+// What a file looked like when it was parsed, and the blank-node default
+// the parse followed. Parsing an unchanged file again under the same default
+// gives the same document, so a reader that must read its file again may
+// keep the document it has instead.
+struct SParseStamp
+{
+    bool bValid = false;
+    dev_t nDevice = 0;
+    ino_t nInode = 0;
+    off_t nSize = 0;
+    timespec modified = {};
+    timespec changed = {};
+    bool bKeepBlanks = true;
+};
+
+// ParseFile that also records the file's stamp (invalid when the file
+// could not be examined).
+DocumentPtr ParseFile(const std::string& strPath, SParseStamp& stamp);
+// True when the file and the blank-node default are as the stamp recorded.
+bool IsUnchanged(const std::string& strPath, const SParseStamp& stamp);
 // Parses a document held in memory; null when it does not parse.
 DocumentPtr ParseMemory(const std::string& strText);
 
