@@ -1,10 +1,12 @@
 #include "DependenciesChecker.h"
 
 #include "DeviceInventoryInfo.h"
+#include "InventoryMatchIndex.h"
 #include "InventoryModule.h"
 #include "Logger.h"
+#include "ParentDeviceIndex.h"
 #include "PlatformLayer.h"
-#include "SMBIOSInventory.h"
+#include "SMBIOSSnapshot.h"
 #include "SoftwareComponentInfo.h"
 
 #include <algorithm>
@@ -52,14 +54,6 @@ std::vector<int32_t> VersionNumbers(const char* pszText)
     return vNumbers;
 }
 
-long Hex(const std::string& strValue) { return std::strtol(strValue.c_str(), nullptr, 16); }
-
-// Device, sub-device, vendor and sub-vendor IDs equal as base-16 numbers.
-bool SamePCIDevice(const SPCIInfo& left, const SPCIInfo& right)
-{
-    return Hex(left.strDeviceID) == Hex(right.strDeviceID) && Hex(left.strSubDeviceID) == Hex(right.strSubDeviceID) &&
-           Hex(left.strVendorID) == Hex(right.strVendorID) && Hex(left.strSubVendorID) == Hex(right.strSubVendorID);
-}
 } // namespace
 
 CDependenciesChecker::CDependenciesChecker(const std::string& strPath) : m_strPath(strPath)
@@ -227,6 +221,13 @@ bool CDependenciesChecker::GetInventoryInfo(CDeviceInfo* pDevice)
 
 bool CDependenciesChecker::HasDependeny(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo)
 {
+    const CInventoryMatchIndex matchIndex(vInvDeviceInfo);
+    return Decide(pDepDeviceInfo, vInvDeviceInfo, matchIndex);
+}
+
+bool CDependenciesChecker::Decide(CDeviceInfo* pDepDeviceInfo, const std::vector<CDeviceInfo*>& vInvDeviceInfo,
+                                  const CInventoryMatchIndex& matchIndex)
+{
     VEXLOG("CDependenciesChecker::HasDependeny  START");
     if (pDepDeviceInfo == nullptr || vInvDeviceInfo.empty())
     {
@@ -234,47 +235,34 @@ bool CDependenciesChecker::HasDependeny(CDeviceInfo* pDepDeviceInfo, std::vector
         return false;
     }
 
-    const std::string strComponentType = pDepDeviceInfo->getComponentType();
-    const CDeviceInfo::eDeviceType eDeviceType = pDepDeviceInfo->getDeviceType();
+    // The records are taken in order up to the first failed one; of them,
+    // only null records and installed instances of the dependency lead to
+    // anything (a log line, a comparison). The index names exactly those.
+    const std::vector<std::size_t>& vNullRecords = matchIndex.NullRecords();
+    const std::vector<std::size_t>& vInstances = matchIndex.Instances(*pDepDeviceInfo);
+    const std::size_t nFirstFailed = matchIndex.FirstFailed();
+    const std::size_t nNone = vInvDeviceInfo.size();
+    const std::string strRequired = pDepDeviceInfo->getVersion();
     bool bUnmet = false;
-    for (CDeviceInfo* pInvDevice : vInvDeviceInfo)
+    std::size_t nNextNull = 0;
+    std::size_t nNextInstance = 0;
+    for (;;)
     {
-        if (pInvDevice == nullptr)
+        const std::size_t nNull = nNextNull < vNullRecords.size() ? vNullRecords[nNextNull] : nNone;
+        const std::size_t nInstance = nNextInstance < vInstances.size() ? vInstances[nNextInstance] : nNone;
+        if (std::min(nNull, nInstance) >= nFirstFailed)
+        {
+            break;
+        }
+        if (nNull < nInstance)
         {
             VEXLOG("CDependenciesChecker::HasDependeny pInvDevice is NULL");
+            ++nNextNull;
             continue;
         }
-        // A failed collector run makes every dependency of its release
-        // unverifiable, whichever component the failed record names.
-        if (pInvDevice->getStatus() == 1)
-        {
-            VEXLOG("CDependenciesChecker::HasDependeny Inventory is failed ");
-            pDepDeviceInfo->setStatus(pInvDevice->getStatus());
-            pDepDeviceInfo->setErrorMsg(pInvDevice->getErrorMsg());
-            return true;
-        }
-        const CDeviceInfo::eDeviceType eInvDeviceType = pInvDevice->getDeviceType();
-        if (eInvDeviceType == CDeviceInfo::eDeviceTypeUnknown ||
-            strcasecmp(pInvDevice->getComponentType().c_str(), strComponentType.c_str()) != 0 ||
-            eInvDeviceType != eDeviceType)
-        {
-            continue;
-        }
-        if (eInvDeviceType != CDeviceInfo::eDeviceTypeNonPCI)
-        {
-            const SPCIInfo invPCI = pInvDevice->getPCIInfo();
-            if (invPCI.strDeviceID.empty() || !SamePCIDevice(invPCI, pDepDeviceInfo->getPCIInfo()))
-            {
-                continue;
-            }
-        }
-        else if (pInvDevice->getComponentID() != pDepDeviceInfo->getComponentID())
-        {
-            continue;
-        }
-
+        ++nNextInstance;
+        CDeviceInfo* pInvDevice = vInvDeviceInfo[nInstance];
         const std::string strInstalled = pInvDevice->getVersion();
-        const std::string strRequired = pDepDeviceInfo->getVersion();
         const int nCmpResult = CompareVersions(strRequired, strInstalled);
         ++m_nVersionComparisons;
         if (m_pListener != nullptr)
@@ -293,56 +281,39 @@ bool CDependenciesChecker::HasDependeny(CDeviceInfo* pDepDeviceInfo, std::vector
             bUnmet = true;
         }
     }
+
+    // A failed collector run makes every dependency of its release
+    // unverifiable, whichever component the failed record names.
+    if (nFirstFailed < vInvDeviceInfo.size())
+    {
+        const CDeviceInfo* pFailed = vInvDeviceInfo[nFirstFailed];
+        VEXLOG("CDependenciesChecker::HasDependeny Inventory is failed ");
+        pDepDeviceInfo->setStatus(pFailed->getStatus());
+        pDepDeviceInfo->setErrorMsg(pFailed->getErrorMsg());
+        return true;
+    }
     VEXLOG("CDependenciesChecker::HasDependeny END");
     return bUnmet;
 }
 
-CDeviceInfo* CDependenciesChecker::FindParentDevice(CDeviceInfo* pDepDeviceInfo,
-                                                    std::vector<CDeviceInfo*>& vInvDeviceInfo)
+bool CDependenciesChecker::doDeviceCheck(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo)
 {
-    const CDeviceInfo::eDeviceType eParentType = pDepDeviceInfo->getParentDeviceType();
-    if (eParentType == CDeviceInfo::eDeviceTypeUnknown)
-    {
-        return nullptr;
-    }
-    const std::string strParentComponentID = pDepDeviceInfo->getParentComponentID();
-    const std::vector<SPCIInfo> vParentPCIInfo = pDepDeviceInfo->getParentPCIInfo();
-    for (CDeviceInfo* pInvDevice : vInvDeviceInfo)
-    {
-        if (pInvDevice == nullptr || pInvDevice->getDeviceType() != eParentType)
-        {
-            continue;
-        }
-        if (eParentType == CDeviceInfo::eDeviceTypeNonPCI)
-        {
-            if (pInvDevice->getComponentID() == strParentComponentID)
-            {
-                return pInvDevice;
-            }
-            continue;
-        }
-        const SPCIInfo invPCI = pInvDevice->getPCIInfo();
-        for (const SPCIInfo& parentPCI : vParentPCIInfo)
-        {
-            if (SamePCIDevice(invPCI, parentPCI))
-            {
-                return pInvDevice;
-            }
-        }
-    }
-    return nullptr;
+    const CParentDeviceIndex deviceIndex(vInvDeviceInfo);
+    return DeviceCheck(pDepDeviceInfo, vInvDeviceInfo, deviceIndex) != nullptr;
 }
 
-bool CDependenciesChecker::doDeviceCheck(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo)
+CDeviceInfo* CDependenciesChecker::DeviceCheck(CDeviceInfo* pDepDeviceInfo,
+                                               const std::vector<CDeviceInfo*>& vInvDeviceInfo,
+                                               const CParentDeviceIndex& deviceIndex)
 {
     VEXLOG("CDependenciesChecker::doDeviceCheck   Entered");
     if (pDepDeviceInfo == nullptr || vInvDeviceInfo.empty())
     {
-        return false;
+        return nullptr;
     }
-    const bool bFound = FindParentDevice(pDepDeviceInfo, vInvDeviceInfo) != nullptr;
+    CDeviceInfo* pParent = deviceIndex.FindParent(*pDepDeviceInfo);
     VEXLOG("CDependenciesChecker::doDeviceCheck   Exit");
-    return bFound;
+    return pParent;
 }
 
 int CDependenciesChecker::FindMatchingOS(const std::vector<SOSInfo>& vRequired, const SOSInfo& running)
@@ -363,16 +334,16 @@ int CDependenciesChecker::FindMatchingOS(const std::vector<SOSInfo>& vRequired, 
     return -1;
 }
 
-bool CDependenciesChecker::CheckPlatform(CDeviceInfo* pDependency, CSMBIOSInventory& smbios)
+bool CDependenciesChecker::CheckPlatform(CDeviceInfo* pDependency, CSMBIOSSnapshot& smbios)
 {
     SPlatformCheck check;
     check.vPlatforms = pDependency->getDepenendencyPlatforms();
-    check.bTablesRead = smbios.Initialize() != 0;
-    check.pSMBIOS = &smbios;
+    check.bTablesRead = smbios.BeginTurn();
+    check.pSMBIOS = smbios.Inventory();
     if (check.bTablesRead && !check.vPlatforms.empty())
     {
         check.bChecked = true;
-        check.strSystemID = smbios.GetSystemID();
+        check.strSystemID = smbios.SystemID();
         check.bApplicable = std::find(check.vPlatforms.begin(), check.vPlatforms.end(), check.strSystemID) !=
                             check.vPlatforms.end();
         if (check.bApplicable)
@@ -406,6 +377,10 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
     std::vector<CDeviceInfo*> vSystemDevices = inventoryInfo.GetDeviceInfo();
     const SOSInfo runningOS = inventoryInfo.GetOSInfo();
     VEXLOG("CDependenciesChecker::GetDependentDevices  START");
+    // The system's devices are indexed once for the device check of every
+    // dependency, and the SMBIOS tables read once for the platform check.
+    const CParentDeviceIndex deviceIndex(vSystemDevices);
+    CSMBIOSSnapshot smbios(m_SMBIOSSources);
 
     auto verdict = [this](const CDeviceInfo* pDependency, EVerdict eVerdict) {
         if (m_pListener != nullptr)
@@ -437,7 +412,11 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
 
         // 2. Platform: the SMBIOS tables are read for this dependency, and
         // released when its turn ends.
-        CSMBIOSInventory smbios(m_SMBIOSSources);
+        struct STurn
+        {
+            CSMBIOSSnapshot& smbios;
+            ~STurn() { smbios.EndTurn(); }
+        } turn{smbios};
         if (!CheckPlatform(pDependency, smbios))
         {
             verdict(pDependency, EVerdict::PlatformNotApplicable);
@@ -479,12 +458,13 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
         }
 
         // 4. The device the dependency belongs to must be present.
-        const bool bDevicePresent = doDeviceCheck(pDependency, vSystemDevices);
+        const CDeviceInfo* pParentDevice = DeviceCheck(pDependency, vSystemDevices, deviceIndex);
+        const bool bDevicePresent = pParentDevice != nullptr;
         if (m_pListener != nullptr)
         {
             SDeviceCheck deviceCheck;
             deviceCheck.bPresent = bDevicePresent;
-            deviceCheck.pMatchedDevice = bDevicePresent ? FindParentDevice(pDependency, vSystemDevices) : nullptr;
+            deviceCheck.pMatchedDevice = pParentDevice;
             m_pListener->OnDeviceCheck(pDependency, deviceCheck);
         }
         if (!bDevicePresent)
@@ -517,8 +497,13 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
             verdict(pDependency, EVerdict::NoInventory);
             continue;
         }
+        std::unique_ptr<CInventoryMatchIndex>& pMatchIndex = m_mapInventoryIndex[strReleaseIDDir];
+        if (!pMatchIndex)
+        {
+            pMatchIndex.reset(new CInventoryMatchIndex(itInventory->second));
+        }
         const std::size_t nComparisonsBefore = m_nVersionComparisons;
-        if (HasDependeny(pDependency, itInventory->second))
+        if (Decide(pDependency, itInventory->second, *pMatchIndex))
         {
             VEXLOG("CDependenciesChecker::GetDependentDevices  HasDependeny = " + strReleaseIDDir);
             vResult.push_back(pDependency);

@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+class CInventoryMatchIndex;
+class CParentDeviceIndex;
+class CSMBIOSSnapshot;
 class CSoftwareComponentInfo;
 
 // The two halves of the XPath query that selects one component's devices in
@@ -70,14 +73,21 @@ public:
     void SetSMBIOSSources(const SMBIOSSources& sources) { m_SMBIOSSources = sources; }
 
 private:
-    // The first device whose identity is the dependency's parent, or null.
-    CDeviceInfo* FindParentDevice(CDeviceInfo* pDepDeviceInfo, std::vector<CDeviceInfo*>& vInvDeviceInfo);
+    // HasDependeny on an indexed inventory.
+    bool Decide(CDeviceInfo* pDepDeviceInfo, const std::vector<CDeviceInfo*>& vInvDeviceInfo,
+                const CInventoryMatchIndex& matchIndex);
+    // doDeviceCheck on an indexed device list: the first device that is the
+    // dependency's parent, or null.
+    CDeviceInfo* DeviceCheck(CDeviceInfo* pDepDeviceInfo, const std::vector<CDeviceInfo*>& vInvDeviceInfo,
+                             const CParentDeviceIndex& deviceIndex);
     // The running OS check; the index of the first matching entry or -1.
     int FindMatchingOS(const std::vector<SOSInfo>& vRequired, const SOSInfo& running);
-    bool CheckPlatform(CDeviceInfo* pDependency, CSMBIOSInventory& smbios);
+    bool CheckPlatform(CDeviceInfo* pDependency, CSMBIOSSnapshot& smbios);
 
     std::unique_ptr<CSoftwareComponentInfo> m_pSoftwareComponentInfo;
     std::map<std::string, std::vector<CDeviceInfo*>> m_mapInventoryInfo;
+    // The inventory of each release ID, indexed for the decision when first needed.
+    std::map<std::string, std::unique_ptr<CInventoryMatchIndex>> m_mapInventoryIndex;
     std::string m_strPath;
     std::vector<CDeviceInfo*> m_vDependentDevices;
 
