@@ -3,6 +3,7 @@
 #   make build  configure and build into build/
 #   make test   deps + build + every test, then the whole suite again under the sanitizers
 #   make demo   deps + build, then runs the checker on a copy of examples/package
+#   make bench  release build, synthetic packages, the checker against its baseline
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
@@ -10,7 +11,7 @@ BUILD_DIR   ?= build
 ASAN_DIR    ?= build-asan
 CMAKE_FLAGS ?=
 
-DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind
+DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
@@ -19,7 +20,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo clean
+.PHONY: all deps build test test-asan demo bench clean
 
 all: build
 
@@ -58,5 +59,8 @@ demo: deps build
 	done; \
 	cd / && rm -rf "$$dir"
 
+bench: deps
+	bench/run-bench.sh
+
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) build-release

@@ -1,0 +1,91 @@
+#!/bin/bash
+# make bench: builds in release mode, generates synthetic packages and
+# measures, side by side in one run, the median of several runs of
+#   1. vexdepcheck hard (wall time, peak resident memory),
+#   2. the baseline: the same collectors run one after another by a shell
+#      loop, then xmllint --noout of package.xml, inv.xml and every
+#      collector output,
+#   3. vexdepcheck hard with the debug log on,
+# and checks the bounds the checker must keep.
+#
+# Settings (environment): BENCH_SIZES (default "1000 10000 50000"),
+# BENCH_RUNS (default 5), BENCH_RELEASES (100), BENCH_DEVICES (100),
+# BENCH_BUILD_DIR (build-release).
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${BENCH_BUILD_DIR:-$root/build-release}
+sizes=${BENCH_SIZES:-"1000 10000 50000"}
+runs=${BENCH_RUNS:-5}
+releases=${BENCH_RELEASES:-100}
+devices=${BENCH_DEVICES:-100}
+
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DVEXDEP_BUILD_TESTS=OFF > /dev/null
+cmake --build "$build" -j2 --target vexdepcheck vexbench > /dev/null
+checker=$build/bin/vexdepcheck
+vexbench=$build/bin/vexbench
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/vexdep-bench-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+
+measure() { # measure RUNS DIR COMMAND... -> "wall rss cpu"
+  local n=$1 dir=$2
+  shift 2
+  "$vexbench" measure --runs "$n" --cwd "$dir" -- "$@"
+}
+
+echo "vexdepcheck hard against its baseline; medians of $runs runs; R=$releases release directories"
+echo "of D=$devices devices each, M=N devices in inv.xml; $(nproc) processors"
+echo
+printf '| %6s | %9s | %9s | %9s | %6s | %9s | %9s | %6s | %8s | %9s | %6s |\n' \
+  N "check s" "base s" "xmllint s" ratio "check MiB" "xmllint" "RSS x" "us/dep" "log s" "log x"
+printf '|%s|\n' "--------|-----------|-----------|-----------|--------|-----------|-----------|--------|----------|-----------|--------"
+
+declare -A per_dependency
+failures=0
+for n in $sizes; do
+  dir=$work/n$n
+  "$vexbench" generate --out "$dir" -n "$n" -r "$releases" -d "$devices" -m "$n"
+  outputs=$(cd "$dir" && echo REL*/prepared.xml | sed 's/prepared\.xml/inventory.xml/g')
+  # One untimed run of each, so that every collector output exists and the
+  # file cache is warm for all of them.
+  measure 1 "$dir" "$checker" hard > /dev/null
+  read -r check_s check_kib _ < <(measure "$runs" "$dir" "$checker" hard)
+  read -r base_s _ _ < <(measure "$runs" "$dir" sh baseline.sh)
+  # shellcheck disable=SC2086
+  read -r xml_s xml_kib _ < <(measure "$runs" "$dir" xmllint --noout package.xml inv.xml $outputs)
+  : > "$dir/vexdebuglog"
+  read -r log_s _ _ < <(measure "$runs" "$dir" "$checker" hard)
+  rm -f "$dir/vexdebuglog" "$dir/baseutils.log"
+
+  ratio=$(echo "$check_s $base_s" | awk '{ printf "%.2f", $1 / $2 }')
+  rss_ratio=$(echo "$check_kib $xml_kib" | awk '{ printf "%.2f", $1 / $2 }')
+  log_ratio=$(echo "$log_s $check_s" | awk '{ printf "%.2f", $1 / $2 }')
+  us=$(echo "$check_s $n" | awk '{ printf "%.1f", $1 * 1e6 / $2 }')
+  per_dependency[$n]=$us
+  printf '| %6s | %9.3f | %9.3f | %9.3f | %6s | %9.1f | %9.1f | %6s | %8s | %9.3f | %6s |\n' \
+    "$n" "$check_s" "$base_s" "$xml_s" "$ratio" "$(echo "$check_kib" | awk '{ print $1 / 1024 }')" \
+    "$(echo "$xml_kib" | awk '{ print $1 / 1024 }')" "$rss_ratio" "$us" "$log_s" "$log_ratio"
+
+  if [ "$n" -ge 10000 ]; then
+    awk -v r="$ratio" 'BEGIN { exit !(r <= 3) }' || { echo "bound: ratio to the baseline $ratio > 3 at N=$n"; failures=$((failures + 1)); }
+  fi
+  if [ "$n" -eq 50000 ]; then
+    awk -v r="$rss_ratio" 'BEGIN { exit !(r <= 4) }' || { echo "bound: memory $rss_ratio x xmllint > 4 at N=$n"; failures=$((failures + 1)); }
+  fi
+  awk -v r="$log_ratio" 'BEGIN { exit !(r <= 3) }' || { echo "bound: debug log run $log_ratio x > 3 at N=$n"; failures=$((failures + 1)); }
+done
+
+if [ -n "${per_dependency[10000]:-}" ] && [ -n "${per_dependency[50000]:-}" ]; then
+  growth=$(echo "${per_dependency[50000]} ${per_dependency[10000]}" | awk '{ printf "%.2f", $1 / $2 }')
+  echo
+  echo "time per dependency at N=50000 / at N=10000: $growth (bound 1.3)"
+  awk -v r="$growth" 'BEGIN { exit !(r <= 1.3) }' || { echo "bound: time per dependency grows $growth > 1.3"; failures=$((failures + 1)); }
+fi
+echo
+if [ "$failures" -eq 0 ]; then
+  echo "All bounds hold."
+else
+  echo "$failures bound(s) do not hold."
+  exit 1
+fi
