@@ -10,7 +10,7 @@ BUILD_DIR   ?= build
 ASAN_DIR    ?= build-asan
 CMAKE_FLAGS ?=
 
-DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind
+DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libcli11-dev nlohmann-json3-dev dmidecode
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
