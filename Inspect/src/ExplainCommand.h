@@ -29,9 +29,9 @@ struct SExplainOptions
 class CExplainCommand
 {
 public:
-    static const int nExitExplained = 0;
-    static const int nExitUsage = 64;
-    static const int nExitUnusableInput = 66;
+    static constexpr int nExitExplained = 0;
+    static constexpr int nExitUsage = 64;
+    static constexpr int nExitUnusableInput = 66;
 
     explicit CExplainCommand(const SExplainOptions& options);
     // Runs in the package directory and returns to the directory it started

@@ -24,10 +24,10 @@ struct SLintOptions
 class CLintCommand
 {
 public:
-    static const int nExitClean = 0;
-    static const int nExitWarnings = 1;
-    static const int nExitErrors = 2;
-    static const int nExitUnusableInput = 66;
+    static constexpr int nExitClean = 0;
+    static constexpr int nExitWarnings = 1;
+    static constexpr int nExitErrors = 2;
+    static constexpr int nExitUnusableInput = 66;
 
     explicit CLintCommand(const SLintOptions& options);
     int Run(std::ostream& out, std::ostream& err);

@@ -20,9 +20,9 @@ struct SSmbiosOptions
 class CSmbiosCommand
 {
 public:
-    static const int nExitTableRead = 0;
-    static const int nExitNoTable = 1;
-    static const int nExitUnusableInput = 66;
+    static constexpr int nExitTableRead = 0;
+    static constexpr int nExitNoTable = 1;
+    static constexpr int nExitUnusableInput = 66;
 
     explicit CSmbiosCommand(const SSmbiosOptions& options);
     int Run(std::ostream& out, std::ostream& err);

@@ -29,9 +29,9 @@ public:
     };
 
     // Offset of the table in the dump.
-    static const std::size_t nTableOffset = 0x20;
+    static constexpr std::size_t nTableOffset = 0x20;
     // Dumps larger than this are refused.
-    static const std::size_t nMaximumSize = 64 * 1024 * 1024;
+    static constexpr std::size_t nMaximumSize = 64 * 1024 * 1024;
 
     CSmbiosDump();
     ~CSmbiosDump();
