@@ -236,8 +236,8 @@ void CPackageLinter::LintAttributes(xmlNode* pDependency)
     if (!HasAttribute(pDependency, "version"))
     {
         Add("missing-version", kPackageFile, pDependency,
-            strElement + " has no \"version\": it requires the empty version, which no installed version is newer "
-                         "than, so it is never reported unmet");
+            strElement + " has no \"version\": the empty required version is never newer than an installed one, "
+                         "so it is never reported unmet");
     }
     else
     {
@@ -269,8 +269,8 @@ void CPackageLinter::LintAttributes(xmlNode* pDependency)
         {
             Add("release-id-shell-characters", kPackageFile, pDependency,
                 "releaseID " + Quote(strReleaseID) + " holds " + strShown +
-                    ", which the shell splits or interprets: the collector's command line, which holds the release "
-                    "directory unquoted, breaks");
+                    ": the collector's shell command line holds the release directory unquoted, so the shell splits "
+                    "or interprets it");
         }
         bool bKnown = false;
         for (const auto& release : m_vReleases)
@@ -361,9 +361,8 @@ void CPackageLinter::LintPlatforms(xmlNode* pDependency)
         if (nBrands == 2)
         {
             Add("brand-repeated", kPackageFile, pChild,
-                "a second " + NameOf(pChild) + " in the same " + NameOf(pDependency) +
-                    ": each Brand element adds its own system IDs and those of the Brand elements after it, so "
-                    "the later ones are listed more than once");
+                "a second " + NameOf(pChild) + " in one " + NameOf(pDependency) +
+                    ": the system IDs of every Brand after the first are listed more than once");
         }
         for (const xmlNode* pModel = pChild->children; pModel != nullptr; pModel = pModel->next)
         {
