@@ -273,6 +273,17 @@ TEST(PackageLinter, EveryRuleHasACase)
     EXPECT_EQ(setCovered.size(), CPackageLinter::Rules().size());
 }
 
+TEST(PackageLinter, TheDocumentationListsEveryRuleWithItsSeverity)
+{
+    const std::string strDocument = ReadFile(VEXDEP_SOURCE_DIR "/docs/vexinspect.md");
+    for (const SLintRule& rule : CPackageLinter::Rules())
+    {
+        const std::string strRow = std::string("| `") + rule.pszCode + "` | " +
+                                   (rule.eSeverity == SLintFinding::ESeverity::Error ? "error" : "warning") + " |";
+        EXPECT_NE(strDocument.find(strRow), std::string::npos) << strRow;
+    }
+}
+
 TEST(PackageLinter, ErrorsAndWarnings)
 {
     const std::set<std::string> setErrors = {

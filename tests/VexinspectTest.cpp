@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 using namespace vextest;
@@ -244,6 +245,46 @@ TEST(VexinspectExplain, TheExecutableWritesNothingButWhatTheCollectorsWrite)
         vAfter.erase(it);
     }
     EXPECT_EQ(vAfter, vBefore);
+}
+
+TEST(VexinspectExplain, ItsLogHoldsTheLinesOfVexdepcheckRunningTheSamePackage)
+{
+    // Both read this machine's own tables, whatever they are.
+    for (const std::string strType : {"hard", "soft"})
+    {
+        SCOPED_TRACE(strType);
+        TempDir checkerDir;
+        TempDir inspectDir;
+        TempDir logs;
+        for (const TempDir* pDir : {&checkerDir, &inspectDir})
+        {
+            WriteScenario(FindScenario("met-unmet-failed"), pDir->Path());
+        }
+        WriteFile(checkerDir.File("vexdebuglog"), "");
+        WriteFile(inspectDir.File("vexdebuglog"), "");
+        RunCommand({CheckerExecutable(), strType}, checkerDir.Path());
+        const CommandResult explain =
+            RunCommand({kInspect, "explain", strType, "--log", logs.File("explain.log")}, inspectDir.Path());
+        ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+        EXPECT_FALSE(FileExists(inspectDir.File("baseutils.log")));
+
+        std::vector<std::string> vChecker = ReadLogLines(checkerDir.File("baseutils.log"));
+        std::vector<std::string> vInspect = ReadLogLines(logs.File("explain.log"));
+        ASSERT_FALSE(vChecker.empty());
+        // The paths differ by the directory only.
+        for (std::string& strLine : vInspect)
+        {
+            strLine = Replace(strLine, inspectDir.Path(), checkerDir.Path());
+        }
+        // One line more in front: the package reader's test for the marker,
+        // which vexdepcheck's log, opened by that very test, cannot hold.
+        ASSERT_GT(vInspect.size(), vChecker.size());
+        EXPECT_NE(vInspect[0].find("CLinuxImpl::IsFileExistsAbs() File name " + checkerDir.Path() + "/vexdebuglog exist"),
+                  std::string::npos)
+            << vInspect[0];
+        const std::vector<std::string> vRun(vInspect.begin() + 1, vInspect.begin() + 1 + vChecker.size());
+        EXPECT_EQ(vRun, vChecker);
+    }
 }
 
 // ===========================================================================
@@ -559,4 +600,76 @@ TEST(VexinspectCommandLine, InputThatCannotBeUsedExitsWith66)
     EXPECT_EQ(RunCommand({kInspect, "explain", "hard", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
     EXPECT_EQ(RunCommand({kInspect, "smbios", "--from-dump", dir.File("absent")}, "/").nExitStatus, 66);
     EXPECT_EQ(RunCommand({kInspect, "lint", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
+}
+
+// ===========================================================================
+// The documentation
+// ===========================================================================
+
+namespace
+{
+// The ```json blocks of docs/vexinspect.md.
+std::vector<Json> DocumentedJson()
+{
+    const std::vector<std::string> vLines = Lines(ReadFile(VEXDEP_SOURCE_DIR "/docs/vexinspect.md"));
+    std::vector<Json> vBlocks;
+    std::string strBlock;
+    bool bInBlock = false;
+    for (const std::string& strLine : vLines)
+    {
+        if (!bInBlock && strLine == "```json")
+        {
+            bInBlock = true;
+            strBlock.clear();
+        }
+        else if (bInBlock && strLine == "```")
+        {
+            bInBlock = false;
+            vBlocks.push_back(Json::parse(strBlock));
+        }
+        else if (bInBlock)
+        {
+            strBlock += strLine + "\n";
+        }
+    }
+    return vBlocks;
+}
+} // namespace
+
+TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWrites)
+{
+    const std::vector<Json> vBlocks = DocumentedJson();
+    ASSERT_EQ(vBlocks.size(), 3u);
+    EXPECT_EQ(vBlocks[0]["command"], "explain");
+    EXPECT_EQ(vBlocks[1]["command"], "smbios");
+    EXPECT_EQ(vBlocks[2]["command"], "lint");
+
+    // The examples have the keys of the tool's output, in its order.
+    TempDir dir;
+    WriteScenario(FindScenario("met-unmet-failed"), dir.Path());
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(IdentityTable(0x0B)));
+    const Json explain = Json::parse(
+        RunCommand({kInspect, "explain", "hard", "--json", "--smbios-dump", dir.File("server.dump")}, dir.Path()).strStdout);
+    const Json smbios =
+        Json::parse(RunCommand({kInspect, "smbios", "--json", "--from-dump", dir.File("server.dump")}, "/").strStdout);
+    const Json lint = Json::parse(RunCommand({kInspect, "lint", "--json"}, kGoldens + "/lint-package").strStdout);
+    const auto Keys = [](const Json& json) {
+        std::set<std::string> setKeys;
+        for (auto it = json.begin(); it != json.end(); ++it)
+        {
+            setKeys.insert(it.key());
+        }
+        return setKeys;
+    };
+    EXPECT_EQ(Keys(vBlocks[0]), Keys(explain));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]), Keys(explain["dependencies"][0]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["inventory"]), Keys(explain["dependencies"][0]["inventory"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["checks"]), Keys(explain["dependencies"][0]["checks"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["checks"]["platform"]),
+              Keys(explain["dependencies"][0]["checks"]["platform"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["versionComparisons"][0]),
+              Keys(explain["dependencies"][0]["versionComparisons"][0]));
+    EXPECT_EQ(Keys(vBlocks[1]), Keys(smbios));
+    EXPECT_EQ(Keys(vBlocks[2]), Keys(lint));
+    EXPECT_EQ(Keys(vBlocks[2]["findings"][0]), Keys(lint["findings"][0]));
 }
