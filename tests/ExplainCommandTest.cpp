@@ -50,7 +50,8 @@ SExplainOptions Options(const std::string& strType, const std::string& strPackag
 // Every path below strDirectory, "/" after directories.
 std::vector<std::string> Tree(const std::string& strDirectory)
 {
-    const CommandResult result = RunCommand({"/usr/bin/find", ".", "-mindepth", "1", "-printf", "%P%y\\n"}, strDirectory);
+    const CommandResult result =
+        RunCommand({"/usr/bin/find", ".", "-mindepth", "1", "-printf", "%P%y\\n"}, strDirectory);
     std::vector<std::string> vEntries;
     std::istringstream iss(result.strStdout);
     for (std::string strLine; std::getline(iss, strLine);)
@@ -158,7 +159,7 @@ TEST(ExplainCommand, NothingButTheCollectorsWritesIntoThePackageEvenWithTheDebug
     EXPECT_FALSE(FileExists(dir.File("baseutils.log")));
     EXPECT_FALSE(FileExists(dir.File("dependency.log")));
     // What the collectors wrote, and nothing else.
-    const std::vector<std::string> vCollectorFiles = {"RA/inventory.xmlf", "RA/runs.logf", "RB/inventory.xmlf",
+    const std::vector<std::string> vCollectorFiles = {"RA/inventory.xmlf", "RA/runs.logf",      "RB/inventory.xmlf",
                                                       "RB/runs.logf",      "RC/inventory.xmlf", "RC/runs.logf"};
     const std::vector<std::string> vAfter = Tree(dir.Path());
     EXPECT_EQ(Without(vAfter, vCollectorFiles), vBefore);
@@ -180,9 +181,9 @@ TEST(ExplainCommand, TheNamedLogFileReceivesTheCheckersLines)
     EXPECT_FALSE(FileExists(dir.File("baseutils.log")));
     const std::vector<std::string> vMessages = ReadLogMessages(logs.File("explain.log"));
     EXPECT_NE(std::find(vMessages.begin(), vMessages.end(), "CDependenciesChecker::Process Start "), vMessages.end());
-    EXPECT_NE(std::find(vMessages.begin(), vMessages.end(),
-                        "CDependenciesChecker::GetDependentDevices  HasDependeny = R1"),
-              vMessages.end());
+    EXPECT_NE(
+        std::find(vMessages.begin(), vMessages.end(), "CDependenciesChecker::GetDependentDevices  HasDependeny = R1"),
+        vMessages.end());
 }
 
 TEST(ExplainCommand, ADumpDecidesThePlatformCheckAndStaysOutOfThePackage)

@@ -22,10 +22,11 @@ const std::string kGoodPieConfig = PieConfig("collect.sh", "inventory.xml", "30"
 
 // A package description whose dependency lines start at line 5:
 //   1 <?xml ...?>  2 <SoftwareComponent>  3 <SupportedDevices>  4 <Device componentID="500">
-std::string Package(const std::string& strDependencyLines, const std::string& strDeviceAttributes = "componentID=\"500\"")
+std::string Package(const std::string& strDependencyLines,
+                    const std::string& strDeviceAttributes = "componentID=\"500\"")
 {
-    return "<?xml version=\"1.0\"?>\n<SoftwareComponent>\n<SupportedDevices>\n<Device " + strDeviceAttributes +
-           ">\n" + strDependencyLines + "</Device>\n</SupportedDevices>\n</SoftwareComponent>\n";
+    return "<?xml version=\"1.0\"?>\n<SoftwareComponent>\n<SupportedDevices>\n<Device " + strDeviceAttributes + ">\n" +
+           strDependencyLines + "</Device>\n</SupportedDevices>\n</SoftwareComponent>\n";
 }
 
 std::string Attributes(const std::string& strVersion = "2.0", const std::string& strReleaseID = "R1",
@@ -129,78 +130,170 @@ std::vector<LintCase> Cases()
     const std::string strOSWithoutArch =
         "<DepOperatingSystem osVendor=\"Linux\" majorVersion=\"9\" minorVersion=\"2\" spMajorVersion=\"0\" "
         "spMinorVersion=\"0\"/>";
-    const std::string strPCI = "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00FF\" subVendorID=\"1F0C\" subDeviceID=\"0002\"/>";
+    const std::string strPCI =
+        "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00FF\" subVendorID=\"1F0C\" subDeviceID=\"0002\"/>";
     const std::string strPCIWithoutSubDevice = "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"0100\" subVendorID=\"1F0C\"/>";
-    const std::string strPCIOther = "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"0100\" subVendorID=\"1F0C\" subDeviceID=\"0003\"/>";
+    const std::string strPCIOther =
+        "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"0100\" subVendorID=\"1F0C\" subDeviceID=\"0003\"/>";
 
     return {
         {"package-missing", Without(Clean(), "package.xml"), {}, "package.xml", 0, "", "does not exist", Clean(), {}},
-        {"package-unparsable", With(Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n"), {},
-         "package.xml", 0, "", "not well-formed", Clean(), {}},
+        {"package-unparsable",
+         With(Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n"),
+         {},
+         "package.xml",
+         0,
+         "",
+         "not well-formed",
+         Clean(),
+         {}},
         {"missing-version",
          Clean(Package(Dep("componentID=\"101\" componentType=\"FRMW\" path=\"a.bin\" releaseID=\"R1\"",
                            {"<Display>A</Display>"}))),
-         {}, "package.xml", 5, "Dependency", "has no \"version\"", Clean(), {}},
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "has no \"version\"",
+         Clean(),
+         {}},
         {"missing-release-id",
-         Clean(Package(Dep("componentID=\"101\" componentType=\"FRMW\" version=\"2.0\" path=\"a.bin\""))), {},
-         "package.xml", 5, "Dependency", "has no \"releaseID\"", Clean(), {}},
+         Clean(Package(Dep("componentID=\"101\" componentType=\"FRMW\" version=\"2.0\" path=\"a.bin\""))),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "has no \"releaseID\"",
+         Clean(),
+         {}},
         {"missing-component-type",
          Clean(Package(Dep("componentID=\"101\" version=\"2.0\" releaseID=\"R1\"", {}, "SoftDependency"))),
-         {}, "package.xml", 5, "SoftDependency", "has no \"componentType\"",
-         Clean(Package(Dep("componentID=\"101\" componentType=\"FRMW\" version=\"2.0\" releaseID=\"R1\"", {},
-                           "SoftDependency"))),
+         {},
+         "package.xml",
+         5,
+         "SoftDependency",
+         "has no \"componentType\"",
+         Clean(Package(
+             Dep("componentID=\"101\" componentType=\"FRMW\" version=\"2.0\" releaseID=\"R1\"", {}, "SoftDependency"))),
          {}},
         {"release-id-shell-characters",
-         With(Clean(Package(Dep(Attributes("2.0", "R 1;x")))), "R 1;x/PIEConfig.xml", kGoodPieConfig), {},
-         "package.xml", 5, "Dependency", "'blank', ';'",
-         With(Clean(Package(Dep(Attributes("2.0", "R-1_x.2")))), "R-1_x.2/PIEConfig.xml", kGoodPieConfig), {}},
+         With(Clean(Package(Dep(Attributes("2.0", "R 1;x")))), "R 1;x/PIEConfig.xml", kGoodPieConfig),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "'blank', ';'",
+         With(Clean(Package(Dep(Attributes("2.0", "R-1_x.2")))), "R-1_x.2/PIEConfig.xml", kGoodPieConfig),
+         {}},
         {"system-id-prefixed",
-         Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0x0B\"/>", "</DepBrand>"}))), {},
-         "package.xml", 7, "DepModel", "\"0x0x0B\"",
+         Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0x0B\"/>", "</DepBrand>"}))),
+         {},
+         "package.xml",
+         7,
+         "DepModel",
+         "\"0x0x0B\"",
          Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0B\"/>", "<DepModel systemID=\"x0\"/>",
                                           "</DepBrand>"}))),
          {}},
-        {"release-directory-missing", Without(Clean(), "R1/PIEConfig.xml"), {}, "package.xml", 5, "Dependency",
-         "release directory \"R1\" does not exist", Clean(), {}},
-        {"pieconfig-missing", Without(Clean(), "R1/PIEConfig.xml"), {"R1"}, "package.xml", 5, "Dependency",
-         "\"R1/PIEConfig.xml\" does not exist", Clean(), {}},
-        {"pieconfig-unparsable", With(Clean(), "R1/PIEConfig.xml", "<PIEConfig><Plugins>"), {}, "R1/PIEConfig.xml",
-         0, "", "not well-formed", Clean(), {}},
+        {"release-directory-missing",
+         Without(Clean(), "R1/PIEConfig.xml"),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "release directory \"R1\" does not exist",
+         Clean(),
+         {}},
+        {"pieconfig-missing",
+         Without(Clean(), "R1/PIEConfig.xml"),
+         {"R1"},
+         "package.xml",
+         5,
+         "Dependency",
+         "\"R1/PIEConfig.xml\" does not exist",
+         Clean(),
+         {}},
+        {"pieconfig-unparsable",
+         With(Clean(), "R1/PIEConfig.xml", "<PIEConfig><Plugins>"),
+         {},
+         "R1/PIEConfig.xml",
+         0,
+         "",
+         "not well-formed",
+         Clean(),
+         {}},
         {"no-inventory-plugin",
-         With(Clean(), "R1/PIEConfig.xml", PluginConfig("description=\"Inventory\" type=\"1\" timeout=\"30\"", kCliToFile)),
-         {}, "R1/PIEConfig.xml", 2, "PIEConfig", "no Plugin with description",
-         With(Clean(), "R1/PIEConfig.xml", PluginConfig("description=\"INVENTORY\" type=\"0\" timeout=\"30\"", kCliToFile)),
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"1\" timeout=\"30\"", kCliToFile)),
+         {},
+         "R1/PIEConfig.xml",
+         2,
+         "PIEConfig",
+         "no Plugin with description",
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"INVENTORY\" type=\"0\" timeout=\"30\"", kCliToFile)),
          {}},
         {"inventory-command-missing",
          With(Clean(), "R1/PIEConfig.xml",
               PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"30\"",
                            "<CliToFile><Command>collect.sh</Command></CliToFile>")),
-         {}, "R1/PIEConfig.xml", 4, "Plugin", "no CliToFile with both Command and Output",
-         With(Clean(), "R1/PIEConfig.xml", PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"30\"", kCliToFile)),
+         {},
+         "R1/PIEConfig.xml",
+         4,
+         "Plugin",
+         "no CliToFile with both Command and Output",
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"30\"", kCliToFile)),
          {}},
         {"timeout-below-one",
-         With(Clean(), "R1/PIEConfig.xml", PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"0s\"", kCliToFile)),
-         {}, "R1/PIEConfig.xml", 4, "Plugin", "timeout \"0s\" reads as 0 seconds",
-         With(Clean(), "R1/PIEConfig.xml", PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"1s\"", kCliToFile)),
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"0s\"", kCliToFile)),
+         {},
+         "R1/PIEConfig.xml",
+         4,
+         "Plugin",
+         "timeout \"0s\" reads as 0 seconds",
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"1s\"", kCliToFile)),
          {}},
-        {"context-never-applies", Clean(Package(Dep(Attributes("2.0", "R1", " context=\"PREOS\"")))), {},
-         "package.xml", 5, "Dependency", "context \"PREOS\" is neither",
+        {"context-never-applies",
+         Clean(Package(Dep(Attributes("2.0", "R1", " context=\"PREOS\"")))),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "context \"PREOS\" is neither",
          Clean(Package(Dep(Attributes("2.0", "R1", " context=\"all\"")) +
                        Dep(Attributes("3.0", "R1", " context=\"Os\"")))),
          {}},
-        {"version-compared-as-text", Clean(Package(Dep(Attributes("A07")))), {}, "package.xml", 5, "Dependency",
-         "version \"A07\" holds letters or blanks", Clean(Package(Dep(Attributes("1.2-3_4")))), {}},
+        {"version-compared-as-text",
+         Clean(Package(Dep(Attributes("A07")))),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "version \"A07\" holds letters or blanks",
+         Clean(Package(Dep(Attributes("1.2-3_4")))),
+         {}},
         {"brand-repeated",
          Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0B\"/></DepBrand>",
                                           "<Brand><Model systemID=\"0C\"/></Brand>"}))),
-         {}, "package.xml", 7, "Brand", "a second Brand",
+         {},
+         "package.xml",
+         7,
+         "Brand",
+         "a second Brand",
          Clean(Package(
              Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0B\"/><DepModel systemID=\"0C\"/></DepBrand>"}) +
              Dep(Attributes("3.0"), {"<Brand><Model systemID=\"0D\"/></Brand>"}))),
          {}},
         {"os-attribute-carried-over",
-         Clean(Package(Dep(Attributes(), {strOS}) + Dep(Attributes("3.0"), {strOSWithoutArch}))), {}, "package.xml",
-         9, "DepOperatingSystem", "has no \"osArch\": it carries \"x86_64\" over from line 6",
+         Clean(Package(Dep(Attributes(), {strOS}) + Dep(Attributes("3.0"), {strOSWithoutArch}))),
+         {},
+         "package.xml",
+         9,
+         "DepOperatingSystem",
+         "has no \"osArch\": it carries \"x86_64\" over from line 6",
          // An attribute left out with nothing before it is not carried over;
          // buildNumber is never compared.
          Clean(Package(Dep(Attributes(), {strOSWithoutArch}) + Dep(Attributes("3.0"), {strOS}) +
@@ -210,12 +303,21 @@ std::vector<LintCase> Cases()
                        Dep(Attributes("5.0"), {strOS}))),
          {}},
         {"pci-attribute-carried-over",
-         Clean(Package(Dep(Attributes(), {strPCI, strPCIWithoutSubDevice}))), {}, "package.xml", 7, "DepPCIInfo",
+         Clean(Package(Dep(Attributes(), {strPCI, strPCIWithoutSubDevice}))),
+         {},
+         "package.xml",
+         7,
+         "DepPCIInfo",
          "has no \"subDeviceID\": it carries \"0002\" over from line 6",
-         Clean(Package(Dep(Attributes(), {strPCI, strPCIOther}))), {}},
+         Clean(Package(Dep(Attributes(), {strPCI, strPCIOther}))),
+         {}},
         {"duplicate-dependency",
          Clean(Package(Dep(Attributes(), {"<Display>A</Display>"}) + Dep(Attributes(), {"<Display>A</Display>"}))),
-         {}, "package.xml", 8, "Dependency", "equals the dependency of line 5",
+         {},
+         "package.xml",
+         8,
+         "Dependency",
+         "equals the dependency of line 5",
          Clean(Package(Dep(Attributes(), {"<Display>A</Display>"}) + Dep(Attributes(), {"<Display>B</Display>"}))),
          {}},
     };
@@ -287,9 +389,9 @@ TEST(PackageLinter, TheDocumentationListsEveryRuleWithItsSeverity)
 TEST(PackageLinter, ErrorsAndWarnings)
 {
     const std::set<std::string> setErrors = {
-        "package-missing",      "package-unparsable",  "missing-version",     "missing-release-id",
-        "missing-component-type", "release-id-shell-characters", "system-id-prefixed", "release-directory-missing",
-        "pieconfig-missing",    "pieconfig-unparsable", "no-inventory-plugin", "inventory-command-missing",
+        "package-missing",        "package-unparsable",          "missing-version",     "missing-release-id",
+        "missing-component-type", "release-id-shell-characters", "system-id-prefixed",  "release-directory-missing",
+        "pieconfig-missing",      "pieconfig-unparsable",        "no-inventory-plugin", "inventory-command-missing",
         "timeout-below-one"};
     for (const SLintRule& rule : CPackageLinter::Rules())
     {
@@ -300,9 +402,9 @@ TEST(PackageLinter, ErrorsAndWarnings)
 
 TEST(PackageLinter, ASecondBrandIsReportedOnceAndEveryPrefixedSystemIdSeparately)
 {
-    const std::vector<SLintFinding> vFindings = LintFiles(Clean(Package(Dep(
-        Attributes(), {"<Brand><Model systemID=\"0x0A\"/></Brand>", "<Brand><Model systemID=\"0X0B\"/></Brand>",
-                       "<DepBrand><DepModel systemID=\"0C\"/></DepBrand>"}))));
+    const std::vector<SLintFinding> vFindings = LintFiles(Clean(Package(
+        Dep(Attributes(), {"<Brand><Model systemID=\"0x0A\"/></Brand>", "<Brand><Model systemID=\"0X0B\"/></Brand>",
+                           "<DepBrand><DepModel systemID=\"0C\"/></DepBrand>"}))));
     ASSERT_EQ(vFindings.size(), 3u) << Describe(vFindings);
     EXPECT_EQ(vFindings[0].strCode, "system-id-prefixed");
     EXPECT_EQ(vFindings[0].nLine, 6);
@@ -314,8 +416,8 @@ TEST(PackageLinter, ASecondBrandIsReportedOnceAndEveryPrefixedSystemIdSeparately
 
 TEST(PackageLinter, AReleaseIsCheckedOnceAtItsFirstDependency)
 {
-    const std::vector<SLintFinding> vFindings = LintFiles(
-        Clean(Package(Dep(Attributes("1", "R1")) + Dep(Attributes("2", "R9")) + Dep(Attributes("3", "R9")))));
+    const std::vector<SLintFinding> vFindings =
+        LintFiles(Clean(Package(Dep(Attributes("1", "R1")) + Dep(Attributes("2", "R9")) + Dep(Attributes("3", "R9")))));
     ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
     EXPECT_EQ(vFindings[0].strCode, "release-directory-missing");
     EXPECT_EQ(vFindings[0].nLine, 7);
@@ -343,7 +445,8 @@ TEST(PackageLinter, ParentDevicePCIAttributesCarryOverWithinOneDevice)
 
 TEST(PackageLinter, DuplicatesAgreeWithThePackageReader)
 {
-    const std::string strPCI = "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00FF\" subVendorID=\"1F0C\" subDeviceID=\"0002\"/>";
+    const std::string strPCI =
+        "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00FF\" subVendorID=\"1F0C\" subDeviceID=\"0002\"/>";
     const std::vector<std::string> vPackages = {
         // Identical elements.
         Package(Dep(Attributes()) + Dep(Attributes()) + Dep(Attributes())),
@@ -411,15 +514,15 @@ TEST(PackageLinter, TheSamplePackageIsCleanButForItsPreOSContext)
 TEST(PackageLinter, FindingsAreInTheOrderOfTheFiles)
 {
     const std::vector<SLintFinding> vFindings = LintFiles(
-        With(Clean(Package(Dep(Attributes("A1")) + Dep(Attributes("2", "R2")) + Dep(Attributes("3", "R3", " context=\"X\"")))),
+        With(Clean(Package(Dep(Attributes("A1")) + Dep(Attributes("2", "R2")) +
+                           Dep(Attributes("3", "R3", " context=\"X\"")))),
              "R3/PIEConfig.xml", PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"-5\"", kCliToFile)));
     std::vector<std::string> vCodes;
     for (const SLintFinding& finding : vFindings)
     {
         vCodes.push_back(finding.strCode + "@" + finding.strFile + ":" + std::to_string(finding.nLine));
     }
-    EXPECT_EQ(vCodes, (std::vector<std::string>{"version-compared-as-text@package.xml:5",
-                                                "context-never-applies@package.xml:9",
-                                                "release-directory-missing@package.xml:7",
-                                                "timeout-below-one@R3/PIEConfig.xml:4"}));
+    EXPECT_EQ(vCodes, (std::vector<std::string>{
+                          "version-compared-as-text@package.xml:5", "context-never-applies@package.xml:9",
+                          "release-directory-missing@package.xml:7", "timeout-below-one@R3/PIEConfig.xml:4"}));
 }

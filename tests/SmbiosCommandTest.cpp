@@ -77,8 +77,8 @@ TEST(SmbiosCommand, ADumpWhoseTableTheReaderRefusesHasNoTable)
     std::string strOut;
     std::string strErr;
     EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitNoTable);
-    EXPECT_EQ(strOut, "Source              : none: the table of dump file " + dir.File("broken.dump") +
-                          " could not be read\n");
+    EXPECT_EQ(strOut,
+              "Source              : none: the table of dump file " + dir.File("broken.dump") + " could not be read\n");
 }
 
 TEST(SmbiosCommand, AMissingDumpIsReported)

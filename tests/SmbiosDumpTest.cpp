@@ -91,8 +91,8 @@ TEST(SmbiosDumpSplit, A3xDumpTakesTheTableUpToItsMaximumSize)
     std::string strSplitTable;
     CSmbiosDump::eEntryPointKind eKind = CSmbiosDump::eEntryPointNone;
     std::string strError;
-    ASSERT_TRUE(CSmbiosDump::Split(SmbiosDumpImage3(strTable) + "behind", strEntryPoint, strSplitTable, eKind,
-                                   strError));
+    ASSERT_TRUE(
+        CSmbiosDump::Split(SmbiosDumpImage3(strTable) + "behind", strEntryPoint, strSplitTable, eKind, strError));
     EXPECT_EQ(eKind, CSmbiosDump::eEntryPoint3);
     EXPECT_EQ(strEntryPoint.size(), 0x18u);
     EXPECT_EQ(strSplitTable, strTable);
@@ -111,8 +111,8 @@ TEST(SmbiosDumpSplit, A3xDumpTakesTheTableUpToItsMaximumSize)
 TEST(SmbiosDumpSplit, ALegacyEntryPointIsFifteenBytes)
 {
     const std::string strTable = MakerTable();
-    std::string strDump = "_DMI_" + std::string(1, '\0') + Le16(static_cast<uint16_t>(strTable.size())) +
-                          Le32(0x20) + Le16(4) + std::string(1, '\x28');
+    std::string strDump = "_DMI_" + std::string(1, '\0') + Le16(static_cast<uint16_t>(strTable.size())) + Le32(0x20) +
+                          Le16(4) + std::string(1, '\x28');
     strDump.resize(0x20, '\0');
     strDump += strTable;
     std::string strEntryPoint;
@@ -215,8 +215,7 @@ TEST(SmbiosDump, AFailedLoadLeavesNoDirectoryAndSourcesThatNameNothing)
     WriteFile(dir.File("short.dump"), "_SM_");
     CSmbiosDump dump;
     EXPECT_FALSE(dump.Load(dir.File("short.dump")));
-    EXPECT_EQ(dump.GetError().compare(0, dir.File("short.dump").size(), dir.File("short.dump")), 0)
-        << dump.GetError();
+    EXPECT_EQ(dump.GetError().compare(0, dir.File("short.dump").size(), dir.File("short.dump")), 0) << dump.GetError();
     EXPECT_TRUE(dump.GetDirectory().empty());
     EXPECT_TRUE(Entries(temporary.Path()).empty());
     EXPECT_TRUE(dump.GetSources().strEntryPointPath.empty());

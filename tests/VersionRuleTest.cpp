@@ -28,8 +28,8 @@ TEST(VersionRule, MethodAndMeaningMatchTheChecker)
     };
     const Case aCases[] = {
         {"1.2.3", "1.2.3", "same text"}, {"A07", "a07", "same text"}, {"1.10", "1.9", "numbers"},
-        {"2.0", "10.0", "numbers"},      {"9", "10a", "text"},         {"A10", "a07", "text"},
-        {"1.0 ", "1.0", "text"},         {"1.2", "1.2.0", "numbers"},  {"", "1", "numbers"},
+        {"2.0", "10.0", "numbers"},      {"9", "10a", "text"},        {"A10", "a07", "text"},
+        {"1.0 ", "1.0", "text"},         {"1.2", "1.2.0", "numbers"}, {"", "1", "numbers"},
     };
     for (const Case& testCase : aCases)
     {

@@ -79,7 +79,10 @@ struct RunCase
     std::size_t nRun;
 };
 
-void PrintTo(const RunCase& runCase, std::ostream* pStream) { *pStream << runCase.strScenario << " run " << runCase.nRun; }
+void PrintTo(const RunCase& runCase, std::ostream* pStream)
+{
+    *pStream << runCase.strScenario << " run " << runCase.nRun;
+}
 
 // The runs of the catalogue with a plain "hard" or "soft" argument.
 std::vector<RunCase> PlainRuns()
@@ -110,8 +113,8 @@ class ExplainAgrees : public ::testing::TestWithParam<RunCase>
 {
 };
 
-#define SKIP_WITHOUT_NAMESPACE()                                                                             \
-    if (!CanUseMountNamespace())                                                                             \
+#define SKIP_WITHOUT_NAMESPACE()                                                                                       \
+    if (!CanUseMountNamespace())                                                                                       \
     GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled"
 
 // Every path below strDirectory with its type letter, sorted.
@@ -194,8 +197,7 @@ TEST_P(ExplainAgrees, OnTheReportedDependenciesAndTheExitStatus)
     WriteScenario(scenario, dir.Path());
 
     const CommandResult checker = RunInPackage({CheckerExecutable(), strType}, dir.Path(), scenario.firmware);
-    const CommandResult explain =
-        RunInPackage({kInspect, "explain", strType, "--json"}, dir.Path(), scenario.firmware);
+    const CommandResult explain = RunInPackage({kInspect, "explain", strType, "--json"}, dir.Path(), scenario.firmware);
     ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
     // Failures are shown in the explanation, not on standard error.
     EXPECT_EQ(explain.strStderr, "");
@@ -279,8 +281,9 @@ TEST(VexinspectExplain, ItsLogHoldsTheLinesOfVexdepcheckRunningTheSamePackage)
         // One line more in front: the package reader's test for the marker,
         // which vexdepcheck's log, opened by that very test, cannot hold.
         ASSERT_GT(vInspect.size(), vChecker.size());
-        EXPECT_NE(vInspect[0].find("CLinuxImpl::IsFileExistsAbs() File name " + checkerDir.Path() + "/vexdebuglog exist"),
-                  std::string::npos)
+        EXPECT_NE(
+            vInspect[0].find("CLinuxImpl::IsFileExistsAbs() File name " + checkerDir.Path() + "/vexdebuglog exist"),
+            std::string::npos)
             << vInspect[0];
         const std::vector<std::string> vRun(vInspect.begin() + 1, vInspect.begin() + 1 + vChecker.size());
         EXPECT_EQ(vRun, vChecker);
@@ -323,7 +326,8 @@ TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
     ASSERT_TRUE(FileExists(dir.File("captured.bin")));
 
     ExpectSmbiosAgreesWithDmidecode(dir.File("captured.bin"));
-    const CommandResult inspect = RunCommand({kInspect, "smbios", "--from-dump", dir.File("captured.bin"), "--json"}, "/");
+    const CommandResult inspect =
+        RunCommand({kInspect, "smbios", "--from-dump", dir.File("captured.bin"), "--json"}, "/");
     const Json json = Json::parse(inspect.strStdout);
     EXPECT_EQ(json["systemID"], "0x0A1C");
     EXPECT_EQ(json["systemIDOrigin"], "revision-two-byte");
@@ -387,8 +391,13 @@ protected:
 
     CommandResult Explain(const std::string& strType, bool bJson) const
     {
-        std::vector<std::string> vArgs = {kInspect, "explain", strType, "--package-dir", m_package.Path(),
-                                          "--smbios-dump", m_dumps.File("r760.dump")};
+        std::vector<std::string> vArgs = {kInspect,
+                                          "explain",
+                                          strType,
+                                          "--package-dir",
+                                          m_package.Path(),
+                                          "--smbios-dump",
+                                          m_dumps.File("r760.dump")};
         if (bJson)
         {
             vArgs.push_back("--json");
@@ -507,10 +516,10 @@ TEST(VexinspectLint, JsonOfTheFixturePackage)
     {
         const Json& finding = json["findings"][i];
         SCOPED_TRACE(finding.dump());
-        const std::string strLine = finding["file"].get<std::string>() + ":" + std::to_string(finding["line"].get<long>()) +
-                                    ": " + finding["severity"].get<std::string>() + ": " +
-                                    finding["message"].get<std::string>() + " [" + finding["code"].get<std::string>() +
-                                    "]";
+        const std::string strLine =
+            finding["file"].get<std::string>() + ":" + std::to_string(finding["line"].get<long>()) + ": " +
+            finding["severity"].get<std::string>() + ": " + finding["message"].get<std::string>() + " [" +
+            finding["code"].get<std::string>() + "]";
         EXPECT_EQ(strLine, vText[i]);
     }
     EXPECT_EQ(json["exitStatus"], 2);
@@ -525,7 +534,8 @@ TEST(VexinspectLint, ExitStatusZeroForACleanPackageAndOneForWarnings)
     WriteScenario(FindScenario("package-order"), dir.Path());
     EXPECT_EQ(RunCommand({kInspect, "lint", "--package-dir", dir.Path()}, "/").nExitStatus, 0);
     // The sample package's pre-OS dependency never applies: a warning.
-    const CommandResult sample = RunCommand({kInspect, "lint", "--package-dir", VEXDEP_SOURCE_DIR "/examples/package"}, "/");
+    const CommandResult sample =
+        RunCommand({kInspect, "lint", "--package-dir", VEXDEP_SOURCE_DIR "/examples/package"}, "/");
     EXPECT_EQ(sample.nExitStatus, 1) << sample.strStdout;
 }
 
@@ -575,7 +585,12 @@ TEST(VexinspectCommandLine, HelpOfTheToolAndOfEverySubcommand)
 TEST(VexinspectCommandLine, UsageErrorsExitWith64)
 {
     const std::vector<std::vector<std::string>> vBad = {
-        {}, {"frobnicate"}, {"explain"}, {"explain", "HARD"}, {"explain", "hard", "--nope"}, {"lint", "extra"},
+        {},
+        {"frobnicate"},
+        {"explain"},
+        {"explain", "HARD"},
+        {"explain", "hard", "--nope"},
+        {"lint", "extra"},
         {"smbios", "--from-dump"},
     };
     for (const std::vector<std::string>& vArgs : vBad)
@@ -649,7 +664,8 @@ TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWr
     WriteScenario(FindScenario("met-unmet-failed"), dir.Path());
     WriteFile(dir.File("server.dump"), SmbiosDumpImage2(IdentityTable(0x0B)));
     const Json explain = Json::parse(
-        RunCommand({kInspect, "explain", "hard", "--json", "--smbios-dump", dir.File("server.dump")}, dir.Path()).strStdout);
+        RunCommand({kInspect, "explain", "hard", "--json", "--smbios-dump", dir.File("server.dump")}, dir.Path())
+            .strStdout);
     const Json smbios =
         Json::parse(RunCommand({kInspect, "smbios", "--json", "--from-dump", dir.File("server.dump")}, "/").strStdout);
     const Json lint = Json::parse(RunCommand({kInspect, "lint", "--json"}, kGoldens + "/lint-package").strStdout);

@@ -6,10 +6,10 @@
 
 struct SExplainOptions
 {
-    std::string strType;        // "hard" or "soft"
-    std::string strPackageDir;  // the package directory; the current one when empty
-    std::string strSmbiosDump;  // evaluate against this dump instead of the machine's tables
-    std::string strLogFile;     // the library's debug log; /dev/null when empty
+    std::string strType;       // "hard" or "soft"
+    std::string strPackageDir; // the package directory; the current one when empty
+    std::string strSmbiosDump; // evaluate against this dump instead of the machine's tables
+    std::string strLogFile;    // the library's debug log; /dev/null when empty
     bool bJson = false;
 };
 

@@ -273,8 +273,8 @@ std::string InventoryText(const SExplainedDependency& dependency, CDeviceInfo::e
     {
         if (dependency.eDependencyType != eRequested)
         {
-            return "not looked up: a " + TypeName(dependency.eDependencyType) + " dependency, " +
-                   TypeName(eRequested) + " requested";
+            return "not looked up: a " + TypeName(dependency.eDependencyType) + " dependency, " + TypeName(eRequested) +
+                   " requested";
         }
         return "not looked up";
     }
@@ -283,7 +283,8 @@ std::string InventoryText(const SExplainedDependency& dependency, CDeviceInfo::e
     switch (inventory.eOutcome)
     {
     case SExplainedInventory::EOutcome::Ran:
-        strOutcome = RecordsText(inventory.nRecords) + (inventory.strReason.empty() ? "" : " (" + inventory.strReason + ")");
+        strOutcome =
+            RecordsText(inventory.nRecords) + (inventory.strReason.empty() ? "" : " (" + inventory.strReason + ")");
         break;
     case SExplainedInventory::EOutcome::Failed:
         strOutcome = "failed: " + inventory.strErrorMessage;
@@ -303,8 +304,7 @@ std::string InventoryText(const SExplainedDependency& dependency, CDeviceInfo::e
     {
         return "release " + Quote(inventory.strReleaseID) + " in " + inventory.strComponentPath + ": " + strOutcome;
     }
-    return "ran for release " + Quote(inventory.strReleaseID) + " in " + inventory.strComponentPath + ": " +
-           strOutcome;
+    return "ran for release " + Quote(inventory.strReleaseID) + " in " + inventory.strComponentPath + ": " + strOutcome;
 }
 
 std::string PlatformListText(const std::vector<std::string>& vPlatforms)
@@ -346,9 +346,8 @@ SExplainedDevice SExplainedDevice::From(const CDeviceInfo& record)
 }
 
 CExplainReport::CExplainReport()
-    : m_eRequested(CDeviceInfo::eDependencyTypeHard), m_bPackageDescriptionFound(false),
-      m_bInventoryTextPresent(false), m_nInventoryTextBytes(0), m_nInventoryDevices(0), m_bProcessed(false),
-      m_nExitStatus(255)
+    : m_eRequested(CDeviceInfo::eDependencyTypeHard), m_bPackageDescriptionFound(false), m_bInventoryTextPresent(false),
+      m_nInventoryTextBytes(0), m_nInventoryDevices(0), m_bProcessed(false), m_nExitStatus(255)
 {
 }
 
@@ -409,8 +408,9 @@ void CExplainReport::ClassifyCollectorRuns()
             // A collector ended at its limit leaves one failed record whose
             // message names the configured limit.
             CPIEConfigInfo config;
-            const bool bTimedOut = config.Init(strConfigPath) &&
-                                   run.strErrorMessage == CInventoryModule::TimedOutMessage(config.GetInventoryTimeout());
+            const bool bTimedOut =
+                config.Init(strConfigPath) &&
+                run.strErrorMessage == CInventoryModule::TimedOutMessage(config.GetInventoryTimeout());
             run.eOutcome = bTimedOut ? SExplainedInventory::EOutcome::TimedOut : SExplainedInventory::EOutcome::Failed;
             continue;
         }
@@ -521,7 +521,7 @@ void CExplainReport::OnInventoryLookup(const CDeviceInfo* pDependency, const SIn
     }
     SExplainedInventory& inventory = pExplained->inventory;
     inventory.eLookup = lookup.eOutcome == EInventoryLookup::Collected ? SExplainedInventory::ELookup::Collected
-                                                                        : SExplainedInventory::ELookup::Reused;
+                                                                       : SExplainedInventory::ELookup::Reused;
     inventory.strReleaseID = lookup.strReleaseID;
     inventory.strComponentPath = lookup.strComponentPath;
     inventory.nRecords = lookup.pRecords != nullptr ? lookup.pRecords->size() : 0;
@@ -736,10 +736,9 @@ std::string CExplainReport::DependencyText(std::size_t nIndex, const SExplainedD
     oss << "\n";
 
     oss << "  " << Label("version");
-    const bool bDecided = dependency.verdict && (*dependency.verdict == EVerdict::Met ||
-                                                 *dependency.verdict == EVerdict::Unmet ||
-                                                 *dependency.verdict == EVerdict::Failed ||
-                                                 *dependency.verdict == EVerdict::NotInstalled);
+    const bool bDecided = dependency.verdict &&
+                          (*dependency.verdict == EVerdict::Met || *dependency.verdict == EVerdict::Unmet ||
+                           *dependency.verdict == EVerdict::Failed || *dependency.verdict == EVerdict::NotInstalled);
     if (!dependency.vComparisons.empty())
     {
         for (std::size_t i = 0; i < dependency.vComparisons.size(); ++i)
@@ -911,7 +910,7 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
         {
             Json entry = OSJson(os.vRequired[i]);
             const int nEntry = static_cast<int>(i);
-            entry["result"] = nEntry == os.nMatchedEntry ? "match"
+            entry["result"] = nEntry == os.nMatchedEntry                             ? "match"
                               : (os.nMatchedEntry >= 0 && nEntry > os.nMatchedEntry) ? "not-tested"
                                                                                      : "no-match";
             entries.push_back(entry);

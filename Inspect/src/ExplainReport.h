@@ -24,7 +24,7 @@ struct SExplainedDevice
     SPCIInfo pci;
     std::string strComponentType;
     std::string strVersion;
-    std::string strName;  // the "display" attribute of the inventory document
+    std::string strName; // the "display" attribute of the inventory document
 
     static SExplainedDevice From(const CDeviceInfo& record);
 };
@@ -34,32 +34,32 @@ struct SExplainedInventory
 {
     enum class ELookup
     {
-        NotLookedUp,  // not of the requested type: the checker does not look it up
-        Collected,    // the collector of its release ran for this dependency
-        Reused        // an earlier dependency of the same release ID had collected it
+        NotLookedUp, // not of the requested type: the checker does not look it up
+        Collected,   // the collector of its release ran for this dependency
+        Reused       // an earlier dependency of the same release ID had collected it
     };
     enum class EOutcome
     {
-        Ran,       // the collector ran and its document was read
-        Failed,    // the document reports a failure
-        TimedOut,  // the collector was ended at its time limit
-        NotRun     // the collector never ran (strReason says why)
+        Ran,      // the collector ran and its document was read
+        Failed,   // the document reports a failure
+        TimedOut, // the collector was ended at its time limit
+        NotRun    // the collector never ran (strReason says why)
     };
 
     ELookup eLookup = ELookup::NotLookedUp;
     EOutcome eOutcome = EOutcome::Ran;
     std::string strReleaseID;
-    std::string strComponentPath;  // the release directory the collector ran in
+    std::string strComponentPath; // the release directory the collector ran in
     std::size_t nRecords = 0;
-    std::string strErrorMessage;   // Failed and TimedOut
-    std::string strReason;         // NotRun, and Ran without records
+    std::string strErrorMessage; // Failed and TimedOut
+    std::string strReason;       // NotRun, and Ran without records
 };
 
 struct SExplainedPlatform
 {
     std::vector<std::string> vPlatforms;
     bool bTablesRead = false;
-    bool bChecked = false;  // false: the check was passed over
+    bool bChecked = false; // false: the check was passed over
     bool bApplies = true;
     std::string strSystemID;
     CSMBIOSInventory::eTableSource eSource = CSMBIOSInventory::eTableSourceNone;
@@ -97,7 +97,7 @@ struct SExplainedDependency
     std::string strComponentID;
     std::string strComponentType;
     std::string strReleaseID;
-    std::string strVersion;  // the required version
+    std::string strVersion; // the required version
     std::string strContext;
     CDeviceInfo::eDependencyType eDependencyType = CDeviceInfo::eDependencyTypeHard;
     CDeviceInfo::eDeviceType eDeviceType = CDeviceInfo::eDeviceTypeUnknown;
@@ -166,8 +166,7 @@ public:
     void OnPlatformCheck(const CDeviceInfo* pDependency, const SPlatformCheck& check) override;
     void OnOSCheck(const CDeviceInfo* pDependency, const SOSCheck& check) override;
     void OnDeviceCheck(const CDeviceInfo* pDependency, const SDeviceCheck& check) override;
-    void OnTypeCheck(const CDeviceInfo* pDependency, CDeviceInfo::eDependencyType eRequested,
-                     bool bSameType) override;
+    void OnTypeCheck(const CDeviceInfo* pDependency, CDeviceInfo::eDependencyType eRequested, bool bSameType) override;
     void OnVersionComparison(const CDeviceInfo* pDependency, const SVersionComparison& comparison) override;
     void OnVerdict(const CDeviceInfo* pDependency, EVerdict eVerdict) override;
 

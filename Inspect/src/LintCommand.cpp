@@ -75,7 +75,8 @@ nlohmann::ordered_json CLintCommand::ToJson(const std::string& strPackageDirecto
         entry["severity"] = SeverityName(finding.eSeverity);
         entry["file"] = finding.strFile;
         entry["line"] = finding.nLine;
-        entry["element"] = finding.strElement.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(finding.strElement);
+        entry["element"] =
+            finding.strElement.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(finding.strElement);
         entry["message"] = finding.strMessage;
         findings.push_back(entry);
     }

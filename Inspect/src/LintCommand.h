@@ -11,7 +11,7 @@
 
 struct SLintOptions
 {
-    std::string strPackageDir;  // the package directory; the current one when empty
+    std::string strPackageDir; // the package directory; the current one when empty
     bool bJson = false;
 };
 

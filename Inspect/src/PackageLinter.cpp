@@ -14,8 +14,8 @@ namespace
 {
 const char* const kPackageFile = "package.xml";
 // The package reader's query for the dependency entries, exactly.
-const char* const kDependenciesXPath =
-    " //SoftwareComponent/SupportedDevices/Device/Dependency | //SoftwareComponent/SupportedDevices/Device/SoftDependency";
+const char* const kDependenciesXPath = " //SoftwareComponent/SupportedDevices/Device/Dependency | "
+                                       "//SoftwareComponent/SupportedDevices/Device/SoftDependency";
 const char* const kPluginsXPath = "//PIEConfig//Plugins//Plugin";
 
 // Characters that the shell treats specially anywhere inside a word of the
@@ -24,8 +24,8 @@ const char* const kPluginsXPath = "//PIEConfig//Plugins//Plugin";
 const char* const kShellCharacters = " \t\n|&;<>()$`\\\"'*?[";
 
 // The OS fields that the OS check compares, with their attributes.
-const char* const kComparedOSAttributes[] = {"majorVersion", "minorVersion", "spMajorVersion",
-                                             "spMinorVersion", "osVendor", "osArch"};
+const char* const kComparedOSAttributes[] = {"majorVersion",   "minorVersion", "spMajorVersion",
+                                             "spMinorVersion", "osVendor",     "osArch"};
 const char* const kPCIAttributes[] = {"deviceID", "subDeviceID", "vendorID", "subVendorID"};
 
 const std::vector<SLintRule> kRules = {
@@ -51,8 +51,7 @@ const std::vector<SLintRule> kRules = {
      "no Plugin with description \"Inventory\", type \"0\" and a timeout: the collector never runs"},
     {"inventory-command-missing", SLintFinding::ESeverity::Error,
      "the inventory plug-in lacks CliToFile with Command and Output: the collector never runs"},
-    {"timeout-below-one", SLintFinding::ESeverity::Error,
-     "a timeout below 1 second: the collector never runs"},
+    {"timeout-below-one", SLintFinding::ESeverity::Error, "a timeout below 1 second: the collector never runs"},
     {"context-never-applies", SLintFinding::ESeverity::Warning,
      "a context other than OS or ALL: the dependency never applies"},
     {"version-compared-as-text", SLintFinding::ESeverity::Warning,
@@ -110,7 +109,10 @@ std::string ShownCharacters(const std::string& strText)
         {
             continue;
         }
-        const std::string strCharacter = c == ' ' ? "blank" : c == '\t' ? "tab" : c == '\n' ? "line end" : std::string(1, c);
+        const std::string strCharacter = c == ' '    ? "blank"
+                                         : c == '\t' ? "tab"
+                                         : c == '\n' ? "line end"
+                                                     : std::string(1, c);
         if (strShown.find("'" + strCharacter + "'") == std::string::npos)
         {
             strShown += (strShown.empty() ? "" : ", ") + ("'" + strCharacter + "'");
@@ -389,7 +391,7 @@ void CPackageLinter::LintDuplicates(xmlNode* pDependency, const std::vector<SPCI
     model.setComponentType(Attribute(pDependency, "componentType"));
     model.setComponentID(Attribute(pDependency, "componentID"));
     model.setDependencyType(xmlsupport::NameEquals(pDependency, "SoftDependency") ? CDeviceInfo::eDependencyTypeSoft
-                                                                                 : CDeviceInfo::eDependencyTypeHard);
+                                                                                  : CDeviceInfo::eDependencyTypeHard);
     model.setVersion(Attribute(pDependency, "version"));
     model.setFilePath(Attribute(pDependency, "path"));
     for (const xmlNode* pChild = pDependency->children; pChild != nullptr; pChild = pChild->next)
@@ -429,10 +431,10 @@ void CPackageLinter::LintDuplicates(xmlNode* pDependency, const std::vector<SPCI
         if (pEqual != nullptr)
         {
             const std::string strWhich =
-                vIdentities.empty() ? std::string() : " with PCI vendor=" + identity.strVendorID + " device=" +
-                                                          identity.strDeviceID + " subVendor=" +
-                                                          identity.strSubVendorID + " subDevice=" +
-                                                          identity.strSubDeviceID;
+                vIdentities.empty()
+                    ? std::string()
+                    : " with PCI vendor=" + identity.strVendorID + " device=" + identity.strDeviceID +
+                          " subVendor=" + identity.strSubVendorID + " subDevice=" + identity.strSubDeviceID;
             Add("duplicate-dependency", kPackageFile, pDependency,
                 NameOf(pDependency) + strWhich + " equals the dependency of line " + std::to_string(pEqual->nLine) +
                     " under the same device: the two collapse into one");
@@ -465,8 +467,7 @@ void CPackageLinter::LintRelease(const std::string& strReleaseID, const xmlNode*
     if (!pDocument)
     {
         Add("pieconfig-unparsable", strConfigFile, nullptr,
-            "PIEConfig.xml is not well-formed XML: the collector of release " + Quote(strReleaseID) +
-                " never runs");
+            "PIEConfig.xml is not well-formed XML: the collector of release " + Quote(strReleaseID) + " never runs");
         return;
     }
 

@@ -15,14 +15,14 @@ struct SLintFinding
 {
     enum class ESeverity
     {
-        Warning,  // the checker runs, but not as the package reads
-        Error     // a dependency can never be verified, or never applies as written
+        Warning, // the checker runs, but not as the package reads
+        Error    // a dependency can never be verified, or never applies as written
     };
 
     std::string strCode;
     ESeverity eSeverity = ESeverity::Warning;
-    std::string strFile;   // relative to the package directory
-    long nLine = 0;        // line of the element; 0 when there is no element to point at
+    std::string strFile; // relative to the package directory
+    long nLine = 0;      // line of the element; 0 when there is no element to point at
     std::string strElement;
     std::string strMessage;
 };

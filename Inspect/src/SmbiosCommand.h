@@ -6,8 +6,8 @@
 
 struct SSmbiosOptions
 {
-    std::string strFromDump;  // read this dump instead of the machine's tables
-    std::string strLogFile;   // the library's debug log; /dev/null when empty
+    std::string strFromDump; // read this dump instead of the machine's tables
+    std::string strLogFile;  // the library's debug log; /dev/null when empty
     bool bJson = false;
 };
 

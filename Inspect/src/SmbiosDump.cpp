@@ -20,7 +20,10 @@ const char* const kNoESXiFileName = "no-esxi-device";
 
 unsigned int Byte(const std::string& strBytes, std::size_t nAt) { return static_cast<unsigned char>(strBytes[nAt]); }
 
-uint32_t Le16(const std::string& strBytes, std::size_t nAt) { return Byte(strBytes, nAt) | (Byte(strBytes, nAt + 1) << 8); }
+uint32_t Le16(const std::string& strBytes, std::size_t nAt)
+{
+    return Byte(strBytes, nAt) | (Byte(strBytes, nAt + 1) << 8);
+}
 
 uint32_t Le32(const std::string& strBytes, std::size_t nAt)
 {
@@ -47,8 +50,8 @@ bool ReadWhole(const std::string& strPath, std::string& strBytes, std::string& s
         strBytes.append(vBuffer.data(), static_cast<std::size_t>(ifs.gcount()));
         if (strBytes.size() > CSmbiosDump::nMaximumSize)
         {
-            strError = strPath + " is larger than " + std::to_string(CSmbiosDump::nMaximumSize) +
-                       " bytes: not an SMBIOS dump";
+            strError =
+                strPath + " is larger than " + std::to_string(CSmbiosDump::nMaximumSize) + " bytes: not an SMBIOS dump";
             return false;
         }
     }
@@ -172,8 +175,8 @@ bool CSmbiosDump::Load(const std::string& strPath)
     }
 
     const char* pszTemp = std::getenv("TMPDIR");
-    std::string strTemplate = std::string(pszTemp != nullptr && *pszTemp != '\0' ? pszTemp : "/tmp") +
-                              "/vexinspect-smbios-XXXXXX";
+    std::string strTemplate =
+        std::string(pszTemp != nullptr && *pszTemp != '\0' ? pszTemp : "/tmp") + "/vexinspect-smbios-XXXXXX";
     std::vector<char> vTemplate(strTemplate.begin(), strTemplate.end());
     vTemplate.push_back('\0');
     if (mkdtemp(vTemplate.data()) == nullptr)

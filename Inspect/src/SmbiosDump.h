@@ -23,9 +23,9 @@ public:
     enum eEntryPointKind
     {
         eEntryPointNone = 0,
-        eEntryPoint2 = 1,      // "_SM_", 32-bit
-        eEntryPoint3 = 2,      // "_SM3_", 64-bit
-        eEntryPointLegacy = 3  // "_DMI_" alone
+        eEntryPoint2 = 1,     // "_SM_", 32-bit
+        eEntryPoint3 = 2,     // "_SM3_", 64-bit
+        eEntryPointLegacy = 3 // "_DMI_" alone
     };
 
     // Offset of the table in the dump.

@@ -176,9 +176,9 @@ std::string CSmbiosSummary::SourceText(const SSmbiosSummary& summary)
 {
     if (!summary.bTableRead)
     {
-        return summary.strDumpFile.empty() ? "none: no SMBIOS table could be read"
-                                           : "none: the table of dump file " + summary.strDumpFile +
-                                                 " could not be read";
+        return summary.strDumpFile.empty()
+                   ? "none: no SMBIOS table could be read"
+                   : "none: the table of dump file " + summary.strDumpFile + " could not be read";
     }
     std::string strText;
     switch (summary.eSource)
@@ -248,7 +248,8 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     nlohmann::ordered_json json;
     json["tableRead"] = summary.bTableRead;
     json["source"] = summary.bTableRead ? SourceKey(summary) : "none";
-    json["dumpFile"] = summary.strDumpFile.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(summary.strDumpFile);
+    json["dumpFile"] =
+        summary.strDumpFile.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(summary.strDumpFile);
     const std::string strVersion = EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
     json["entryPointVersion"] = strVersion.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strVersion);
     if (!summary.bTableRead)

@@ -17,7 +17,7 @@ struct SSmbiosSummary
 {
     bool bTableRead = false;
     CSMBIOSInventory::eTableSource eSource = CSMBIOSInventory::eTableSourceNone;
-    std::string strDumpFile;  // the dump the table was read from; empty for the machine's own
+    std::string strDumpFile; // the dump the table was read from; empty for the machine's own
     unsigned int nEntryPointMajor = 0;
     unsigned int nEntryPointMinor = 0;
     std::string strBiosVendor;
@@ -26,7 +26,7 @@ struct SSmbiosSummary
     std::string strProductName;
     std::string strSerialNumber;
     std::vector<std::string> vOEMStrings;
-    std::vector<std::pair<unsigned int, int>> vStructureCounts;  // (type, count), types in ascending order
+    std::vector<std::pair<unsigned int, int>> vStructureCounts; // (type, count), types in ascending order
     std::string strSystemID;
     CSMBIOSInventory::eSystemIdOrigin eSystemIdOrigin = CSMBIOSInventory::eSystemIdNotRead;
 };

@@ -53,8 +53,9 @@ int main(int argc, char* argv[])
     CLI::App* pSmbios = app.add_subcommand(
         "smbios", "Show where the SMBIOS table comes from, its identity strings and the system ID the checker uses");
     pSmbios->set_version_flag("--version", kVersionText, "Print the version and exit");
-    pSmbios->add_option("--from-dump", smbiosOptions.strFromDump,
-                        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables");
+    pSmbios->add_option(
+        "--from-dump", smbiosOptions.strFromDump,
+        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables");
     pSmbios->add_option("--log", smbiosOptions.strLogFile, "Write the SMBIOS reader's debug log to this file");
     pSmbios->add_flag("--json", smbiosOptions.bJson, "Print JSON instead of text");
 

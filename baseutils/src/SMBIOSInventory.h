@@ -85,14 +85,14 @@ public:
     // ID from, or why it gave the empty string.
     enum eSystemIdOrigin
     {
-        eSystemIdNotRead = 0,                 // no system ID asked for yet
-        eSystemIdNotMakerSystem = 1,          // first OEM string is not the maker's: empty
-        eSystemIdRevisionSingleByte = 2,      // type-208 single byte
-        eSystemIdRevisionTwoByte = 3,         // type-208 marker 0xFE and the two-byte ID
-        eSystemIdRevisionTwoByteMissing = 4,  // type-208 marker 0xFE without the two-byte ID: empty
-        eSystemIdMemorySingleByte = 5,        // legacy single byte in physical memory
-        eSystemIdMemoryTwoByte = 6,           // legacy two-byte ID in physical memory
-        eSystemIdMemoryUnavailable = 7        // nothing usable in physical memory: empty
+        eSystemIdNotRead = 0,                // no system ID asked for yet
+        eSystemIdNotMakerSystem = 1,         // first OEM string is not the maker's: empty
+        eSystemIdRevisionSingleByte = 2,     // type-208 single byte
+        eSystemIdRevisionTwoByte = 3,        // type-208 marker 0xFE and the two-byte ID
+        eSystemIdRevisionTwoByteMissing = 4, // type-208 marker 0xFE without the two-byte ID: empty
+        eSystemIdMemorySingleByte = 5,       // legacy single byte in physical memory
+        eSystemIdMemoryTwoByte = 6,          // legacy two-byte ID in physical memory
+        eSystemIdMemoryUnavailable = 7       // nothing usable in physical memory: empty
     };
 
     CSMBIOSInventory();
