@@ -242,3 +242,21 @@ TEST(SmbiosDump, ASecondLoadReplacesTheFirst)
     ASSERT_EQ(inventory.Initialize(), 1);
     EXPECT_EQ(inventory.GetSystemID(), "0x0c");
 }
+
+TEST(SmbiosDump, ARelativeTmpdirStillGivesSourcesThatWorkFromAnyDirectory)
+{
+    TempDir dir;
+    TempDir elsewhere;
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(MakerTable()));
+    MakeDirectory(dir.File("tmp"));
+    ScopedCwd cwd(dir.Path());
+    ScopedTmpdir tmpdir("tmp");
+    CSmbiosDump dump;
+    ASSERT_TRUE(dump.Load("server.dump")) << dump.GetError();
+    const std::string strExpected = CurrentDirectory() + "/tmp/";
+    EXPECT_EQ(dump.GetDirectory().compare(0, strExpected.size(), strExpected), 0) << dump.GetDirectory();
+    ScopedCwd away(elsewhere.Path());
+    CSMBIOSInventory inventory(dump.GetSources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), "0x0b");
+}

@@ -1,5 +1,7 @@
 #include "SmbiosDump.h"
 
+#include "PlatformLayer.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -185,6 +187,12 @@ bool CSmbiosDump::Load(const std::string& strPath)
         return false;
     }
     m_strDirectory = vTemplate.data();
+    if (m_strDirectory[0] != '/')
+    {
+        // The reader may run in another working directory (explain changes
+        // into the package): the sources must not depend on it.
+        m_strDirectory = CPlatformLayer::getCurrentDirectory() + m_strDirectory;
+    }
 
     m_sources.strEntryPointPath = m_strDirectory + "/" + kEntryPointFileName;
     m_sources.strTablePath = m_strDirectory + "/" + kTableFileName;
