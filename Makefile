@@ -11,7 +11,8 @@ BUILD_DIR   ?= build
 ASAN_DIR    ?= build-asan
 CMAKE_FLAGS ?=
 
-DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils
+DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
+                libcli11-dev nlohmann-json3-dev dmidecode
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 

@@ -415,6 +415,7 @@ TEST_F(InventoryModuleTest, CollectorThatRunsOutOfTimeGivesOneFailedRecord)
     ASSERT_EQ(vRecords.size(), 1u);
     EXPECT_EQ(vRecords[0]->getStatus(), 1);
     EXPECT_EQ(vRecords[0]->getErrorMsg(), "Inventory collector timed out after 2 seconds");
+    EXPECT_EQ(vRecords[0]->getErrorMsg(), CInventoryModule::TimedOutMessage(2));
     EXPECT_EQ(vRecords[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
 
     const pid_t nCollector = PidFrom(m_strModule + "/collector.pid");
@@ -490,4 +491,10 @@ TEST_F(InventoryModuleTest, ModuleCanBeRunAgain)
     EXPECT_EQ(Own(module.GetInventoryInfo()).size(), 2u);
     EXPECT_EQ(vextest::ReadFile(m_strModule + "/runs"), "x\nx\n");
     EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore);
+}
+
+TEST(InventoryModuleMessages, TimedOutMessageNamesTheLimitInSeconds)
+{
+    EXPECT_EQ(CInventoryModule::TimedOutMessage(1), "Inventory collector timed out after 1 seconds");
+    EXPECT_EQ(CInventoryModule::TimedOutMessage(30), "Inventory collector timed out after 30 seconds");
 }

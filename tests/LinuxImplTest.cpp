@@ -580,6 +580,21 @@ TEST(LinuxImplFiles, RelativeNamesResolveAlikeAbsoluteOnlyForIsFileExistsAbs)
     EXPECT_FALSE(impl.IsFileExistsAbs("/sub/x"));
 }
 
+TEST(LinuxImplFiles, IsDirectoryTellsDirectoriesFromFilesAndMissingPaths)
+{
+    TempDir dir;
+    vextest::MakeDirectory(dir.File("sub"));
+    vextest::WriteFile(dir.File("file"), "x");
+    ASSERT_EQ(symlink(dir.File("sub").c_str(), dir.File("link").c_str()), 0);
+    CLinuxImpl impl;
+    EXPECT_TRUE(impl.IsDirectory(dir.Path()));
+    EXPECT_TRUE(impl.IsDirectory(dir.File("sub")));
+    EXPECT_TRUE(impl.IsDirectory(dir.File("link")));
+    EXPECT_FALSE(impl.IsDirectory(dir.File("file")));
+    EXPECT_FALSE(impl.IsDirectory(dir.File("missing")));
+    EXPECT_FALSE(impl.IsDirectory(""));
+}
+
 TEST(LinuxImplFiles, FileTestsLogTheirPaths)
 {
     TempDir dir;

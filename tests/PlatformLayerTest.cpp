@@ -32,6 +32,8 @@ TEST(PlatformLayer, ForwardsDirectoryOperations)
     EXPECT_EQ(CPlatformLayer::getCurrentDirectory(), strCwd + "rel/");
     EXPECT_TRUE(CPlatformLayer::IsFileExits("PIEConfig.xml"));
     EXPECT_TRUE(CPlatformLayer::IsFileExistsAbs(strCwd + "rel/PIEConfig.xml"));
+    EXPECT_TRUE(CPlatformLayer::IsDirectory(strCwd + "rel"));
+    EXPECT_FALSE(CPlatformLayer::IsDirectory(strCwd + "rel/PIEConfig.xml"));
     EXPECT_TRUE(CPlatformLayer::setCurrentDirectory(strCwd + "missing"));
     EXPECT_EQ(CPlatformLayer::getCurrentDirectory(), strCwd + "rel/");
     std::string strDir = strCwd + "rel";

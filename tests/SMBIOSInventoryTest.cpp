@@ -1924,3 +1924,98 @@ TEST_F(SMBIOSInventoryTest, EveryTruncationOfAFullTableStaysInsideTheBuffer)
         }
     }
 }
+
+// ===========================================================================
+// How the system ID was obtained
+// ===========================================================================
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginIsNotReadBeforeAnySystemIdIsAskedFor)
+{
+    WriteSysfsTable(StandardTable(0x0B));
+    InspectableSMBIOSInventory inventory(Sources());
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
+}
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesTheRevisionStructureAndItsForm)
+{
+    WriteSysfsTable(StandardTable(0x0B));
+    InspectableSMBIOSInventory single(Sources());
+    ASSERT_EQ(single.Initialize(), 1);
+    EXPECT_EQ(single.GetSystemID(), "0x0b");
+    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionSingleByte);
+
+    WriteSysfsTable(StandardTable(0xFE, 0x07C1));
+    InspectableSMBIOSInventory two(Sources());
+    ASSERT_EQ(two.Initialize(), 1);
+    EXPECT_EQ(two.GetSystemID(), "0x07C1");
+    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByte);
+
+    const std::string strShort = SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
+                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
+    WriteSysfsTable(strShort);
+    InspectableSMBIOSInventory missing(Sources());
+    ASSERT_EQ(missing.Initialize(), 1);
+    EXPECT_EQ(missing.GetSystemID(), "");
+    EXPECT_EQ(missing.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByteMissing);
+}
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAnotherMakersMachine)
+{
+    WriteSysfsTable(StandardTable(0x0B, 0, "Other System"));
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), "");
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotMakerSystem);
+}
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesThePhysicalMemoryFallback)
+{
+    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
+    SmbiosMemoryImage image;
+    image.SetSingleByteSystemId(0x41);
+    WriteMemory(image);
+    InspectableSMBIOSInventory single(Sources());
+    ASSERT_EQ(single.Initialize(), 1);
+    EXPECT_EQ(single.GetSystemID(), "0x0A");
+    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemorySingleByte);
+
+    image.SetSingleByteSystemId(0xFE);
+    image.SetTwoByteSystemId(0x07C1);
+    WriteMemory(image);
+    InspectableSMBIOSInventory two(Sources());
+    ASSERT_EQ(two.Initialize(), 1);
+    EXPECT_EQ(two.GetSystemID(), "0x07c1");
+    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryTwoByte);
+
+    WriteMemory(SmbiosMemoryImage());
+    InspectableSMBIOSInventory empty(Sources());
+    ASSERT_EQ(empty.Initialize(), 1);
+    EXPECT_EQ(empty.GetSystemID(), "");
+    EXPECT_EQ(empty.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
+}
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAMissingMemoryDevice)
+{
+    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), "");
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
+}
+
+TEST_F(SMBIOSInventoryTest, SystemIdOriginFollowsTheLastQuery)
+{
+    WriteSysfsTable(StandardTable(0x0B));
+    SmbiosMemoryImage image;
+    image.SetTwoByteSystemId(0x1234);
+    WriteMemory(image);
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), "0x0b");
+    EXPECT_EQ(inventory.GetSystemIdFromMemory(), "0x1234");
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryTwoByte);
+    EXPECT_EQ(inventory.GetSystemID(), "0x0b");
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionSingleByte);
+}

@@ -142,8 +142,12 @@ std::vector<CDeviceInfo*> CInventoryModule::TimedOutResult()
         return vDevices;
     }
     pRecord->setStatus(1);
-    pRecord->setErrorMsg("Inventory collector timed out after " + std::to_string(m_nTimedOutAfterSeconds) +
-                         " seconds");
+    pRecord->setErrorMsg(TimedOutMessage(m_nTimedOutAfterSeconds));
     vDevices.push_back(pRecord);
     return vDevices;
+}
+
+std::string CInventoryModule::TimedOutMessage(long nTimeoutSeconds)
+{
+    return "Inventory collector timed out after " + std::to_string(nTimeoutSeconds) + " seconds";
 }

@@ -30,6 +30,10 @@ public:
     // its output document; 1 on success, 0 on failure.
     int GetInvntoryXml(std::string& strOutputPath);
 
+    // The error message of the record that stands for a collector ended at
+    // its time limit of nTimeoutSeconds.
+    static std::string TimedOutMessage(long nTimeoutSeconds);
+
 private:
     CInventoryModule(const CInventoryModule&) = delete;
     CInventoryModule& operator=(const CInventoryModule&) = delete;

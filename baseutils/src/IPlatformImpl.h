@@ -26,6 +26,8 @@ public:
     virtual std::vector<std::string> GetFileListName(std::string& strDirectory) = 0;
     virtual bool IsFileExits(const std::string& strName) = 0;
     virtual bool IsFileExistsAbs(const std::string& strPath) = 0;
+    // True when strPath names a directory (following symbolic links).
+    virtual bool IsDirectory(const std::string& strPath) = 0;
     virtual void* LoadZephLibrary(const std::string& strFileName) = 0;
     virtual bool isUSBblocklisted() = 0;
     virtual void unloadUSB() = 0;

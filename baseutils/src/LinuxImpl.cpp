@@ -328,6 +328,12 @@ bool CLinuxImpl::IsFileExistsAbs(const std::string& strPath)
     return bExists;
 }
 
+bool CLinuxImpl::IsDirectory(const std::string& strPath)
+{
+    struct stat st = {};
+    return stat(strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
 bool CLinuxImpl::IsFileExits(const std::string& strName)
 {
     const std::string strPath = getCurrentDirectory() + strName;

@@ -35,6 +35,7 @@ public:
     std::vector<std::string> GetFileListName(std::string& strDirectory) override;
     bool IsFileExits(const std::string& strName) override;
     bool IsFileExistsAbs(const std::string& strPath) override;
+    bool IsDirectory(const std::string& strPath) override;
     void* LoadZephLibrary(const std::string& strFileName) override;
     bool isUSBblocklisted() override;
     void unloadUSB() override;

@@ -78,6 +78,8 @@ bool CPlatformLayer::IsFileExits(const std::string& strName) { return GetPlatfor
 
 bool CPlatformLayer::IsFileExistsAbs(const std::string& strPath) { return GetPlatform()->IsFileExistsAbs(strPath); }
 
+bool CPlatformLayer::IsDirectory(const std::string& strPath) { return GetPlatform()->IsDirectory(strPath); }
+
 void* CPlatformLayer::LoadZephLibrary(const std::string& strFileName)
 {
     return GetPlatform()->LoadZephLibrary(strFileName);

@@ -37,6 +37,7 @@ public:
     static bool setCurrentDirectory(const std::string& strPath);
     static bool IsFileExits(const std::string& strName);
     static bool IsFileExistsAbs(const std::string& strPath);
+    static bool IsDirectory(const std::string& strPath);
     static void* LoadZephLibrary(const std::string& strFileName);
     static bool isUSBblocklisted();
     static void unloadUSB();

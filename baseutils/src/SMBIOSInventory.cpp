@@ -137,7 +137,7 @@ CSMBIOSInventory::CSMBIOSInventory() : CSMBIOSInventory(SMBIOSSources()) {}
 CSMBIOSInventory::CSMBIOSInventory(const SMBIOSSources& sources)
     : m_tokenFlag(0), m_rawTable(nullptr), m_rawTableLength(0), m_isESXi(0), m_mapBase(nullptr),
       m_mapLength(0), m_sources(sources), m_eTableSource(eTableSourceNone), m_nEntryPointMajor(0),
-      m_nEntryPointMinor(0)
+      m_nEntryPointMinor(0), m_eSystemIdOrigin(eSystemIdNotRead)
 {
     if (CPlatformLayer::IsFileExits(strEnableLogFileName))
     {
@@ -1032,6 +1032,7 @@ std::string CSMBIOSInventory::GetSystemID()
     if (!IsBrixSystem(GetOEMName()))
     {
         VEXLOG("Skipping SystemID on Non-Brix System");
+        m_eSystemIdOrigin = eSystemIdNotMakerSystem;
         return std::string();
     }
 
@@ -1050,6 +1051,7 @@ std::string CSMBIOSInventory::GetSystemID()
     if (pSingleOwned[0] != kTwoByteSystemIdMarker)
     {
         VEXLOG("Single Byte System ID on the system");
+        m_eSystemIdOrigin = eSystemIdRevisionSingleByte;
         std::snprintf(szId, sizeof(szId), "0x%02x", static_cast<unsigned int>(pSingleOwned[0]));
     }
     else
@@ -1059,9 +1061,11 @@ std::string CSMBIOSInventory::GetSystemID()
         {
             delete[] pTwo;
             VEXLOG("Unable to fetch Single Byte System ID");
+            m_eSystemIdOrigin = eSystemIdRevisionTwoByteMissing;
             return std::string();
         }
         std::unique_ptr<unsigned char[]> pTwoOwned(pTwo);
+        m_eSystemIdOrigin = eSystemIdRevisionTwoByte;
         std::snprintf(szId, sizeof(szId), "0x%04X", static_cast<unsigned int>(ReadLE16(pTwoOwned.get())));
     }
     VEXLOG("Exiting GetSystemID");
@@ -1074,6 +1078,7 @@ std::string CSMBIOSInventory::GetSystemIdFromMemory()
     if (GetValueByOffset(kLegacySingleByteSystemIdAddress, 1, &nSingle) == 0)
     {
         VEXLOG("GetSystemIdFromMemory(): GetValueByOffset Failed");
+        m_eSystemIdOrigin = eSystemIdMemoryUnavailable;
         return std::string();
     }
     if (nSingle != 0 && nSingle != kTwoByteSystemIdMarker)
@@ -1082,6 +1087,7 @@ std::string CSMBIOSInventory::GetSystemIdFromMemory()
         std::string strResult = "0x0";
         strResult += static_cast<char>(nSingle);
         VEXLOG("GetSystemIdFromMemory(): Found Single Byte system ID on the system: " + strResult);
+        m_eSystemIdOrigin = eSystemIdMemorySingleByte;
         return strResult;
     }
     VEXLOG("Single byte System ID value is 0xFE. Checking two byte system ID on the system");
@@ -1089,12 +1095,14 @@ std::string CSMBIOSInventory::GetSystemIdFromMemory()
     if (GetValueByOffset(kLegacyTwoByteSystemIdAddress, 2, aTwo) == 0 || ReadLE16(aTwo) == 0)
     {
         VEXLOG("GetSystemIdFromMemory(): Unable to get system ID from memory");
+        m_eSystemIdOrigin = eSystemIdMemoryUnavailable;
         return std::string();
     }
     char szId[16] = {};
     std::snprintf(szId, sizeof(szId), "0x%04x", static_cast<unsigned int>(ReadLE16(aTwo)));
     const std::string strResult(szId);
     VEXLOG("GetSystemIdFromMemory(): Found Two Byte system ID on the system: " + strResult);
+    m_eSystemIdOrigin = eSystemIdMemoryTwoByte;
     return strResult;
 }
 

@@ -81,6 +81,20 @@ public:
         eTableSourceESXiDevice = 3
     };
 
+    // Where the last GetSystemID (or GetSystemIdFromMemory) took the system
+    // ID from, or why it gave the empty string.
+    enum eSystemIdOrigin
+    {
+        eSystemIdNotRead = 0,                // no system ID asked for yet
+        eSystemIdNotMakerSystem = 1,         // first OEM string is not the maker's: empty
+        eSystemIdRevisionSingleByte = 2,     // type-208 single byte
+        eSystemIdRevisionTwoByte = 3,        // type-208 marker 0xFE and the two-byte ID
+        eSystemIdRevisionTwoByteMissing = 4, // type-208 marker 0xFE without the two-byte ID: empty
+        eSystemIdMemorySingleByte = 5,       // legacy single byte in physical memory
+        eSystemIdMemoryTwoByte = 6,          // legacy two-byte ID in physical memory
+        eSystemIdMemoryUnavailable = 7       // nothing usable in physical memory: empty
+    };
+
     CSMBIOSInventory();
     explicit CSMBIOSInventory(const SMBIOSSources& sources);
     virtual ~CSMBIOSInventory();
@@ -109,6 +123,8 @@ public:
     eTableSource GetTableSource() const { return m_eTableSource; }
     unsigned int GetEntryPointMajorVersion() const { return m_nEntryPointMajor; }
     unsigned int GetEntryPointMinorVersion() const { return m_nEntryPointMinor; }
+    // How the last system ID was obtained; changes nothing in what is read.
+    eSystemIdOrigin GetSystemIdOrigin() const { return m_eSystemIdOrigin; }
 
     // --- Structure walk and strings ----------------------------------------
     int getSMBIOSStruct(int* pnLength, unsigned char** ppStruct, int type, int instance);
@@ -176,6 +192,7 @@ private:
     eTableSource m_eTableSource;
     unsigned int m_nEntryPointMajor;
     unsigned int m_nEntryPointMinor;
+    eSystemIdOrigin m_eSystemIdOrigin;
 };
 
 #endif // VEXDEP_SMBIOSINVENTORY_H

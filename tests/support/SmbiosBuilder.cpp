@@ -131,6 +131,33 @@ std::string SmbiosESXiDeviceImage(const std::string& strEntryPoint, const std::s
     return strEntryPoint + strTable;
 }
 
+namespace
+{
+const std::size_t kDumpTableOffset = 0x20;
+
+std::string DumpImage(const std::string& strEntryPoint, const std::string& strTable)
+{
+    std::string strDump = strEntryPoint;
+    strDump.resize(kDumpTableOffset, '\0');
+    return strDump + strTable;
+}
+} // namespace
+
+std::string SmbiosDumpImage2(const std::string& strTable, EntryPoint2Options options, uint16_t nStructureCount)
+{
+    options.nTableLength = static_cast<uint16_t>(strTable.size());
+    options.nTableAddress = kDumpTableOffset;
+    options.nStructureCount = nStructureCount;
+    return DumpImage(SmbiosEntryPoint2(options), strTable);
+}
+
+std::string SmbiosDumpImage3(const std::string& strTable, EntryPoint3Options options)
+{
+    options.nMaxTableSize = static_cast<uint32_t>(strTable.size());
+    options.nTableAddress = kDumpTableOffset;
+    return DumpImage(SmbiosEntryPoint3(options), strTable);
+}
+
 SmbiosMemoryImage::SmbiosMemoryImage() : m_strBytes(kSize, '\0') {}
 
 void SmbiosMemoryImage::Put(uint32_t nAddress, const std::string& strBytes)

@@ -77,6 +77,14 @@ std::string SmbiosEntryPoint3(const EntryPoint3Options& options = EntryPoint3Opt
 // the table.
 std::string SmbiosESXiDeviceImage(const std::string& strEntryPoint, const std::string& strTable);
 
+// A binary dump in the form "dmidecode --dump-bin" writes: the entry point at
+// offset 0 with the table address set to 0x20 (and, for 2.x, the table
+// length and the structure count filled in; for 3.x the maximum table size),
+// zeros up to offset 0x20, then the table.
+std::string SmbiosDumpImage2(const std::string& strTable, EntryPoint2Options options = EntryPoint2Options(),
+                             uint16_t nStructureCount = 0);
+std::string SmbiosDumpImage3(const std::string& strTable, EntryPoint3Options options = EntryPoint3Options());
+
 // A 1 MiB image of the low physical memory, all zeros at first.
 class SmbiosMemoryImage
 {

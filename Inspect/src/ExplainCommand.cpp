@@ -1,0 +1,133 @@
+#include "ExplainCommand.h"
+
+#include "DependenciesChecker.h"
+#include "DeviceInventoryInfo.h"
+#include "DiagnosticLog.h"
+#include "ExplainReport.h"
+#include "PlatformLayer.h"
+#include "SmbiosDump.h"
+#include "SmbiosSummary.h"
+
+#include <fstream>
+#include <ostream>
+#include <sstream>
+
+namespace
+{
+// Goes back to the directory it was created in when it goes away.
+class CReturnToDirectory
+{
+public:
+    CReturnToDirectory() : m_strDirectory(CPlatformLayer::getCurrentDirectory()) {}
+    ~CReturnToDirectory() { CPlatformLayer::setCurrentDirectory(m_strDirectory); }
+    CReturnToDirectory(const CReturnToDirectory&) = delete;
+    CReturnToDirectory& operator=(const CReturnToDirectory&) = delete;
+
+private:
+    std::string m_strDirectory;
+};
+
+// The inventory text exactly as vexdepcheck's main reads it.
+std::string ReadInventoryText()
+{
+    std::ifstream ifsInventory("inv.xml");
+    std::stringstream ssInventory;
+    ssInventory << ifsInventory.rdbuf();
+    return ssInventory.str();
+}
+} // namespace
+
+CExplainCommand::CExplainCommand(const SExplainOptions& options) : m_options(options) {}
+
+int CExplainCommand::Run(std::ostream& out, std::ostream& err)
+{
+    CDeviceInfo::eDependencyType eType = CDeviceInfo::eDependencyTypeHard;
+    if (m_options.strType == "soft")
+    {
+        eType = CDeviceInfo::eDependencyTypeSoft;
+    }
+    else if (m_options.strType != "hard")
+    {
+        err << "vexinspect explain: the type must be hard or soft, not \"" << m_options.strType << "\"\n";
+        return nExitUsage;
+    }
+
+    // Before anything reads the package: with the logger open, the readers
+    // cannot switch it on inside the package directory.
+    if (!CDiagnosticLog::Open(m_options.strLogFile))
+    {
+        err << "vexinspect explain: cannot open the log file "
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << "\n";
+        return nExitUnusableInput;
+    }
+
+    // The dump is read relative to where the tool was started.
+    CSmbiosDump dump;
+    const bool bFromDump = !m_options.strSmbiosDump.empty();
+    if (bFromDump && !dump.Load(m_options.strSmbiosDump))
+    {
+        err << "vexinspect explain: " << dump.GetError() << "\n";
+        return nExitUnusableInput;
+    }
+
+    CReturnToDirectory returnToDirectory;
+    if (!m_options.strPackageDir.empty())
+    {
+        // The platform layer's change of directory reports no failure: the
+        // directory is tested first.
+        if (!CPlatformLayer::IsDirectory(m_options.strPackageDir))
+        {
+            err << "vexinspect explain: the package directory " << m_options.strPackageDir << " does not exist\n";
+            return nExitUnusableInput;
+        }
+        CPlatformLayer::setCurrentDirectory(m_options.strPackageDir);
+    }
+
+    // As vexdepcheck: the inventory text first, then the checker for the
+    // working directory (the wrapper's construction).
+    const std::string strInventoryXml = ReadInventoryText();
+    const std::string strWorkingDirectory = CPlatformLayer::getCurrentDirectory();
+    // Tested by opening it, which writes no log line of its own.
+    const bool bPackageDescriptionFound = std::ifstream("package.xml").is_open();
+
+    CExplainReport report;
+    report.SetRun(eType, strWorkingDirectory, bPackageDescriptionFound, strInventoryXml);
+    {
+        CDependenciesChecker checker(strWorkingDirectory);
+        checker.SetDecisionListener(&report);
+        if (bFromDump)
+        {
+            checker.SetSMBIOSSources(dump.GetSources());
+        }
+        const bool bProcessed = checker.Process(eType, strInventoryXml);
+        report.SetOutcome(bProcessed, checker.GetDependentDevices());
+    }
+
+    // The machine as the run saw it, read again now that the run is over.
+    std::size_t nDevices = 0;
+    SOSInfo runningOS;
+    {
+        CDeviceInventoryInfo inventory(strInventoryXml);
+        std::vector<CDeviceInfo*> vDevices = inventory.GetDeviceInfo();
+        nDevices = vDevices.size();
+        for (CDeviceInfo* pDevice : vDevices)
+        {
+            delete pDevice;
+        }
+        runningOS = inventory.GetOSInfo();
+    }
+    const SSmbiosSummary smbios =
+        CSmbiosSummary::Read(bFromDump ? dump.GetSources() : SMBIOSSources(), m_options.strSmbiosDump);
+    report.SetMachine(runningOS, nDevices, smbios);
+    report.ClassifyCollectorRuns();
+
+    if (m_options.bJson)
+    {
+        out << report.ToJson().dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+    }
+    else
+    {
+        out << report.ToText();
+    }
+    return nExitExplained;
+}

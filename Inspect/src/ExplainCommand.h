@@ -1,0 +1,45 @@
+#ifndef VEXDEP_EXPLAINCOMMAND_H
+#define VEXDEP_EXPLAINCOMMAND_H
+
+#include <iosfwd>
+#include <string>
+
+struct SExplainOptions
+{
+    std::string strType;       // "hard" or "soft"
+    std::string strPackageDir; // the package directory; the current one when empty
+    std::string strSmbiosDump; // evaluate against this dump instead of the machine's tables
+    std::string strLogFile;    // the library's debug log; /dev/null when empty
+    bool bJson = false;
+};
+
+// vexinspect explain: runs exactly the evaluation that vexdepcheck runs in
+// the package directory (the same checker, collectors and cache, the same
+// "inv.xml") with a decision listener attached, and prints for every declared
+// dependency what each step compared and decided, then the exit status that
+// vexdepcheck returns.
+//
+// Nothing is written into the package directory beyond what the collectors
+// write: the debug log goes to the named file or to /dev/null, and a dump's
+// tables go to a private temporary directory.
+//
+// Exit status: 0 when the explanation was printed, 64 for a type other than
+// hard or soft, 66 when the package directory, the dump or the log file
+// cannot be used.
+class CExplainCommand
+{
+public:
+    static constexpr int nExitExplained = 0;
+    static constexpr int nExitUsage = 64;
+    static constexpr int nExitUnusableInput = 66;
+
+    explicit CExplainCommand(const SExplainOptions& options);
+    // Runs in the package directory and returns to the directory it started
+    // from.
+    int Run(std::ostream& out, std::ostream& err);
+
+private:
+    SExplainOptions m_options;
+};
+
+#endif // VEXDEP_EXPLAINCOMMAND_H

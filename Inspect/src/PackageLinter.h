@@ -1,0 +1,97 @@
+#ifndef VEXDEP_PACKAGELINTER_H
+#define VEXDEP_PACKAGELINTER_H
+
+#include "DeviceInfo.h"
+#include "XmlSupport.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+// One thing in a package that the checker treats differently from what its
+// author probably meant.
+struct SLintFinding
+{
+    enum class ESeverity
+    {
+        Warning, // the checker runs, but not as the package reads
+        Error    // a dependency can never be verified, or never applies as written
+    };
+
+    std::string strCode;
+    ESeverity eSeverity = ESeverity::Warning;
+    std::string strFile; // relative to the package directory
+    long nLine = 0;      // line of the element; 0 when there is no element to point at
+    std::string strElement;
+    std::string strMessage;
+};
+
+// A kind of finding: its code, its severity and what it is about.
+struct SLintRule
+{
+    const char* pszCode;
+    SLintFinding::ESeverity eSeverity;
+    const char* pszSummary;
+};
+
+// Reads a package as the checker does (its "package.xml" with the same XPath
+// query, child walks and attribute rules, and each release directory's
+// "PIEConfig.xml") and reports what the checker will do differently from
+// what the package seems to say. Reads only; writes nothing.
+class CPackageLinter
+{
+public:
+    explicit CPackageLinter(const std::string& strPackageDirectory);
+    ~CPackageLinter();
+    CPackageLinter(const CPackageLinter&) = delete;
+    CPackageLinter& operator=(const CPackageLinter&) = delete;
+
+    // The findings in the order of the files and lines they point at:
+    // package.xml first, then the release directories in order of first use.
+    std::vector<SLintFinding> Lint();
+
+    // Every kind of finding, errors first.
+    static const std::vector<SLintRule>& Rules();
+    static const SLintRule* FindRule(const std::string& strCode);
+
+private:
+    // The value of one attribute that a later element may carry over, and
+    // the line it was read on.
+    struct SCarried
+    {
+        std::string strValue;
+        long nLine = 0;
+    };
+    // A dependency record as the package reader lists it, for the duplicate
+    // rule.
+    struct SListed
+    {
+        std::unique_ptr<CDeviceInfo> pRecord;
+        std::string strParentComponentID;
+        long nLine = 0;
+    };
+
+    void Add(const std::string& strCode, const std::string& strFile, const xmlNode* pNode,
+             const std::string& strMessage);
+    void LintDependency(xmlNode* pDependency);
+    void LintAttributes(xmlNode* pDependency);
+    void LintParentDevice(const xmlNode* pParent);
+    void LintPlatforms(xmlNode* pDependency);
+    void LintOperatingSystem(const xmlNode* pOS);
+    void LintPCIIdentity(const xmlNode* pPCI, std::map<std::string, SCarried>& mapCarried);
+    void LintDuplicates(xmlNode* pDependency, const std::vector<SPCIInfo>& vIdentities);
+    void LintRelease(const std::string& strReleaseID, const xmlNode* pFirstUse);
+
+    std::string m_strPackageDirectory;
+    std::vector<SLintFinding> m_vFindings;
+    // Carried over between all OS and PCI children of the dependencies, in
+    // document order, as the package reader does.
+    std::map<std::string, SCarried> m_mapOSCarried;
+    std::map<std::string, SCarried> m_mapPCICarried;
+    std::vector<const xmlNode*> m_vParentsSeen;
+    std::vector<SListed> m_vListed;
+    std::vector<std::pair<std::string, const xmlNode*>> m_vReleases;
+};
+
+#endif // VEXDEP_PACKAGELINTER_H

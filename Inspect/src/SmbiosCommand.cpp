@@ -1,0 +1,45 @@
+#include "SmbiosCommand.h"
+
+#include "DiagnosticLog.h"
+#include "SmbiosDump.h"
+#include "SmbiosSummary.h"
+
+#include <ostream>
+
+CSmbiosCommand::CSmbiosCommand(const SSmbiosOptions& options) : m_options(options) {}
+
+int CSmbiosCommand::Run(std::ostream& out, std::ostream& err)
+{
+    if (!CDiagnosticLog::Open(m_options.strLogFile))
+    {
+        err << "vexinspect smbios: cannot open the log file "
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << "\n";
+        return nExitUnusableInput;
+    }
+
+    CSmbiosDump dump;
+    SMBIOSSources sources;
+    if (!m_options.strFromDump.empty())
+    {
+        if (!dump.Load(m_options.strFromDump))
+        {
+            err << "vexinspect smbios: " << dump.GetError() << "\n";
+            return nExitUnusableInput;
+        }
+        sources = dump.GetSources();
+    }
+
+    const SSmbiosSummary summary = CSmbiosSummary::Read(sources, m_options.strFromDump);
+    if (m_options.bJson)
+    {
+        nlohmann::ordered_json json;
+        json["command"] = "smbios";
+        json.update(CSmbiosSummary::ToJson(summary));
+        out << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+    }
+    else
+    {
+        out << CSmbiosSummary::ToText(summary);
+    }
+    return summary.bTableRead ? nExitTableRead : nExitNoTable;
+}

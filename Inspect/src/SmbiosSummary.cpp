@@ -1,0 +1,277 @@
+#include "SmbiosSummary.h"
+
+#include <sstream>
+
+namespace
+{
+// Structure types: 0 to 255; the walk ends at type 127, which is therefore
+// never counted.
+const unsigned int kStructureTypes = 256;
+
+std::string Label(const std::string& strLabel)
+{
+    std::string strText = strLabel;
+    strText.resize(20, ' ');
+    return strText + ": ";
+}
+} // namespace
+
+SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::string& strDumpFile)
+{
+    SSmbiosSummary summary;
+    summary.strDumpFile = strDumpFile;
+    CSMBIOSInventory inventory(sources);
+    summary.bTableRead = inventory.Initialize() != 0;
+    if (!summary.bTableRead)
+    {
+        return summary;
+    }
+    summary.eSource = inventory.GetTableSource();
+    summary.nEntryPointMajor = inventory.GetEntryPointMajorVersion();
+    summary.nEntryPointMinor = inventory.GetEntryPointMinorVersion();
+    summary.strBiosVendor = inventory.GetVendorName();
+    summary.strBiosVersion = inventory.GetBiosVersion();
+    summary.strManufacturer = inventory.GetManufacturerName();
+    summary.strProductName = inventory.GetProductName();
+    summary.strSerialNumber = inventory.GetSerialNumber();
+    inventory.getOEMStringsFromTable(&summary.vOEMStrings, 0);
+    for (unsigned int nType = 0; nType < kStructureTypes; ++nType)
+    {
+        const int nCount = inventory.GetDeviceCountMatchingStructNumber(nType);
+        if (nCount > 0)
+        {
+            summary.vStructureCounts.emplace_back(nType, nCount);
+        }
+    }
+    summary.strSystemID = inventory.GetSystemID();
+    summary.eSystemIdOrigin = inventory.GetSystemIdOrigin();
+    return summary;
+}
+
+std::string CSmbiosSummary::SourceKey(const SSmbiosSummary& summary)
+{
+    return SourceKey(summary.eSource, !summary.strDumpFile.empty());
+}
+
+std::string CSmbiosSummary::SourceKey(CSMBIOSInventory::eTableSource eSource, bool bFromDump)
+{
+    switch (eSource)
+    {
+    case CSMBIOSInventory::eTableSourceSysfs:
+        // A dump reaches the reader through the two files of the sysfs export.
+        return bFromDump ? "dump-file" : "sysfs";
+    case CSMBIOSInventory::eTableSourceMemoryScan:
+        return "memory-scan";
+    case CSMBIOSInventory::eTableSourceESXiDevice:
+        return "esxi-device";
+    case CSMBIOSInventory::eTableSourceNone:
+        break;
+    }
+    return "none";
+}
+
+std::string CSmbiosSummary::EntryPointVersion(unsigned int nMajor, unsigned int nMinor)
+{
+    if (nMajor == 0 && nMinor == 0)
+    {
+        return std::string();
+    }
+    return std::to_string(nMajor) + "." + std::to_string(nMinor);
+}
+
+std::string CSmbiosSummary::OriginKey(CSMBIOSInventory::eSystemIdOrigin eOrigin)
+{
+    switch (eOrigin)
+    {
+    case CSMBIOSInventory::eSystemIdNotRead:
+        return "not-read";
+    case CSMBIOSInventory::eSystemIdNotMakerSystem:
+        return "not-maker-system";
+    case CSMBIOSInventory::eSystemIdRevisionSingleByte:
+        return "revision-single-byte";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByte:
+        return "revision-two-byte";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByteMissing:
+        return "revision-two-byte-missing";
+    case CSMBIOSInventory::eSystemIdMemorySingleByte:
+        return "memory-single-byte";
+    case CSMBIOSInventory::eSystemIdMemoryTwoByte:
+        return "memory-two-byte";
+    case CSMBIOSInventory::eSystemIdMemoryUnavailable:
+        return "memory-unavailable";
+    }
+    return "not-read";
+}
+
+std::string CSmbiosSummary::OriginText(CSMBIOSInventory::eSystemIdOrigin eOrigin)
+{
+    switch (eOrigin)
+    {
+    case CSMBIOSInventory::eSystemIdNotRead:
+        return "not read";
+    case CSMBIOSInventory::eSystemIdNotMakerSystem:
+        return std::string("the first OEM string is not \"") + BrixOEMName + "\"";
+    case CSMBIOSInventory::eSystemIdRevisionSingleByte:
+        return "from the revision structure (type 208), single byte";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByte:
+        return "from the revision structure (type 208), two-byte ID behind the marker 0xFE";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByteMissing:
+        return "the revision structure (type 208) has the marker 0xFE but no two-byte ID";
+    case CSMBIOSInventory::eSystemIdMemorySingleByte:
+        return "no revision structure; from physical memory at 0xFE845, the byte as a character";
+    case CSMBIOSInventory::eSystemIdMemoryTwoByte:
+        return "no revision structure; from physical memory at 0xFE840, two bytes";
+    case CSMBIOSInventory::eSystemIdMemoryUnavailable:
+        return "no revision structure, and physical memory gives none";
+    }
+    return "not read";
+}
+
+std::string CSmbiosSummary::StructureTypeName(unsigned int nType)
+{
+    switch (nType)
+    {
+    case 0:
+        return "BIOS information";
+    case 1:
+        return "system information";
+    case 2:
+        return "baseboard";
+    case 3:
+        return "chassis";
+    case 4:
+        return "processor";
+    case 7:
+        return "cache";
+    case 8:
+        return "port connector";
+    case 9:
+        return "system slots";
+    case 11:
+        return "OEM strings";
+    case 12:
+        return "system configuration options";
+    case 16:
+        return "physical memory array";
+    case 17:
+        return "memory device";
+    case 19:
+        return "memory array mapped address";
+    case 32:
+        return "system boot information";
+    case 38:
+        return "IPMI device";
+    case 41:
+        return "onboard devices";
+    case 208:
+        return "maker's revision structure";
+    case 212:
+        return "maker's token structure";
+    default:
+        return std::string();
+    }
+}
+
+std::string CSmbiosSummary::SourceText(const SSmbiosSummary& summary)
+{
+    if (!summary.bTableRead)
+    {
+        return summary.strDumpFile.empty()
+                   ? "none: no SMBIOS table could be read"
+                   : "none: the table of dump file " + summary.strDumpFile + " could not be read";
+    }
+    std::string strText;
+    switch (summary.eSource)
+    {
+    case CSMBIOSInventory::eTableSourceSysfs:
+        strText = summary.strDumpFile.empty() ? "sysfs" : "dump file " + summary.strDumpFile;
+        break;
+    case CSMBIOSInventory::eTableSourceMemoryScan:
+        strText = "memory scan";
+        break;
+    case CSMBIOSInventory::eTableSourceESXiDevice:
+        strText = "ESXi device";
+        break;
+    case CSMBIOSInventory::eTableSourceNone:
+        strText = "unknown";
+        break;
+    }
+    const std::string strVersion = EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
+    return strText + ", entry point " + (strVersion.empty() ? "of unknown version" : strVersion);
+}
+
+std::string CSmbiosSummary::SystemIdText(const std::string& strSystemID, CSMBIOSInventory::eSystemIdOrigin eOrigin)
+{
+    if (strSystemID.empty())
+    {
+        return "none (" + OriginText(eOrigin) + ")";
+    }
+    return strSystemID + " (" + OriginText(eOrigin) + ")";
+}
+
+std::string CSmbiosSummary::ToText(const SSmbiosSummary& summary)
+{
+    std::ostringstream oss;
+    oss << Label("Source") << SourceText(summary) << "\n";
+    if (!summary.bTableRead)
+    {
+        return oss.str();
+    }
+    oss << Label("BIOS vendor") << summary.strBiosVendor << "\n";
+    oss << Label("BIOS version") << summary.strBiosVersion << "\n";
+    oss << Label("Manufacturer") << summary.strManufacturer << "\n";
+    oss << Label("Product name") << summary.strProductName << "\n";
+    oss << Label("Serial number") << summary.strSerialNumber << "\n";
+    oss << Label("OEM strings") << summary.vOEMStrings.size() << "\n";
+    for (std::size_t i = 0; i < summary.vOEMStrings.size(); ++i)
+    {
+        oss << "  " << (i + 1) << ": " << summary.vOEMStrings[i] << "\n";
+    }
+    int nStructures = 0;
+    for (const auto& count : summary.vStructureCounts)
+    {
+        nStructures += count.second;
+    }
+    oss << Label("Structures") << nStructures << "\n";
+    for (const auto& count : summary.vStructureCounts)
+    {
+        const std::string strName = StructureTypeName(count.first);
+        oss << "  type " << count.first << (strName.empty() ? "" : " (" + strName + ")") << ": " << count.second
+            << "\n";
+    }
+    oss << Label("System ID") << SystemIdText(summary.strSystemID, summary.eSystemIdOrigin) << "\n";
+    return oss.str();
+}
+
+nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
+{
+    nlohmann::ordered_json json;
+    json["tableRead"] = summary.bTableRead;
+    json["source"] = summary.bTableRead ? SourceKey(summary) : "none";
+    json["dumpFile"] =
+        summary.strDumpFile.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(summary.strDumpFile);
+    const std::string strVersion = EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
+    json["entryPointVersion"] = strVersion.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strVersion);
+    if (!summary.bTableRead)
+    {
+        return json;
+    }
+    json["biosVendor"] = summary.strBiosVendor;
+    json["biosVersion"] = summary.strBiosVersion;
+    json["manufacturer"] = summary.strManufacturer;
+    json["productName"] = summary.strProductName;
+    json["serialNumber"] = summary.strSerialNumber;
+    json["oemStrings"] = summary.vOEMStrings;
+    nlohmann::ordered_json counts = nlohmann::ordered_json::array();
+    for (const auto& count : summary.vStructureCounts)
+    {
+        nlohmann::ordered_json entry;
+        entry["type"] = count.first;
+        entry["count"] = count.second;
+        counts.push_back(entry);
+    }
+    json["structureCounts"] = counts;
+    json["systemID"] = summary.strSystemID;
+    json["systemIDOrigin"] = OriginKey(summary.eSystemIdOrigin);
+    return json;
+}

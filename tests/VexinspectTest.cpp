@@ -1,0 +1,691 @@
+// The vexinspect executable end to end: explain agrees with vexdepcheck on
+// every package of the catalogue, smbios agrees with dmidecode on dumps,
+// the human-readable forms match their goldens, and the command line.
+
+#include "CheckerRun.h"
+#include "Scenarios.h"
+#include "SmbiosBuilder.h"
+#include "TestSupport.h"
+#include "Version.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+using namespace vextest;
+using Json = nlohmann::json;
+
+namespace
+{
+const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
+const std::string kDmidecode = "/usr/sbin/dmidecode";
+const std::string kGoldens = VEXDEP_FIXTURES_DIR "/vexinspect";
+
+std::vector<std::string> Lines(const std::string& strText)
+{
+    std::vector<std::string> vLines;
+    std::istringstream iss(strText);
+    for (std::string strLine; std::getline(iss, strLine);)
+    {
+        vLines.push_back(strLine);
+    }
+    return vLines;
+}
+
+std::string Replace(std::string strText, const std::string& strFrom, const std::string& strTo)
+{
+    for (std::string::size_type nAt = strText.find(strFrom); nAt != std::string::npos;
+         nAt = strText.find(strFrom, nAt + strTo.size()))
+    {
+        strText.replace(nAt, strFrom.size(), strTo);
+    }
+    return strText;
+}
+
+// The dependencies of a report that vexdepcheck printed: each block starts
+// with the display name on the line before its current-version line.
+std::vector<std::pair<std::string, bool>> ReportedByChecker(const std::string& strStdout)
+{
+    const std::string strCurrent = "\tCurrent  Version     : ";
+    const std::vector<std::string> vLines = Lines(strStdout);
+    std::vector<std::pair<std::string, bool>> vReported;
+    for (std::size_t i = 0; i + 1 < vLines.size(); ++i)
+    {
+        if (vLines[i + 1].compare(0, strCurrent.size(), strCurrent) == 0)
+        {
+            vReported.emplace_back(vLines[i], vLines[i + 1] == strCurrent + "Failed");
+        }
+    }
+    return vReported;
+}
+
+std::vector<std::pair<std::string, bool>> ReportedByExplain(const Json& json)
+{
+    std::vector<std::pair<std::string, bool>> vReported;
+    for (const Json& entry : json["reported"])
+    {
+        vReported.emplace_back(entry["display"].get<std::string>(), entry["state"] == "failed");
+    }
+    return vReported;
+}
+
+struct RunCase
+{
+    std::string strScenario;
+    std::size_t nRun;
+};
+
+void PrintTo(const RunCase& runCase, std::ostream* pStream)
+{
+    *pStream << runCase.strScenario << " run " << runCase.nRun;
+}
+
+// The runs of the catalogue with a plain "hard" or "soft" argument.
+std::vector<RunCase> PlainRuns()
+{
+    std::vector<RunCase> vCases;
+    for (const Scenario& scenario : EndToEndScenarios())
+    {
+        for (std::size_t n = 0; n < scenario.vRuns.size(); ++n)
+        {
+            const std::vector<std::string>& vArgs = scenario.vRuns[n].vArgs;
+            if (vArgs.size() == 1 && (vArgs[0] == "hard" || vArgs[0] == "soft"))
+            {
+                vCases.push_back(RunCase{scenario.strName, n});
+            }
+        }
+    }
+    return vCases;
+}
+
+std::string CaseName(const ::testing::TestParamInfo<RunCase>& info)
+{
+    std::string strName = info.param.strScenario + "_" + std::to_string(info.param.nRun);
+    std::replace(strName.begin(), strName.end(), '-', '_');
+    return strName;
+}
+
+class ExplainAgrees : public ::testing::TestWithParam<RunCase>
+{
+};
+
+#define SKIP_WITHOUT_NAMESPACE()                                                                                       \
+    if (!CanUseMountNamespace())                                                                                       \
+    GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled"
+
+// Every path below strDirectory with its type letter, sorted.
+std::vector<std::string> Tree(const std::string& strDirectory)
+{
+    std::vector<std::string> vEntries =
+        Lines(RunCommand({"/usr/bin/find", ".", "-mindepth", "1", "-printf", "%P%y\\n"}, strDirectory).strStdout);
+    std::sort(vEntries.begin(), vEntries.end());
+    return vEntries;
+}
+
+// The value dmidecode prints for one keyword.
+std::string DmidecodeString(const std::string& strDump, const std::string& strKeyword)
+{
+    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-s", strKeyword}, "/");
+    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
+    const std::vector<std::string> vLines = Lines(result.strStdout);
+    return vLines.empty() ? std::string() : vLines.back();
+}
+
+// The OEM strings as dmidecode lists them ("String N: text" under type 11).
+std::vector<std::string> DmidecodeOEMStrings(const std::string& strDump)
+{
+    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-t", "11"}, "/");
+    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
+    std::vector<std::string> vStrings;
+    for (const std::string& strLine : Lines(result.strStdout))
+    {
+        const std::string::size_type nColon = strLine.find(": ");
+        if (strLine.compare(0, 8, "\tString ") == 0 && nColon != std::string::npos)
+        {
+            vStrings.push_back(strLine.substr(nColon + 2));
+        }
+    }
+    return vStrings;
+}
+
+const std::vector<std::string> kOEMStrings = {"Brix System", "5[0000]", "14[1]", "OEM text with blanks"};
+
+std::string IdentityTable(uint8_t nSystemId, uint16_t nTwoByteId = 0)
+{
+    return SmbiosTable({BiosInformationStructure("Brix", "2.19.1", "05/06/2025"),
+                        SystemInformationStructure("Brix Computer", "Server R760 xs", "1.0", "7XK4Q93"),
+                        OemStringsStructure(kOEMStrings), RevisionStructure(nSystemId, nTwoByteId),
+                        SystemSlotStructure(0x3B, 0x08, 1, {"PCIe Slot 1"})});
+}
+
+void ExpectSmbiosAgreesWithDmidecode(const std::string& strDump)
+{
+    const CommandResult inspect = RunCommand({kInspect, "smbios", "--from-dump", strDump, "--json"}, "/");
+    ASSERT_EQ(inspect.nExitStatus, 0) << inspect.strStderr;
+    const Json json = Json::parse(inspect.strStdout);
+
+    const std::string strManufacturer = DmidecodeString(strDump, "system-manufacturer");
+    const std::string strProduct = DmidecodeString(strDump, "system-product-name");
+    const std::vector<std::string> vOEMStrings = DmidecodeOEMStrings(strDump);
+    EXPECT_EQ(strManufacturer, "Brix Computer");
+    EXPECT_EQ(strProduct, "Server R760 xs");
+    EXPECT_EQ(vOEMStrings, kOEMStrings);
+
+    EXPECT_EQ(json["manufacturer"], strManufacturer);
+    EXPECT_EQ(json["productName"], strProduct);
+    EXPECT_EQ(json["oemStrings"].get<std::vector<std::string>>(), vOEMStrings);
+    EXPECT_EQ(json["serialNumber"], DmidecodeString(strDump, "system-serial-number"));
+    EXPECT_EQ(json["biosVendor"], DmidecodeString(strDump, "bios-vendor"));
+    EXPECT_EQ(json["biosVersion"], DmidecodeString(strDump, "bios-version"));
+}
+} // namespace
+
+// ===========================================================================
+// explain agrees with vexdepcheck
+// ===========================================================================
+
+TEST_P(ExplainAgrees, OnTheReportedDependenciesAndTheExitStatus)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const Scenario& scenario = FindScenario(GetParam().strScenario);
+    const std::string strType = scenario.vRuns[GetParam().nRun].vArgs[0];
+    TempDir dir;
+    WriteScenario(scenario, dir.Path());
+
+    const CommandResult checker = RunInPackage({CheckerExecutable(), strType}, dir.Path(), scenario.firmware);
+    const CommandResult explain = RunInPackage({kInspect, "explain", strType, "--json"}, dir.Path(), scenario.firmware);
+    ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+    // Failures are shown in the explanation, not on standard error.
+    EXPECT_EQ(explain.strStderr, "");
+    const Json json = Json::parse(explain.strStdout);
+
+    EXPECT_EQ(json["exitStatus"], checker.nExitStatus);
+    EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(checker.strStdout)) << checker.strStdout;
+    // And both are what the catalogue expects.
+    EXPECT_EQ(checker.nExitStatus, scenario.vRuns[GetParam().nRun].nExitStatus);
+    std::size_t nReportedVerdicts = 0;
+    for (const Json& dependency : json["dependencies"])
+    {
+        const std::string strVerdict = dependency["verdict"];
+        nReportedVerdicts += strVerdict == "reported-unmet" || strVerdict == "reported-failed" ? 1 : 0;
+    }
+    EXPECT_EQ(nReportedVerdicts, json["reported"].size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, ExplainAgrees, ::testing::ValuesIn(PlainRuns()), CaseName);
+
+TEST(VexinspectExplain, TheCatalogueHasPlainRunsOfBothTypes)
+{
+    std::size_t nHard = 0;
+    std::size_t nSoft = 0;
+    for (const RunCase& runCase : PlainRuns())
+    {
+        const std::string& strType = FindScenario(runCase.strScenario).vRuns[runCase.nRun].vArgs[0];
+        (strType == "hard" ? nHard : nSoft) += 1;
+    }
+    EXPECT_GE(nHard, 10u);
+    EXPECT_GE(nSoft, 3u);
+}
+
+TEST(VexinspectExplain, TheExecutableWritesNothingButWhatTheCollectorsWrite)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("soft-failed-twice"), dir.Path());
+    WriteFile(dir.File("vexdebuglog"), "");
+    const std::vector<std::string> vBefore = Tree(dir.Path());
+    const CommandResult explain = RunCommand({kInspect, "explain", "soft", "--package-dir", dir.Path()}, "/");
+    ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+    std::vector<std::string> vAfter = Tree(dir.Path());
+    for (const char* pszCollectorFile : {"RF/inventory.xmlf", "RF/runs.logf"})
+    {
+        auto it = std::find(vAfter.begin(), vAfter.end(), std::string(pszCollectorFile));
+        ASSERT_NE(it, vAfter.end()) << pszCollectorFile;
+        vAfter.erase(it);
+    }
+    EXPECT_EQ(vAfter, vBefore);
+}
+
+TEST(VexinspectExplain, ItsLogHoldsTheLinesOfVexdepcheckRunningTheSamePackage)
+{
+    // Both read this machine's own tables, whatever they are.
+    for (const std::string strType : {"hard", "soft"})
+    {
+        SCOPED_TRACE(strType);
+        TempDir checkerDir;
+        TempDir inspectDir;
+        TempDir logs;
+        for (const TempDir* pDir : {&checkerDir, &inspectDir})
+        {
+            WriteScenario(FindScenario("met-unmet-failed"), pDir->Path());
+        }
+        WriteFile(checkerDir.File("vexdebuglog"), "");
+        WriteFile(inspectDir.File("vexdebuglog"), "");
+        RunCommand({CheckerExecutable(), strType}, checkerDir.Path());
+        const CommandResult explain =
+            RunCommand({kInspect, "explain", strType, "--log", logs.File("explain.log")}, inspectDir.Path());
+        ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+        EXPECT_FALSE(FileExists(inspectDir.File("baseutils.log")));
+
+        std::vector<std::string> vChecker = ReadLogLines(checkerDir.File("baseutils.log"));
+        std::vector<std::string> vInspect = ReadLogLines(logs.File("explain.log"));
+        ASSERT_FALSE(vChecker.empty());
+        // The paths differ by the directory only.
+        for (std::string& strLine : vInspect)
+        {
+            strLine = Replace(strLine, inspectDir.Path(), checkerDir.Path());
+        }
+        // One line more in front: the package reader's test for the marker,
+        // which vexdepcheck's log, opened by that very test, cannot hold.
+        ASSERT_GT(vInspect.size(), vChecker.size());
+        EXPECT_NE(
+            vInspect[0].find("CLinuxImpl::IsFileExistsAbs() File name " + checkerDir.Path() + "/vexdebuglog exist"),
+            std::string::npos)
+            << vInspect[0];
+        const std::vector<std::string> vRun(vInspect.begin() + 1, vInspect.begin() + 1 + vChecker.size());
+        EXPECT_EQ(vRun, vChecker);
+    }
+}
+
+// ===========================================================================
+// smbios and dumps
+// ===========================================================================
+
+TEST(VexinspectSmbios, AgreesWithDmidecodeOnADumpOfTheTestBuilder)
+{
+    ASSERT_TRUE(FileExists(kDmidecode)) << "dmidecode is missing: make deps installs it";
+    TempDir dir;
+    WriteFile(dir.File("table-2x.dump"), SmbiosDumpImage2(IdentityTable(0x0B), EntryPoint2Options(), 6));
+    WriteFile(dir.File("table-3x.dump"), SmbiosDumpImage3(IdentityTable(0x0B)));
+    {
+        SCOPED_TRACE("2.x entry point");
+        ExpectSmbiosAgreesWithDmidecode(dir.File("table-2x.dump"));
+    }
+    {
+        SCOPED_TRACE("3.x entry point");
+        ExpectSmbiosAgreesWithDmidecode(dir.File("table-3x.dump"));
+    }
+}
+
+TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
+{
+    ASSERT_TRUE(FileExists(kDmidecode)) << "dmidecode is missing: make deps installs it";
+    SKIP_WITHOUT_NAMESPACE();
+    // dmidecode reads the private firmware of the namespace and dumps it.
+    const std::string strTable = IdentityTable(0xFE, 0x0A1C);
+    EntryPoint2Options options;
+    options.nTableLength = static_cast<uint16_t>(strTable.size());
+    options.nTableAddress = 0x7A6E1000;
+    TempDir dir;
+    const CommandResult dump = RunInPackage({kDmidecode, "--dump-bin", dir.File("captured.bin")}, dir.Path(),
+                                            Firmware::FromSysfs(SmbiosEntryPoint2(options), strTable));
+    ASSERT_EQ(dump.nExitStatus, 0) << dump.strStdout << dump.strStderr;
+    ASSERT_TRUE(FileExists(dir.File("captured.bin")));
+
+    ExpectSmbiosAgreesWithDmidecode(dir.File("captured.bin"));
+    const CommandResult inspect =
+        RunCommand({kInspect, "smbios", "--from-dump", dir.File("captured.bin"), "--json"}, "/");
+    const Json json = Json::parse(inspect.strStdout);
+    EXPECT_EQ(json["systemID"], "0x0A1C");
+    EXPECT_EQ(json["systemIDOrigin"], "revision-two-byte");
+
+    // The same table read by vexinspect inside the namespace, as the machine's.
+    const CommandResult machine = RunInPackage({kInspect, "smbios", "--json"}, dir.Path(),
+                                               Firmware::FromSysfs(SmbiosEntryPoint2(options), strTable));
+    ASSERT_EQ(machine.nExitStatus, 0) << machine.strStderr;
+    const Json machineJson = Json::parse(machine.strStdout);
+    EXPECT_EQ(machineJson["source"], "sysfs");
+    EXPECT_EQ(machineJson["systemID"], json["systemID"]);
+    EXPECT_EQ(machineJson["oemStrings"], json["oemStrings"]);
+    EXPECT_EQ(machineJson["structureCounts"], json["structureCounts"]);
+}
+
+TEST(VexinspectSmbios, APackageEvaluatedAgainstADumpAgreesWithTheCheckerOnThatMachine)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    for (const std::string strScenario : {"platform-single-byte", "platform-two-byte"})
+    {
+        SCOPED_TRACE(strScenario);
+        const Scenario& scenario = FindScenario(strScenario);
+        TempDir dir;
+        TempDir dumps;
+        WriteScenario(scenario, dir.Path());
+        WriteFile(dumps.File("machine.dump"), SmbiosDumpImage2(scenario.firmware.strTable));
+
+        const CommandResult checker = RunInPackage({CheckerExecutable(), "hard"}, dir.Path(), scenario.firmware);
+        // On a machine without any SMBIOS table, with the dump instead.
+        const CommandResult explain =
+            RunInPackage({kInspect, "explain", "hard", "--json", "--smbios-dump", dumps.File("machine.dump")},
+                         dir.Path(), Firmware::NoTables());
+        ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+        const Json json = Json::parse(explain.strStdout);
+        EXPECT_EQ(json["exitStatus"], checker.nExitStatus);
+        EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(checker.strStdout));
+        EXPECT_EQ(json["smbios"]["source"], "dump-file");
+    }
+}
+
+// ===========================================================================
+// Goldens of the human-readable forms, and their JSON twins
+// ===========================================================================
+
+class VexinspectGolden : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        WriteScenario(FindScenario("sample-package"), m_package.Path());
+        // A machine of the maker whose two-byte system ID is one of the
+        // sample's platforms.
+        WriteFile(m_dumps.File("r760.dump"), SmbiosDumpImage2(IdentityTable(0xFE, 0x0A1C), EntryPoint2Options(), 6));
+    }
+
+    std::string Expected(const std::string& strGolden) const
+    {
+        return Replace(Replace(ReadFile(kGoldens + "/" + strGolden), "{DIR}", m_package.Path() + "/"), "{DUMP}",
+                       m_dumps.File("r760.dump"));
+    }
+
+    CommandResult Explain(const std::string& strType, bool bJson) const
+    {
+        std::vector<std::string> vArgs = {kInspect,
+                                          "explain",
+                                          strType,
+                                          "--package-dir",
+                                          m_package.Path(),
+                                          "--smbios-dump",
+                                          m_dumps.File("r760.dump")};
+        if (bJson)
+        {
+            vArgs.push_back("--json");
+        }
+        return RunCommand(vArgs, "/");
+    }
+
+    TempDir m_package;
+    TempDir m_dumps;
+};
+
+TEST_F(VexinspectGolden, ExplainHardText)
+{
+    const CommandResult result = Explain("hard", false);
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    EXPECT_EQ(result.strStdout, Expected("explain-sample-hard.txt"));
+}
+
+TEST_F(VexinspectGolden, ExplainSoftText)
+{
+    const CommandResult result = Explain("soft", false);
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    EXPECT_EQ(result.strStdout, Expected("explain-sample-soft.txt"));
+}
+
+TEST_F(VexinspectGolden, ExplainHardJson)
+{
+    const CommandResult result = Explain("hard", true);
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(json["command"], "explain");
+    EXPECT_EQ(json["requested"], "hard");
+    EXPECT_EQ(json["packageDirectory"], m_package.Path() + "/");
+    EXPECT_EQ(json["inventoryText"]["devices"], 2);
+    EXPECT_EQ(json["smbios"]["systemID"], "0x0A1C");
+    EXPECT_EQ(json["smbios"]["dumpFile"], m_dumps.File("r760.dump"));
+    ASSERT_EQ(json["dependencies"].size(), 9u);
+
+    const Json& first = json["dependencies"][0];
+    EXPECT_EQ(first["display"], "Storage Backplane Firmware");
+    EXPECT_EQ(first["checks"]["platform"]["platforms"], Json({"0x0A1C", "0x0A1D"}));
+    EXPECT_EQ(first["checks"]["platform"]["checked"], true);
+    EXPECT_EQ(first["checks"]["platform"]["systemID"], "0x0A1C");
+    EXPECT_EQ(first["checks"]["platform"]["systemIDOrigin"], "revision-two-byte");
+    EXPECT_EQ(first["checks"]["platform"]["applies"], true);
+    EXPECT_EQ(first["checks"]["os"]["matchedEntry"], 1);
+    EXPECT_EQ(first["checks"]["os"]["entries"][1]["result"], "not-tested");
+    EXPECT_EQ(first["checks"]["device"]["matched"]["deviceType"], "pci");
+    EXPECT_EQ(first["checks"]["device"]["matched"]["pci"]["subDeviceID"], "1AE0");
+    EXPECT_EQ(first["verdict"], "reported-unmet");
+    EXPECT_EQ(first["currentVersion"], "3.10.0");
+
+    const Json& second = json["dependencies"][5];
+    EXPECT_EQ(second["deviceType"], "pci");
+    EXPECT_EQ(second["pci"]["deviceID"], "1594");
+    EXPECT_EQ(second["inventory"]["lookup"], "reused");
+    EXPECT_EQ(second["verdict"], "not-installed");
+
+    EXPECT_EQ(json["dependencies"][7]["reason"], "context");
+    EXPECT_EQ(json["dependencies"][8]["reason"], "device");
+    EXPECT_EQ(json["reported"], Json::parse(R"([{"display": "Storage Backplane Firmware", "state": "unmet"},
+                                                {"display": "Network Adapter Firmware", "state": "unmet"}])"));
+    EXPECT_EQ(json["exitStatus"], 1);
+}
+
+TEST_F(VexinspectGolden, SmbiosText)
+{
+    const CommandResult result = RunCommand({kInspect, "smbios", "--from-dump", m_dumps.File("r760.dump")}, "/");
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    EXPECT_EQ(result.strStdout, Expected("smbios-r760.txt"));
+}
+
+TEST_F(VexinspectGolden, SmbiosJson)
+{
+    const CommandResult result =
+        RunCommand({kInspect, "smbios", "--from-dump", m_dumps.File("r760.dump"), "--json"}, "/");
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(json["command"], "smbios");
+    EXPECT_EQ(json["tableRead"], true);
+    EXPECT_EQ(json["source"], "dump-file");
+    EXPECT_EQ(json["dumpFile"], m_dumps.File("r760.dump"));
+    EXPECT_EQ(json["entryPointVersion"], "2.8");
+    EXPECT_EQ(json["biosVendor"], "Brix");
+    EXPECT_EQ(json["biosVersion"], "2.19.1");
+    EXPECT_EQ(json["manufacturer"], "Brix Computer");
+    EXPECT_EQ(json["productName"], "Server R760 xs");
+    EXPECT_EQ(json["serialNumber"], "7XK4Q93");
+    EXPECT_EQ(json["oemStrings"].get<std::vector<std::string>>(), kOEMStrings);
+    EXPECT_EQ(json["structureCounts"], Json::parse(R"([{"type": 0, "count": 1}, {"type": 1, "count": 1},
+                                                       {"type": 9, "count": 1}, {"type": 11, "count": 1},
+                                                       {"type": 208, "count": 1}])"));
+    EXPECT_EQ(json["systemID"], "0x0A1C");
+    EXPECT_EQ(json["systemIDOrigin"], "revision-two-byte");
+}
+
+TEST(VexinspectLint, TextOfTheFixturePackage)
+{
+    const std::string strPackage = kGoldens + "/lint-package";
+    const CommandResult result = RunCommand({kInspect, "lint", "--package-dir", strPackage}, "/");
+    EXPECT_EQ(result.nExitStatus, 2) << result.strStderr;
+    EXPECT_EQ(result.strStdout, ReadFile(kGoldens + "/lint-package.txt"));
+}
+
+TEST(VexinspectLint, JsonOfTheFixturePackage)
+{
+    const std::string strPackage = kGoldens + "/lint-package";
+    const CommandResult result = RunCommand({kInspect, "lint", "--json"}, strPackage);
+    EXPECT_EQ(result.nExitStatus, 2) << result.strStderr;
+    const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(json["command"], "lint");
+    EXPECT_EQ(json["packageDirectory"], ".");
+    const std::vector<std::string> vText = Lines(ReadFile(kGoldens + "/lint-package.txt"));
+    ASSERT_EQ(json["findings"].size() + 1, vText.size());
+    for (std::size_t i = 0; i < json["findings"].size(); ++i)
+    {
+        const Json& finding = json["findings"][i];
+        SCOPED_TRACE(finding.dump());
+        const std::string strLine =
+            finding["file"].get<std::string>() + ":" + std::to_string(finding["line"].get<long>()) + ": " +
+            finding["severity"].get<std::string>() + ": " + finding["message"].get<std::string>() + " [" +
+            finding["code"].get<std::string>() + "]";
+        EXPECT_EQ(strLine, vText[i]);
+    }
+    EXPECT_EQ(json["exitStatus"], 2);
+    EXPECT_EQ(json["errors"].get<int>() + json["warnings"].get<int>(), static_cast<int>(json["findings"].size()));
+    EXPECT_GE(json["errors"].get<int>(), 1);
+    EXPECT_GE(json["warnings"].get<int>(), 1);
+}
+
+TEST(VexinspectLint, ExitStatusZeroForACleanPackageAndOneForWarnings)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("package-order"), dir.Path());
+    EXPECT_EQ(RunCommand({kInspect, "lint", "--package-dir", dir.Path()}, "/").nExitStatus, 0);
+    // The sample package's pre-OS dependency never applies: a warning.
+    const CommandResult sample =
+        RunCommand({kInspect, "lint", "--package-dir", VEXDEP_SOURCE_DIR "/examples/package"}, "/");
+    EXPECT_EQ(sample.nExitStatus, 1) << sample.strStdout;
+}
+
+// ===========================================================================
+// The command line
+// ===========================================================================
+
+TEST(VexinspectCommandLine, VersionOfTheToolAndOfEverySubcommand)
+{
+    const std::string strVersion = std::string("vexinspect ") + VEXDEP_VERSION + "\n";
+    for (const std::vector<std::string>& vArgs : std::vector<std::vector<std::string>>{
+             {"--version"}, {"explain", "--version"}, {"smbios", "--version"}, {"lint", "--version"}})
+    {
+        std::vector<std::string> vCommand = {kInspect};
+        vCommand.insert(vCommand.end(), vArgs.begin(), vArgs.end());
+        const CommandResult result = RunCommand(vCommand, "/");
+        EXPECT_EQ(result.nExitStatus, 0) << vArgs[0];
+        EXPECT_EQ(result.strStdout, strVersion) << vArgs[0];
+    }
+    EXPECT_EQ(std::string(VEXDEP_VERSION), "1.0.0");
+}
+
+TEST(VexinspectCommandLine, HelpOfTheToolAndOfEverySubcommand)
+{
+    const CommandResult tool = RunCommand({kInspect, "--help"}, "/");
+    EXPECT_EQ(tool.nExitStatus, 0);
+    for (const std::string strSubcommand : {"explain", "smbios", "lint"})
+    {
+        EXPECT_NE(tool.strStdout.find("  " + strSubcommand + " "), std::string::npos) << strSubcommand;
+    }
+    const std::vector<std::pair<std::string, std::vector<std::string>>> vSubcommands = {
+        {"explain", {"Usage: vexinspect explain [OPTIONS] type", "--package-dir", "--smbios-dump", "--log", "--json"}},
+        {"smbios", {"Usage: vexinspect smbios [OPTIONS]", "--from-dump", "--log", "--json"}},
+        {"lint", {"Usage: vexinspect lint [OPTIONS]", "--package-dir", "--json"}},
+    };
+    for (const auto& subcommand : vSubcommands)
+    {
+        const CommandResult result = RunCommand({kInspect, subcommand.first, "--help"}, "/");
+        EXPECT_EQ(result.nExitStatus, 0) << subcommand.first;
+        for (const std::string& strText : subcommand.second)
+        {
+            EXPECT_NE(result.strStdout.find(strText), std::string::npos) << subcommand.first << ": " << strText;
+        }
+    }
+}
+
+TEST(VexinspectCommandLine, UsageErrorsExitWith64)
+{
+    const std::vector<std::vector<std::string>> vBad = {
+        {},
+        {"frobnicate"},
+        {"explain"},
+        {"explain", "HARD"},
+        {"explain", "hard", "--nope"},
+        {"lint", "extra"},
+        {"smbios", "--from-dump"},
+    };
+    for (const std::vector<std::string>& vArgs : vBad)
+    {
+        std::vector<std::string> vCommand = {kInspect};
+        vCommand.insert(vCommand.end(), vArgs.begin(), vArgs.end());
+        const CommandResult result = RunCommand(vCommand, "/");
+        std::string strShown;
+        for (const std::string& strArg : vArgs)
+        {
+            strShown += strArg + " ";
+        }
+        EXPECT_EQ(result.nExitStatus, 64) << strShown;
+        EXPECT_TRUE(result.strStdout.empty()) << strShown;
+        EXPECT_FALSE(result.strStderr.empty()) << strShown;
+    }
+}
+
+TEST(VexinspectCommandLine, InputThatCannotBeUsedExitsWith66)
+{
+    TempDir dir;
+    EXPECT_EQ(RunCommand({kInspect, "explain", "hard", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
+    EXPECT_EQ(RunCommand({kInspect, "smbios", "--from-dump", dir.File("absent")}, "/").nExitStatus, 66);
+    EXPECT_EQ(RunCommand({kInspect, "lint", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
+}
+
+// ===========================================================================
+// The documentation
+// ===========================================================================
+
+namespace
+{
+// The ```json blocks of docs/vexinspect.md.
+std::vector<Json> DocumentedJson()
+{
+    const std::vector<std::string> vLines = Lines(ReadFile(VEXDEP_SOURCE_DIR "/docs/vexinspect.md"));
+    std::vector<Json> vBlocks;
+    std::string strBlock;
+    bool bInBlock = false;
+    for (const std::string& strLine : vLines)
+    {
+        if (!bInBlock && strLine == "```json")
+        {
+            bInBlock = true;
+            strBlock.clear();
+        }
+        else if (bInBlock && strLine == "```")
+        {
+            bInBlock = false;
+            vBlocks.push_back(Json::parse(strBlock));
+        }
+        else if (bInBlock)
+        {
+            strBlock += strLine + "\n";
+        }
+    }
+    return vBlocks;
+}
+} // namespace
+
+TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWrites)
+{
+    const std::vector<Json> vBlocks = DocumentedJson();
+    ASSERT_EQ(vBlocks.size(), 3u);
+    EXPECT_EQ(vBlocks[0]["command"], "explain");
+    EXPECT_EQ(vBlocks[1]["command"], "smbios");
+    EXPECT_EQ(vBlocks[2]["command"], "lint");
+
+    // The examples have the keys of the tool's output, in its order.
+    TempDir dir;
+    WriteScenario(FindScenario("met-unmet-failed"), dir.Path());
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(IdentityTable(0x0B)));
+    const Json explain = Json::parse(
+        RunCommand({kInspect, "explain", "hard", "--json", "--smbios-dump", dir.File("server.dump")}, dir.Path())
+            .strStdout);
+    const Json smbios =
+        Json::parse(RunCommand({kInspect, "smbios", "--json", "--from-dump", dir.File("server.dump")}, "/").strStdout);
+    const Json lint = Json::parse(RunCommand({kInspect, "lint", "--json"}, kGoldens + "/lint-package").strStdout);
+    const auto Keys = [](const Json& json) {
+        std::set<std::string> setKeys;
+        for (auto it = json.begin(); it != json.end(); ++it)
+        {
+            setKeys.insert(it.key());
+        }
+        return setKeys;
+    };
+    EXPECT_EQ(Keys(vBlocks[0]), Keys(explain));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]), Keys(explain["dependencies"][0]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["inventory"]), Keys(explain["dependencies"][0]["inventory"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["checks"]), Keys(explain["dependencies"][0]["checks"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["checks"]["platform"]),
+              Keys(explain["dependencies"][0]["checks"]["platform"]));
+    EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["versionComparisons"][0]),
+              Keys(explain["dependencies"][0]["versionComparisons"][0]));
+    EXPECT_EQ(Keys(vBlocks[1]), Keys(smbios));
+    EXPECT_EQ(Keys(vBlocks[2]), Keys(lint));
+    EXPECT_EQ(Keys(vBlocks[2]["findings"][0]), Keys(lint["findings"][0]));
+}
