@@ -4,15 +4,17 @@
 #   make test   deps + build + every test, then the whole suite again under the sanitizers
 #   make demo   deps + build, then runs the checker on a copy of examples/package
 #   make bench  release build, synthetic packages, the checker against its baseline
+#   make package  the Debian binary package (release build in build-package/), checked by lintian
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
 BUILD_DIR   ?= build
+PACKAGE_DIR ?= build-package
 ASAN_DIR    ?= build-asan
 CMAKE_FLAGS ?=
 
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
-                libcli11-dev nlohmann-json3-dev dmidecode
+                libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
@@ -21,7 +23,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench clean
+.PHONY: all deps build test test-asan demo bench package clean
 
 all: build
 
@@ -63,5 +65,11 @@ demo: deps build
 bench: deps
 	bench/run-bench.sh
 
+package: deps
+	cmake -S . -B $(PACKAGE_DIR) -DCMAKE_BUILD_TYPE=Release -DVEXDEP_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(PACKAGE_DIR) -j$(JOBS)
+	cd $(PACKAGE_DIR) && cpack -G DEB
+	lintian --fail-on error --tag-display-limit 0 $(PACKAGE_DIR)/vexdepcheck_*.deb
+
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) build-release
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(PACKAGE_DIR) build-release

@@ -1,0 +1,66 @@
+# Installation and the Debian binary package (make package).
+#
+#   bin/                      vexdepcheck, vexinspect
+#   share/man/man1/           their manual pages
+#   share/doc/vexdepcheck/    README, documentation, copyright, changelog
+
+include(GNUInstallDirs)
+
+# Manual pages: the project version is filled in, and the pages are
+# compressed as Debian packages carry them.
+set(VEXDEP_MAN_PAGES vexdepcheck)
+if(TARGET vexinspect)
+  list(APPEND VEXDEP_MAN_PAGES vexinspect)
+endif()
+set(VEXDEP_MAN_OUTPUTS)
+foreach(page IN LISTS VEXDEP_MAN_PAGES)
+  set(VERSION ${PROJECT_VERSION})
+  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${PROJECT_BINARY_DIR}/man/${page}.1 @ONLY)
+  add_custom_command(
+    OUTPUT ${PROJECT_BINARY_DIR}/man/${page}.1.gz
+    COMMAND gzip -9n -c ${PROJECT_BINARY_DIR}/man/${page}.1 > ${PROJECT_BINARY_DIR}/man/${page}.1.gz
+    DEPENDS ${PROJECT_BINARY_DIR}/man/${page}.1
+    VERBATIM)
+  list(APPEND VEXDEP_MAN_OUTPUTS ${PROJECT_BINARY_DIR}/man/${page}.1.gz)
+endforeach()
+add_custom_command(
+  OUTPUT ${PROJECT_BINARY_DIR}/packaging/changelog.gz
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/packaging
+  COMMAND gzip -9n -c ${PROJECT_SOURCE_DIR}/packaging/changelog > ${PROJECT_BINARY_DIR}/packaging/changelog.gz
+  DEPENDS ${PROJECT_SOURCE_DIR}/packaging/changelog
+  VERBATIM)
+add_custom_target(vexdep_install_files ALL DEPENDS ${VEXDEP_MAN_OUTPUTS} ${PROJECT_BINARY_DIR}/packaging/changelog.gz)
+
+install(TARGETS vexdepcheck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET vexinspect)
+  install(TARGETS vexinspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+install(FILES ${VEXDEP_MAN_OUTPUTS} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+file(GLOB VEXDEP_DOCS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${VEXDEP_DOCS} ${PROJECT_SOURCE_DIR}/packaging/copyright
+              ${PROJECT_BINARY_DIR}/packaging/changelog.gz
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME vexdepcheck)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "vexdepcheck developers <vexdepcheck@example.org>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "vexdepcheck developers <vexdepcheck@example.org>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "dependency checker for server update packages")
+set(CPACK_PACKAGE_DESCRIPTION
+    "vexdepcheck is run by the installer of a server update package, with the
+package's files in the current directory. It reads the package description,
+decides which of the declared hard or soft dependencies apply to the machine
+(by context, platform ID, operating system and the devices present), runs
+each dependency's inventory collector, compares versions and reports what is
+unmet; its exit status tells the installer whether to proceed.
+
+vexinspect explains a run of the checker step by step, shows the machine's
+SMBIOS identity (also from a captured dump) and lints update packages.")
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+include(CPack)
