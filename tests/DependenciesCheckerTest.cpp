@@ -329,13 +329,13 @@ TEST_F(CheckerTest, PCIIdentitiesCompareAsHexadecimalNumbers)
     CDeviceInfo* pDep = m_records.Add();
     pDep->setComponentType("FRMW");
     pDep->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pDep->setPCIInfo(PCI("5f", "1F2D", "1000", "1028"));
+    pDep->setPCIInfo(PCI("5f", "1F2D", "1D4E", "1F0C"));
     pDep->setVersion("2.0");
 
     CDeviceInfo* pInv = m_records.Add();
     pInv->setComponentType("FRMW");
     pInv->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pInv->setPCIInfo(PCI("0x005F", "0x1f2d", "0X1000", "1028"));
+    pInv->setPCIInfo(PCI("0x005F", "0x1f2d", "0X1D4E", "1F0C"));
     pInv->setVersion("1.0");
     std::vector<CDeviceInfo*> vInv = {pInv};
     EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
@@ -394,11 +394,11 @@ TEST_F(CheckerTest, DeviceCheckFindsPCIParentsInTheParentList)
     auto pChecker = MakeChecker();
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
     pDep->setParentDeviceType(CDeviceInfo::eDeviceTypePCI);
-    std::vector<SPCIInfo> vParents = {PCI("1", "2", "3", "4"), PCI("005F", "1F2D", "1000", "1028")};
+    std::vector<SPCIInfo> vParents = {PCI("1", "2", "3", "4"), PCI("005F", "1F2D", "1D4E", "1F0C")};
     pDep->setParentPCIInfo(vParents);
     CDeviceInfo* pDevice = m_records.Add();
     pDevice->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pDevice->setPCIInfo(PCI("0x5f", "1f2d", "1000", "0x1028"));
+    pDevice->setPCIInfo(PCI("0x5f", "1f2d", "1d4e", "0x1F0C"));
     std::vector<CDeviceInfo*> vDevices = {pDevice};
     EXPECT_TRUE(pChecker->doDeviceCheck(pDep, vDevices));
 

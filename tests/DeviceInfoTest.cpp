@@ -31,7 +31,7 @@ CDeviceInfo MakeDependency()
     record.setDisplay("Controller firmware");
     record.setDetail("needed for the new features");
     record.setFilePath("FOLDER01\\ctl.BIN");
-    record.setPCIInfo(MakePCI("005F", "1F2D", "1000", "1028"));
+    record.setPCIInfo(MakePCI("005F", "1F2D", "1D4E", "1F0C"));
     record.setEnumId("enum-1");
     record.setFQDDInfo("RAID.Integrated.1-1");
     record.setBDFInfo(_BDFInfo{1, 2, 3});

@@ -65,7 +65,7 @@ const char* const kTwoDevices =
     "<Device componentID=\"25227\" display=\"Integrated RAID Controller\">"
     "<Application componentType=\"FRMW\" version=\"25.5.9.0001\" display=\"RAID firmware\"/>"
     "</Device>"
-    "<Device vendorID=\"1077\" deviceID=\"2031\" subVendorID=\"1028\" subDeviceID=\"1F3F\" display=\"HBA\">"
+    "<Device vendorID=\"1C3D\" deviceID=\"2031\" subVendorID=\"1F0C\" subDeviceID=\"1F3F\" display=\"HBA\">"
     "<Application componentType=\"DRVR\" version=\"8.07.00\"/>"
     "</Device>"
     "</SVMInventory>";
@@ -126,9 +126,9 @@ TEST_F(DeviceInventoryInfoTest, ReadsDevicesFromAFile)
     EXPECT_EQ(pci.getDeviceType(), CDeviceInfo::eDeviceTypePCI);
     EXPECT_EQ(pci.getComponentID(), "");
     const SPCIInfo pciInfo = pci.getPCIInfo();
-    EXPECT_EQ(pciInfo.strVendorID, "1077");
+    EXPECT_EQ(pciInfo.strVendorID, "1C3D");
     EXPECT_EQ(pciInfo.strDeviceID, "2031");
-    EXPECT_EQ(pciInfo.strSubVendorID, "1028");
+    EXPECT_EQ(pciInfo.strSubVendorID, "1F0C");
     EXPECT_EQ(pciInfo.strSubDeviceID, "1F3F");
     EXPECT_EQ(pciInfo.strComponentID, "");
     EXPECT_EQ(pciInfo.strMarketingName, "");
@@ -152,7 +152,7 @@ TEST_F(DeviceInventoryInfoTest, TextSourceIsParsedAfterTheParsingFailedLine)
     Records vDevices = DevicesOf(kTwoDevices);
     ASSERT_EQ(vDevices.size(), 2u);
     EXPECT_EQ(vDevices[0]->getComponentID(), "25227");
-    EXPECT_EQ(vDevices[1]->getPCIInfo().strVendorID, "1077");
+    EXPECT_EQ(vDevices[1]->getPCIInfo().strVendorID, "1C3D");
 
     const std::vector<std::string> vLog = Log();
     ASSERT_GE(vLog.size(), 2u);
@@ -254,8 +254,8 @@ TEST_F(DeviceInventoryInfoTest, NoDevicesAndNoFailureGivesNothing)
 
 TEST_F(DeviceInventoryInfoTest, ComponentIDWinsOverPCIIdentity)
 {
-    Records vDevices = DevicesOf("<SVMInventory><Device componentID=\"555\" vendorID=\"8086\" deviceID=\"1521\""
-                                 " subVendorID=\"1028\" subDeviceID=\"0602\"/></SVMInventory>");
+    Records vDevices = DevicesOf("<SVMInventory><Device componentID=\"555\" vendorID=\"1A2B\" deviceID=\"1521\""
+                                 " subVendorID=\"1F0C\" subDeviceID=\"0602\"/></SVMInventory>");
     ASSERT_EQ(vDevices.size(), 1u);
     EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
     EXPECT_EQ(vDevices[0]->getComponentID(), "555");
@@ -268,11 +268,11 @@ TEST_F(DeviceInventoryInfoTest, ComponentIDWinsOverPCIIdentity)
 
 TEST_F(DeviceInventoryInfoTest, PCIIdentityIsTakenAsWrittenWithAbsentPartsEmpty)
 {
-    Records vDevices = DevicesOf("<SVMInventory><Device vendorID=\"0x8086\" subDeviceID=\" 00aB \"/></SVMInventory>");
+    Records vDevices = DevicesOf("<SVMInventory><Device vendorID=\"0x1A2B\" subDeviceID=\" 00aB \"/></SVMInventory>");
     ASSERT_EQ(vDevices.size(), 1u);
     EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
     const SPCIInfo pciInfo = vDevices[0]->getPCIInfo();
-    EXPECT_EQ(pciInfo.strVendorID, "0x8086");
+    EXPECT_EQ(pciInfo.strVendorID, "0x1A2B");
     EXPECT_EQ(pciInfo.strDeviceID, "");
     EXPECT_EQ(pciInfo.strSubVendorID, "");
     EXPECT_EQ(pciInfo.strSubDeviceID, " 00aB ");
@@ -293,14 +293,14 @@ TEST_F(DeviceInventoryInfoTest, DeviceWithoutIdentityHasUnknownType)
 TEST_F(DeviceInventoryInfoTest, AttributesWithEmptyValuesCountAsAbsent)
 {
     Records vDevices = DevicesOf("<SVMInventory>"
-                                 "<Device componentID=\"\" vendorID=\"8086\" deviceID=\"\" display=\"\">"
+                                 "<Device componentID=\"\" vendorID=\"1A2B\" deviceID=\"\" display=\"\">"
                                  "<Application componentType=\"\" version=\"\"/></Device>"
                                  "<Device componentID=\"\" vendorID=\"\"/>"
                                  "</SVMInventory>");
     ASSERT_EQ(vDevices.size(), 2u);
     EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
     EXPECT_EQ(vDevices[0]->getComponentID(), "");
-    EXPECT_EQ(vDevices[0]->getPCIInfo().strVendorID, "8086");
+    EXPECT_EQ(vDevices[0]->getPCIInfo().strVendorID, "1A2B");
     EXPECT_EQ(vDevices[0]->getPCIInfo().strDeviceID, "");
     EXPECT_EQ(vDevices[0]->getDeviceName(), "");
     EXPECT_EQ(vDevices[0]->getComponentType(), "");
@@ -403,7 +403,7 @@ TEST_F(DeviceInventoryInfoTest, StatusElementsElsewhereAreIgnored)
 
 TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutChildElementLeavesTheMessage)
 {
-    CDeviceInventoryInfo reader("<SVMInventory><Device componentID=\"1\"/><Device vendorID=\"8086\"/>"
+    CDeviceInventoryInfo reader("<SVMInventory><Device componentID=\"1\"/><Device vendorID=\"1A2B\"/>"
                                 "<SPStatus result=\"false\"/></SVMInventory>");
     std::string strMessage = "kept";
     EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
@@ -533,7 +533,7 @@ TEST_F(DeviceInventoryInfoTest, ThousandsOfDevicesAreReadInOrder)
     for (int nIndex = 0; nIndex < nDevices; ++nIndex)
     {
         const std::string strIndex = std::to_string(nIndex);
-        strText += "<Device vendorID=\"8086\" deviceID=\"" + strIndex + "\" display=\"NIC " + strIndex +
+        strText += "<Device vendorID=\"1A2B\" deviceID=\"" + strIndex + "\" display=\"NIC " + strIndex +
                    "\"><Application componentType=\"FRMW\" version=\"1." + strIndex + "\"/></Device>";
     }
     strText += "<SPStatus result=\"false\"><Message>partial</Message></SPStatus></SVMInventory>";

@@ -87,7 +87,7 @@ const char* const kInventory =
     "  <Device componentID=\"25227\" display=\"RAID Controller\">\n"
     "    <Application componentType=\"FRMW\" version=\"25.5.9.0001\"/>\n"
     "  </Device>\n"
-    "  <Device vendorID=\"8086\" deviceID=\"1521\" subVendorID=\"1028\" subDeviceID=\"0602\" display=\"NIC\">\n"
+    "  <Device vendorID=\"1A2B\" deviceID=\"1521\" subVendorID=\"1F0C\" subDeviceID=\"0602\" display=\"NIC\">\n"
     "    <Application componentType=\"FRMW\" version=\"18.8.9\"/>\n"
     "  </Device>\n"
     "</SVMInventory>\n";
@@ -334,7 +334,7 @@ TEST_F(InventoryModuleTest, ThousandsOfDevicesAreRead)
                    "  printf '<SVMInventory>'\n"
                    "  i=0\n"
                    "  while [ $i -lt 3000 ]; do\n"
-                   "    printf '<Device vendorID=\"8086\" deviceID=\"%d\"><Application componentType=\"FRMW\" "
+                   "    printf '<Device vendorID=\"1A2B\" deviceID=\"%d\"><Application componentType=\"FRMW\" "
                    "version=\"1.%d\"/></Device>' $i $i\n"
                    "    i=$((i+1))\n"
                    "  done\n"
@@ -353,7 +353,7 @@ TEST_F(InventoryModuleTest, AttributesWithEmptyValuesAreAbsent)
 {
     WriteCollector(WritesDocument("<SVMInventory><Device componentID=\"\" vendorID=\"\" display=\"\">"
                                   "<Application componentType=\"\" version=\"\"/></Device>"
-                                  "<Device componentID=\"\" vendorID=\"1000\" deviceID=\"\"/>"
+                                  "<Device componentID=\"\" vendorID=\"1D4E\" deviceID=\"\"/>"
                                   "<SPStatus result=\"\"><Message>not a failure</Message></SPStatus>"
                                   "</SVMInventory>"));
     Records vRecords = Run();
@@ -363,7 +363,7 @@ TEST_F(InventoryModuleTest, AttributesWithEmptyValuesAreAbsent)
     EXPECT_EQ(vRecords[0]->getVersion(), "");
     EXPECT_EQ(vRecords[0]->getStatus(), -1);
     EXPECT_EQ(vRecords[1]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
-    EXPECT_EQ(vRecords[1]->getPCIInfo().strVendorID, "1000");
+    EXPECT_EQ(vRecords[1]->getPCIInfo().strVendorID, "1D4E");
     EXPECT_EQ(vRecords[1]->getPCIInfo().strDeviceID, "");
 }
 

@@ -147,7 +147,7 @@ protected:
 
 const char* const kTwoDevices = "<Device componentID=\"125\">\n"
                                 "  <Display>Network adapter</Display>\n"
-                                "  <PCIInfo deviceID=\"1A\" subDeviceID=\"1F2D\" vendorID=\"8086\" subVendorID=\"28\"/>\n"
+                                "  <PCIInfo deviceID=\"1A\" subDeviceID=\"1F2D\" vendorID=\"1A2B\" subVendorID=\"28\"/>\n"
                                 "  <RollbackInformation/>\n"
                                 "</Device>\n"
                                 "<Device componentID=\"31\">\n"
@@ -634,7 +634,7 @@ TEST_F(PackageReader, SupportedDeviceIdentifiersArePaddedToFourCharacters)
     EXPECT_EQ(vDevices[0].strComponentID, "125");
     EXPECT_EQ(vDevices[0].strDeviceID, "001A");
     EXPECT_EQ(vDevices[0].strSubDeviceID, "1F2D");
-    EXPECT_EQ(vDevices[0].strVendorID, "8086");
+    EXPECT_EQ(vDevices[0].strVendorID, "1A2B");
     EXPECT_EQ(vDevices[0].strSubVendorID, "0028");
     // The Display stands before the PCIInfo: not seen.
     EXPECT_EQ(vDevices[0].strMarketingName, "");
@@ -643,12 +643,12 @@ TEST_F(PackageReader, SupportedDeviceIdentifiersArePaddedToFourCharacters)
 TEST_F(PackageReader, DependencyIdentifiersAreNotPadded)
 {
     OwnedRecords records = Dependencies("<Device componentID=\"1\"><Dependency componentID=\"2\">"
-                                        "<DepPCIInfo deviceID=\"1A\" subDeviceID=\"2\" vendorID=\"80861\" "
+                                        "<DepPCIInfo deviceID=\"1A\" subDeviceID=\"2\" vendorID=\"1A2B1\" "
                                         "subVendorID=\"28\"/></Dependency></Device>");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "1A");
     EXPECT_EQ(records[0].getPCIInfo().strSubDeviceID, "2");
-    EXPECT_EQ(records[0].getPCIInfo().strVendorID, "80861");
+    EXPECT_EQ(records[0].getPCIInfo().strVendorID, "1A2B1");
     EXPECT_EQ(records[0].getPCIInfo().strSubVendorID, "28");
 }
 
@@ -683,7 +683,7 @@ TEST_F(PackageReader, DeviceWithoutPCIInfoAppearsOnlyInTheFullList)
 TEST_F(PackageReader, MarketingNameIsTheDisplayThatFollowsThePCIInfo)
 {
     WritePackage(Package("<Device componentID=\"7\">"
-                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"0001\" vendorID=\"1000\" subVendorID=\"1028\"/>"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"0001\" vendorID=\"1D4E\" subVendorID=\"1F0C\"/>"
                          "<Detail>x</Detail><Display>Storage controller</Display>"
                          "<PCIInfo deviceID=\"00AC\" subDeviceID=\"0002\"/></Device>"
                          "<Device componentID=\"8\"><PCIInfo deviceID=\"1\"/></Device>"));
@@ -695,11 +695,11 @@ TEST_F(PackageReader, MarketingNameIsTheDisplayThatFollowsThePCIInfo)
     EXPECT_EQ(vDevices[1].strMarketingName, "");
     // The working record carries what a later PCIInfo leaves out.
     EXPECT_EQ(vDevices[1].strDeviceID, "00AC");
-    EXPECT_EQ(vDevices[1].strVendorID, "1000");
+    EXPECT_EQ(vDevices[1].strVendorID, "1D4E");
     EXPECT_EQ(vDevices[2].strComponentID, "8");
     EXPECT_EQ(vDevices[2].strDeviceID, "0001");
     EXPECT_EQ(vDevices[2].strSubDeviceID, "0002");
-    EXPECT_EQ(vDevices[2].strSubVendorID, "1028");
+    EXPECT_EQ(vDevices[2].strSubVendorID, "1F0C");
     const std::vector<std::string> vMessages = Messages();
     EXPECT_EQ(Count(vMessages, "CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
                                "element"),
@@ -711,18 +711,18 @@ TEST_F(PackageReader, MarketingNameIsTheDisplayThatFollowsThePCIInfo)
 TEST_F(PackageReader, MarketingNameForPCIDeviceIgnoresCase)
 {
     WritePackage(Package("<Device componentID=\"7\">"
-                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"10DE\" subVendorID=\"1028\"/>"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"1E5F\" subVendorID=\"1F0C\"/>"
                          "<Display>First name</Display></Device>"
                          "<Device componentID=\"8\">"
-                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"10DE\" subVendorID=\"1028\"/>"
+                         "<PCIInfo deviceID=\"00AB\" subDeviceID=\"1F2D\" vendorID=\"1E5F\" subVendorID=\"1F0C\"/>"
                          "<Display>Later name</Display></Device>"));
     StartLogging();
     CSoftwareComponentInfo reader;
     SPCIInfo pci;
     pci.strDeviceID = "00ab";
     pci.strSubDeviceID = "1f2d";
-    pci.strVendorID = "10de";
-    pci.strSubVendorID = "1028";
+    pci.strVendorID = "1e5f";
+    pci.strSubVendorID = "1F0C";
     pci.strComponentID = "not compared";
     // A later match replaces the name.
     EXPECT_EQ(reader.getMarketingNameForPCIDevice(pci), "Later name");
@@ -777,7 +777,7 @@ TEST_F(PackageReader, ComponentIDMarketingNamesKeepTheFirstDevice)
 TEST_F(PackageReader, OneDependencyLogsExactlyThis)
 {
     WritePackage(Package("<Device componentID=\"104\">\n"
-                         "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>\n"
+                         "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1D4E\" subVendorID=\"1F0C\"/>\n"
                          "  <Dependency componentID=\"25227\" componentType=\"FRMW\" version=\"2.1.0\" "
                          "path=\"FOLDER01\\ctl.BIN\" releaseID=\"R1\">\n"
                          "    <Display>Controller firmware</Display>\n"
@@ -912,7 +912,7 @@ TEST_F(PackageReader, ParentPCIIdentitiesComeFromTheDevicesPCIInfoChildren)
 {
     OwnedRecords records = Dependencies(
         "<Device componentID=\"104\">"
-        "<PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>"
+        "<PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1D4E\" subVendorID=\"1F0C\"/>"
         "<Display>Controller</Display>"
         "<pciinfo deviceID=\"0060\" subDeviceID=\"1F2E\"/>"
         "<Dependency componentID=\"1\"/>"
@@ -927,12 +927,12 @@ TEST_F(PackageReader, ParentPCIIdentitiesComeFromTheDevicesPCIInfoChildren)
         const std::vector<SPCIInfo> vParent = records[i].getParentPCIInfo();
         ASSERT_EQ(vParent.size(), 2u);
         EXPECT_EQ(vParent[0].strDeviceID, "005F");
-        EXPECT_EQ(vParent[0].strSubVendorID, "1028");
+        EXPECT_EQ(vParent[0].strSubVendorID, "1F0C");
         EXPECT_EQ(vParent[1].strDeviceID, "0060");
         EXPECT_EQ(vParent[1].strSubDeviceID, "1F2E");
         // Absent on the second PCIInfo: the first one's value stays.
-        EXPECT_EQ(vParent[1].strVendorID, "1000");
-        EXPECT_EQ(vParent[1].strSubVendorID, "1028");
+        EXPECT_EQ(vParent[1].strVendorID, "1D4E");
+        EXPECT_EQ(vParent[1].strSubVendorID, "1F0C");
     }
     // Each Device starts afresh.
     const std::vector<SPCIInfo> vThird = records[2].getParentPCIInfo();
@@ -1828,7 +1828,7 @@ std::string LargePackage(int nDevices, int nDependencies)
     for (int d = 0; d < nDevices; ++d)
     {
         strDevices += "<Device componentID=\"" + std::to_string(1000 + d) + "\">\n"
-                      "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1000\" subVendorID=\"1028\"/>\n"
+                      "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1D4E\" subVendorID=\"1F0C\"/>\n"
                       "  <Display>Device " + std::to_string(d) + "</Display>\n";
         for (int i = 0; i < nPerDevice; ++i)
         {
