@@ -493,13 +493,9 @@ TEST_F(CheckerTest, PlatformCheckReadsTheConfiguredSMBIOSSources)
 {
     const std::string strTable = vextest::SmbiosTable(
         {vextest::OemStringsStructure({"Brix System"}), vextest::RevisionStructure(0x0B)});
-    vextest::WriteFile(m_dir.File("ep"), vextest::SmbiosEntryPoint2());
-    vextest::WriteFile(m_dir.File("dmi"), strTable);
-    SMBIOSSources sources;
-    sources.strEntryPointPath = m_dir.File("ep");
-    sources.strTablePath = m_dir.File("dmi");
-    sources.strMemoryDevicePath = m_dir.File("no-mem");
-    sources.strESXiDevicePath = m_dir.File("no-esxi");
+    const SMBIOSSources sources = vextest::SmbiosSourcesIn(m_dir.Path());
+    vextest::WriteFile(sources.strEntryPointPath, vextest::SmbiosEntryPoint2());
+    vextest::WriteFile(sources.strTablePath, strTable);
 
     auto pChecker = MakeChecker();
     pChecker->SetSMBIOSSources(sources);

@@ -13,18 +13,8 @@ using vextest::TempDir;
 
 namespace
 {
-using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
-
-// Takes ownership of the records a reader hands out.
-Records Own(const std::vector<CDeviceInfo*>& vDevices)
-{
-    Records vOwned;
-    for (CDeviceInfo* pDevice : vDevices)
-    {
-        vOwned.emplace_back(pDevice);
-    }
-    return vOwned;
-}
+using vextest::Own;
+using vextest::Records;
 
 Records DevicesOf(const std::string& strSource)
 {

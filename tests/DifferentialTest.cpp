@@ -966,11 +966,7 @@ std::string Describe(const CDeviceInfo& record)
 
 SMBIOSSources WriteFirmware(int nFirmware, const std::string& strDir)
 {
-    SMBIOSSources sources;
-    sources.strEntryPointPath = strDir + "/fw-entry-point";
-    sources.strTablePath = strDir + "/fw-table";
-    sources.strMemoryDevicePath = strDir + "/fw-no-memory";
-    sources.strESXiDevicePath = strDir + "/fw-no-esxi";
+    const SMBIOSSources sources = SmbiosSourcesIn(strDir);
     if (nFirmware != 0)
     {
         WriteFile(sources.strEntryPointPath, SmbiosEntryPoint2());

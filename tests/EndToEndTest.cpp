@@ -15,36 +15,9 @@ using namespace vextest;
 
 namespace
 {
-struct RunCase
-{
-    std::string strScenario;
-    std::size_t nRun;
-};
+using RunCase = ScenarioRunRef;
 
-void PrintTo(const RunCase& runCase, std::ostream* pStream)
-{
-    *pStream << runCase.strScenario << " run " << runCase.nRun;
-}
-
-std::vector<RunCase> AllRuns()
-{
-    std::vector<RunCase> vCases;
-    for (const Scenario& scenario : EndToEndScenarios())
-    {
-        for (std::size_t n = 0; n < scenario.vRuns.size(); ++n)
-        {
-            vCases.push_back(RunCase{scenario.strName, n});
-        }
-    }
-    return vCases;
-}
-
-std::string CaseName(const ::testing::TestParamInfo<RunCase>& info)
-{
-    std::string strName = info.param.strScenario + "_" + std::to_string(info.param.nRun);
-    std::replace(strName.begin(), strName.end(), '-', '_');
-    return strName;
-}
+std::string CaseName(const ::testing::TestParamInfo<RunCase>& info) { return ScenarioRunName(info.param); }
 
 bool NeedsNamespace(const Scenario& scenario) { return scenario.firmware.eKind != Firmware::Kind::Host; }
 
@@ -107,7 +80,7 @@ TEST_P(EndToEnd, ReportStandardErrorAndExitStatus)
     EXPECT_EQ(result.nExitStatus, run.nExitStatus);
 }
 
-INSTANTIATE_TEST_SUITE_P(Catalogue, EndToEnd, ::testing::ValuesIn(AllRuns()), CaseName);
+INSTANTIATE_TEST_SUITE_P(Catalogue, EndToEnd, ::testing::ValuesIn(CatalogueRuns()), CaseName);
 
 TEST(EndToEndReport, PrintedReportStartsWithAnEmptyLineAndEndsWithABlankLine)
 {

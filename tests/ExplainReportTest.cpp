@@ -84,16 +84,7 @@ private:
     std::string m_strDirectory;
 };
 
-std::vector<std::string> Lines(const std::string& strText)
-{
-    std::vector<std::string> vLines;
-    std::istringstream iss(strText);
-    for (std::string strLine; std::getline(iss, strLine);)
-    {
-        vLines.push_back(strLine);
-    }
-    return vLines;
-}
+using vextest::Lines;
 
 bool HasLine(const std::string& strText, const std::string& strLine)
 {

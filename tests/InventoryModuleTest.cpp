@@ -21,17 +21,8 @@ using vextest::TempDir;
 namespace
 {
 using Clock = std::chrono::steady_clock;
-using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
-
-Records Own(const std::vector<CDeviceInfo*>& vDevices)
-{
-    Records vOwned;
-    for (CDeviceInfo* pDevice : vDevices)
-    {
-        vOwned.emplace_back(pDevice);
-    }
-    return vOwned;
-}
+using vextest::Own;
+using vextest::Records;
 
 double SecondsSince(Clock::time_point tStart)
 {

@@ -95,15 +95,7 @@ std::string BytesOf(const unsigned char* pBytes, std::size_t nLength)
 class SMBIOSInventoryTest : public ::testing::Test
 {
 protected:
-    SMBIOSSources Sources() const
-    {
-        SMBIOSSources sources;
-        sources.strEntryPointPath = m_dir.File("smbios_entry_point");
-        sources.strTablePath = m_dir.File("DMI");
-        sources.strMemoryDevicePath = m_dir.File("mem");
-        sources.strESXiDevicePath = m_dir.File("smbios");
-        return sources;
-    }
+    SMBIOSSources Sources() const { return vextest::SmbiosSourcesIn(m_dir.Path()); }
 
     void WriteSysfs(const std::string& strEntryPoint, const std::string& strTable) const
     {

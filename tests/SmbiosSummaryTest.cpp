@@ -15,15 +15,7 @@ namespace
 class SmbiosSummaryTest : public ::testing::Test
 {
 protected:
-    SMBIOSSources Sources() const
-    {
-        SMBIOSSources sources;
-        sources.strEntryPointPath = m_dir.File("smbios_entry_point");
-        sources.strTablePath = m_dir.File("DMI");
-        sources.strMemoryDevicePath = m_dir.File("mem");
-        sources.strESXiDevicePath = m_dir.File("smbios");
-        return sources;
-    }
+    SMBIOSSources Sources() const { return vextest::SmbiosSourcesIn(m_dir.Path()); }
     void WriteSysfs(const std::string& strTable) const
     {
         EntryPoint2Options options;

@@ -25,16 +25,7 @@ const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
 const std::string kDmidecode = "/usr/sbin/dmidecode";
 const std::string kGoldens = VEXDEP_FIXTURES_DIR "/vexinspect";
 
-std::vector<std::string> Lines(const std::string& strText)
-{
-    std::vector<std::string> vLines;
-    std::istringstream iss(strText);
-    for (std::string strLine; std::getline(iss, strLine);)
-    {
-        vLines.push_back(strLine);
-    }
-    return vLines;
-}
+using vextest::Lines;
 
 std::string Replace(std::string strText, const std::string& strFrom, const std::string& strTo)
 {
@@ -73,41 +64,12 @@ std::vector<std::pair<std::string, bool>> ReportedByExplain(const Json& json)
     return vReported;
 }
 
-struct RunCase
-{
-    std::string strScenario;
-    std::size_t nRun;
-};
-
-void PrintTo(const RunCase& runCase, std::ostream* pStream)
-{
-    *pStream << runCase.strScenario << " run " << runCase.nRun;
-}
+using RunCase = ScenarioRunRef;
 
 // The runs of the catalogue with a plain "hard" or "soft" argument.
-std::vector<RunCase> PlainRuns()
-{
-    std::vector<RunCase> vCases;
-    for (const Scenario& scenario : EndToEndScenarios())
-    {
-        for (std::size_t n = 0; n < scenario.vRuns.size(); ++n)
-        {
-            const std::vector<std::string>& vArgs = scenario.vRuns[n].vArgs;
-            if (vArgs.size() == 1 && (vArgs[0] == "hard" || vArgs[0] == "soft"))
-            {
-                vCases.push_back(RunCase{scenario.strName, n});
-            }
-        }
-    }
-    return vCases;
-}
+std::vector<RunCase> PlainRuns() { return CatalogueRuns(true); }
 
-std::string CaseName(const ::testing::TestParamInfo<RunCase>& info)
-{
-    std::string strName = info.param.strScenario + "_" + std::to_string(info.param.nRun);
-    std::replace(strName.begin(), strName.end(), '-', '_');
-    return strName;
-}
+std::string CaseName(const ::testing::TestParamInfo<RunCase>& info) { return ScenarioRunName(info.param); }
 
 class ExplainAgrees : public ::testing::TestWithParam<RunCase>
 {

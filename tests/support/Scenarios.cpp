@@ -3,6 +3,7 @@
 #include "DeviceInfo.h"
 #include "SmbiosBuilder.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <sys/stat.h>
@@ -513,6 +514,35 @@ const std::vector<Scenario>& EndToEndScenarios()
 {
     static const std::vector<Scenario> vScenarios = BuildCatalogue();
     return vScenarios;
+}
+
+void PrintTo(const ScenarioRunRef& runRef, std::ostream* pStream)
+{
+    *pStream << runRef.strScenario << " run " << runRef.nRun;
+}
+
+std::string ScenarioRunName(const ScenarioRunRef& runRef)
+{
+    std::string strName = runRef.strScenario + "_" + std::to_string(runRef.nRun);
+    std::replace(strName.begin(), strName.end(), '-', '_');
+    return strName;
+}
+
+std::vector<ScenarioRunRef> CatalogueRuns(bool bPlainTypeOnly)
+{
+    std::vector<ScenarioRunRef> vRuns;
+    for (const Scenario& scenario : EndToEndScenarios())
+    {
+        for (std::size_t n = 0; n < scenario.vRuns.size(); ++n)
+        {
+            const std::vector<std::string>& vArgs = scenario.vRuns[n].vArgs;
+            if (!bPlainTypeOnly || (vArgs.size() == 1 && (vArgs[0] == "hard" || vArgs[0] == "soft")))
+            {
+                vRuns.push_back(ScenarioRunRef{scenario.strName, n});
+            }
+        }
+    }
+    return vRuns;
 }
 
 const Scenario& FindScenario(const std::string& strName)

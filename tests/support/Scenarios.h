@@ -3,7 +3,9 @@
 
 #include "CheckerRun.h"
 
+#include <cstddef>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,19 @@ struct Scenario
 
 // The end-to-end catalogue: every scenario the checker is run on.
 const std::vector<Scenario>& EndToEndScenarios();
+
+// One run of one scenario, as a parameter of a parametrized test.
+struct ScenarioRunRef
+{
+    std::string strScenario;
+    std::size_t nRun;
+};
+void PrintTo(const ScenarioRunRef& runRef, std::ostream* pStream);
+// A test name for the run ("scenario_name_2").
+std::string ScenarioRunName(const ScenarioRunRef& runRef);
+// Every run of the catalogue, or only those with the single argument
+// "hard" or "soft".
+std::vector<ScenarioRunRef> CatalogueRuns(bool bPlainTypeOnly = false);
 const Scenario& FindScenario(const std::string& strName);
 
 // Writes the scenario's files into strDirectory (collector scripts, named

@@ -6,6 +6,16 @@
 
 namespace vextest
 {
+SMBIOSSources SmbiosSourcesIn(const std::string& strDirectory)
+{
+    SMBIOSSources sources;
+    sources.strEntryPointPath = strDirectory + "/smbios_entry_point";
+    sources.strTablePath = strDirectory + "/DMI";
+    sources.strMemoryDevicePath = strDirectory + "/mem";
+    sources.strESXiDevicePath = strDirectory + "/smbios";
+    return sources;
+}
+
 namespace
 {
 unsigned char SumOf(const std::string& strBytes, std::size_t nBegin, std::size_t nEnd)

@@ -5,12 +5,18 @@
 // points, the content of the ESXi device and a 1 MiB image standing in for
 // physical memory. Byte sequences are held in std::string.
 
+#include "SMBIOSInventory.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace vextest
 {
+// The four SMBIOS sources as files of one directory: "smbios_entry_point",
+// "DMI", "mem" and "smbios" (which a test writes or leaves out).
+SMBIOSSources SmbiosSourcesIn(const std::string& strDirectory);
+
 // Little-endian encodings.
 std::string Le16(uint16_t nValue);
 std::string Le32(uint32_t nValue);

@@ -67,6 +67,27 @@ void ReadBoth(int nOutFd, int nErrFd, std::string& strOut, std::string& strErr)
 }
 } // namespace
 
+Records Own(const std::vector<CDeviceInfo*>& vRecords)
+{
+    Records vOwned;
+    for (CDeviceInfo* pRecord : vRecords)
+    {
+        vOwned.emplace_back(pRecord);
+    }
+    return vOwned;
+}
+
+std::vector<std::string> Lines(const std::string& strText)
+{
+    std::vector<std::string> vLines;
+    std::istringstream iss(strText);
+    for (std::string strLine; std::getline(iss, strLine);)
+    {
+        vLines.push_back(strLine);
+    }
+    return vLines;
+}
+
 TempDir::TempDir()
 {
     const char* pszBase = std::getenv("TMPDIR");

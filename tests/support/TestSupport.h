@@ -1,11 +1,21 @@
 #ifndef VEXDEP_TESTSUPPORT_H
 #define VEXDEP_TESTSUPPORT_H
 
+#include "DeviceInfo.h"
+
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace vextest
 {
+// Records that a reader handed out, owned by the test.
+using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
+Records Own(const std::vector<CDeviceInfo*>& vRecords);
+
+// The lines of a text, without their line ends.
+std::vector<std::string> Lines(const std::string& strText);
+
 // A fresh directory below $TMPDIR (or /tmp), removed with its content when
 // the object goes away.
 class TempDir
