@@ -5,6 +5,9 @@
 
 #include <regex>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using vextest::ReadFile;
 using vextest::ReadLogLines;
 using vextest::TempDir;
@@ -295,4 +298,31 @@ TEST_F(LoggerTest, NothingIsRecordedOrReplayedWhileOff)
     vextest::ScopedCwd cwd(m_dir.Path());
     CLogger::GetInstance()->Replay(vRecords);
     EXPECT_FALSE(vextest::FileExists(m_dir.File("debug.log")));
+}
+
+// The log is written into the package directory by a process that runs as
+// root: a log name that is a link must not let it truncate the file the link
+// points to.
+TEST_F(LoggerTest, ALogNameThatIsALinkIsNotOpenedAndItsTargetStaysAsItWas)
+{
+    TempDir outside;
+    vextest::WriteFile(outside.File("precious"), "keep me\n");
+    ASSERT_EQ(symlink(outside.File("precious").c_str(), m_dir.File("baseutils.log").c_str()), 0);
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
+    EXPECT_FALSE(pLogger->IsInitialized());
+    pLogger->log("x", 1, std::string("dropped"));
+    EXPECT_EQ(ReadFile(outside.File("precious")), "keep me\n");
+}
+
+TEST_F(LoggerTest, ALogNameThatIsANamedPipeIsNotOpened)
+{
+    ASSERT_EQ(mkfifo(m_dir.File("baseutils.log").c_str(), 0600), 0);
+    CLogger* pLogger = CLogger::GetInstance();
+    // Opening a pipe without a reader for writing would block here for good.
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
+    EXPECT_FALSE(pLogger->IsInitialized());
+    // A regular file may still be chosen afterwards.
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("other.log")));
+    EXPECT_TRUE(pLogger->IsInitialized());
 }

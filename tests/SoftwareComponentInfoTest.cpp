@@ -14,6 +14,8 @@
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using vextest::ReadLogMessages;
 using vextest::ScopedCwd;
@@ -195,6 +197,34 @@ TEST_F(PackageReader, WithoutTheMarkerNothingIsLogged)
     }
     EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
     EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+// A package could carry a named pipe (that nobody writes) or a link to an
+// endless device as its "package.xml". The reader must not wait or read for
+// ever: the file exists but is no document, as if it did not parse.
+TEST_F(PackageReader, APackageThatIsANamedPipeOrADeviceIsNoDocument)
+{
+    ASSERT_EQ(mkfifo(m_dir.File("package.xml").c_str(), 0600), 0);
+    StartLogging();
+    const auto tStart = std::chrono::steady_clock::now();
+    {
+        CSoftwareComponentInfo reader;
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(records.size(), 0u);
+        EXPECT_EQ(reader.GetComponentID(), "");
+        EXPECT_EQ(reader.GetPackageID(), "");
+    }
+    ASSERT_EQ(std::remove(m_dir.File("package.xml").c_str()), 0);
+    ASSERT_EQ(symlink("/dev/zero", m_dir.File("package.xml").c_str()), 0);
+    {
+        CSoftwareComponentInfo reader;
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(records.size(), 0u);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
+    EXPECT_EQ(Count(Messages(), "CSoftwareComponentInfo::Init() Document " + Cwd() +
+                                    "package.xml not parsed successfully "),
+              2u);
 }
 
 TEST_F(PackageReader, MissingPackageIsNoErrorAndEveryQueryIsEmpty)

@@ -3,6 +3,8 @@
 #include <ctime>
 #include <iomanip>
 
+#include <sys/stat.h>
+
 const std::string strEnableLogFileName = "vexdebuglog";
 const std::string strBaseUtilsLogFileName = "baseutils.log";
 
@@ -26,6 +28,16 @@ bool CLogger::Initialize(const std::string& strPath)
         return true;
     }
     m_strFileName = strPath;
+    // The log is written into the package's own directory by a process that
+    // runs as root: a log path that already exists as anything but a
+    // regular file (a link to a file elsewhere, a named pipe) is not opened,
+    // so the log can neither truncate a file outside the package nor wait
+    // for a pipe's reader. Logging then stays off.
+    struct stat st;
+    if (lstat(m_strFileName.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+    {
+        return false;
+    }
     m_ofsLog.open(m_strFileName.c_str(), std::ios::out | std::ios::trunc);
     if (m_ofsLog.is_open())
     {
