@@ -1142,6 +1142,108 @@ TEST_F(PackageReader, PlatformStringsAreSystemIDsAfter0x)
               (std::vector<std::string>{"0x1", "0x2", "0x3", "0x2", "0x3"}));
 }
 
+// Each Brand child adds what the walk from it over its following siblings
+// finds. The record's list must be exactly that, Brand after Brand, with the
+// walk's log lines once per Brand, however the Brands and their Models are
+// mixed with other children.
+TEST_F(PackageReader, PlatformListIsTheWalkFromEveryBrandInTurn)
+{
+    const std::string strDependency =
+        "<Dependency componentID=\"20\"><DepBrand><DepModel systemID=\"A\"/><Model/>"
+        "<DepModel systemID=\"B\"/></DepBrand><Display>x</Display><Brand/>"
+        "<Brand><Model systemID=\"C\"/><Other systemID=\"Z\"/></Brand><!-- c -->"
+        "<brand><model systemID=\"D\"/><Model systemID=\"\"/><DEPMODEL systemID=\"E\"/></brand>"
+        "<Detail>y</Detail><DepBrand><DepModel systemID=\"F\"/></DepBrand></Dependency>";
+    WritePackage(Package("<Device componentID=\"1\">" + strDependency + "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+
+    // The same list from the walk itself, called once per Brand child.
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory(strDependency);
+    std::vector<std::string> vExpected;
+    std::size_t nBrands = 0;
+    for (xmlNode* pChild = xmlDocGetRootElement(pDoc.get())->children; pChild != nullptr; pChild = pChild->next)
+    {
+        if (xmlsupport::NameEquals(pChild, "Brand") || xmlsupport::NameEquals(pChild, "DepBrand"))
+        {
+            const std::vector<std::string> vWalk = reader.getPlatformInfo(pChild);
+            vExpected.insert(vExpected.end(), vWalk.begin(), vWalk.end());
+            ++nBrands;
+        }
+    }
+    EXPECT_EQ(nBrands, 5u);
+    EXPECT_EQ(records[0].getDepenendencyPlatforms(), vExpected);
+    EXPECT_EQ(vExpected, (std::vector<std::string>{"0xA", "0xB", "0xC", "0xD", "0xE", "0xF", "0xC", "0xD", "0xE",
+                                                   "0xF", "0xC", "0xD", "0xE", "0xF", "0xD", "0xE", "0xF", "0xF"}));
+    EXPECT_EQ(Count(vLog, "CSoftwareComponentInfo::getPlatformInfo() Entering"), 5u);
+    EXPECT_EQ(Count(vLog, "CSoftwareComponentInfo::getPlatformInfo() Exiting"), 5u);
+}
+
+// A package could give a dependency thousands of Brand children. Every Brand
+// repeats the IDs of those after it, so the list grows with the square of
+// their number: it stops growing at a bound no real package comes near, and
+// still lists every ID. Reading such a package used to take time cubic in
+// the number of Brands (minutes for two thousand).
+TEST_F(PackageReader, ThousandsOfBrandChildrenAreReadQuicklyAndListEveryPlatform)
+{
+    const int nBrands = 3000;
+    std::string strBrands;
+    for (int i = 0; i < nBrands; ++i)
+    {
+        strBrands += "<Brand><Model systemID=\"" + std::to_string(i) + "\"/></Brand>";
+    }
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"20\">" + strBrands +
+                         "</Dependency></Device>"));
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(10));
+    ASSERT_EQ(records.size(), 1u);
+    const std::vector<std::string> vPlatforms = records[0].getDepenendencyPlatforms();
+    ASSERT_GE(vPlatforms.size(), static_cast<std::size_t>(nBrands));
+    EXPECT_LT(vPlatforms.size(), 100000u + nBrands);
+    // The walk from the first Brand comes first and lists every ID; the
+    // walk from the second Brand follows it.
+    for (int i = 0; i < nBrands; ++i)
+    {
+        ASSERT_EQ(vPlatforms[static_cast<std::size_t>(i)], "0x" + std::to_string(i));
+    }
+    EXPECT_EQ(vPlatforms[nBrands], "0x1");
+}
+
+// A Device with very many PCIInfo children: each takes the Display that
+// follows it, found without searching the rest of the Device again for each.
+TEST_F(PackageReader, ManyPCIInfoChildrenTakeTheDisplayThatFollowsThem)
+{
+    const int nPCIInfo = 50000;
+    std::string strChildren;
+    for (int i = 0; i < nPCIInfo; ++i)
+    {
+        strChildren += "<PCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+        if (i == 9)
+        {
+            strChildren += "<Display>First ten</Display>";
+        }
+    }
+    strChildren += "<Display>The rest</Display><PCIInfo deviceID=\"last\"/>";
+    WritePackage(Package("<Device componentID=\"1\">" + strChildren + "</Device>"));
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(10));
+    ASSERT_EQ(vDevices.size(), static_cast<std::size_t>(nPCIInfo) + 1);
+    EXPECT_EQ(vDevices[0].strMarketingName, "First ten");
+    EXPECT_EQ(vDevices[9].strMarketingName, "First ten");
+    EXPECT_EQ(vDevices[10].strMarketingName, "The rest");
+    EXPECT_EQ(vDevices[nPCIInfo - 1].strMarketingName, "The rest");
+    EXPECT_EQ(vDevices[nPCIInfo].strDeviceID, "last");
+    EXPECT_EQ(vDevices[nPCIInfo].strMarketingName, "");
+}
+
 TEST_F(PackageReader, GetPlatformInfoWalksTheFollowingSiblings)
 {
     std::string strText = "<D><Display/><Brand><Model systemID=\"A\"/></Brand><x/>"

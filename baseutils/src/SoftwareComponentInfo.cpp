@@ -21,6 +21,9 @@ const char* const kRollbackXPath = "//SoftwareComponent/SupportedDevices/Device/
 const char* const kDependenciesXPath =
     " //SoftwareComponent/SupportedDevices/Device/Dependency | //SoftwareComponent/SupportedDevices/Device/SoftDependency";
 const char* const kContextTypesXPath = "//CONTEXT/CONTEXT_TYPE";
+// Platform entries of one dependency beyond which later Brand elements add
+// no more (see getDependencyInfo).
+const std::size_t kPlatformRepeatLimit = 100000;
 
 const xmlChar* AsXmlChar(const char* pszText) { return reinterpret_cast<const xmlChar*>(pszText); }
 
@@ -92,6 +95,44 @@ void ReadPCIIdentifiers(const xmlNode* pNode, SPCIInfo& pciInfo)
     ReadAttributeInto(pNode, "subDeviceID", pciInfo.strSubDeviceID);
     ReadAttributeInto(pNode, "vendorID", pciInfo.strVendorID);
     ReadAttributeInto(pNode, "subVendorID", pciInfo.strSubVendorID);
+}
+
+bool IsBrand(const xmlNode* pNode) { return IsElementNamed(pNode, "Brand") || IsElementNamed(pNode, "DepBrand"); }
+
+// Appends "0x" + systemID of every Model/DepModel child of a Brand element
+// that carries a system ID (a Model without one names no platform); returns
+// how many were appended.
+std::size_t AppendModelPlatforms(const xmlNode* pBrand, std::vector<std::string>& vPlatforms)
+{
+    std::size_t nAppended = 0;
+    for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
+    {
+        if (!IsElementNamed(pModel, "Model") && !IsElementNamed(pModel, "DepModel"))
+        {
+            continue;
+        }
+        if (const char* pszSystemID = xmlsupport::AttributeValue(pModel, "systemID"))
+        {
+            vPlatforms.push_back(std::string("0x") + pszSystemID);
+            ++nAppended;
+        }
+    }
+    return nAppended;
+}
+
+// How many platform entries a Brand element's own Model children give.
+std::size_t CountModelPlatforms(const xmlNode* pBrand)
+{
+    std::size_t nCount = 0;
+    for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
+    {
+        if ((IsElementNamed(pModel, "Model") || IsElementNamed(pModel, "DepModel")) &&
+            xmlsupport::AttributeValue(pModel, "systemID") != nullptr)
+        {
+            ++nCount;
+        }
+    }
+    return nCount;
 }
 
 // What a dependency takes from its parent Device: the PCI identities of the
@@ -472,9 +513,28 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
         xmlNode* pDevice = xmlsupport::NodeAt(pNodeSet.get(), i);
         VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Finding the Component ID and PCI Info");
         ReadAttributeInto(pDevice, "componentID", pciInfo.strComponentID);
-        bool bHasPCIInfo = false;
+        // For every child, the first Display that follows it: found in one
+        // pass from the end, so that a Device with many PCIInfo children is
+        // not searched again for each of them.
+        std::vector<xmlNode*> vChildren;
         for (xmlNode* pChild = pDevice->children; pChild != nullptr; pChild = pChild->next)
         {
+            vChildren.push_back(pChild);
+        }
+        std::vector<xmlNode*> vNextDisplay(vChildren.size(), nullptr);
+        xmlNode* pFollowingDisplay = nullptr;
+        for (std::size_t n = vChildren.size(); n > 0; --n)
+        {
+            vNextDisplay[n - 1] = pFollowingDisplay;
+            if (IsElementNamed(vChildren[n - 1], "Display"))
+            {
+                pFollowingDisplay = vChildren[n - 1];
+            }
+        }
+        bool bHasPCIInfo = false;
+        for (std::size_t n = 0; n < vChildren.size(); ++n)
+        {
+            xmlNode* pChild = vChildren[n];
             if (!IsElementNamed(pChild, "PCIInfo"))
             {
                 continue;
@@ -489,21 +549,17 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
             // without one the record carries no name (a Display before the
             // PCIInfo is not seen).
             pciInfo.strMarketingName.clear();
-            for (xmlNode* pSibling = pChild->next; pSibling != nullptr; pSibling = pSibling->next)
+            if (xmlNode* pDisplay = vNextDisplay[n])
             {
-                if (IsElementNamed(pSibling, "Display"))
+                VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
+                       "element");
+                if (const char* pszName = TextOf(pDisplay))
                 {
-                    VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
-                           "element");
-                    if (const char* pszName = TextOf(pSibling))
-                    {
-                        pciInfo.strMarketingName = pszName;
-                    }
-                    VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a "
-                           "PCI Device as " +
-                           pciInfo.strMarketingName);
-                    break;
+                    pciInfo.strMarketingName = pszName;
                 }
+                VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a "
+                       "PCI Device as " +
+                       pciInfo.strMarketingName);
             }
             vDevices.push_back(pciInfo);
         }
@@ -664,6 +720,13 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         vPCIInfo.clear();
         vOSInfo.clear();
         vPlatforms.clear();
+        // The platform list as the first Brand child finds it, the log lines
+        // of that walk, and how many of its entries the Brands before the
+        // current one gave.
+        bool bBrandSeen = false;
+        std::vector<std::string> vDependencyBrandPlatforms;
+        std::vector<SLogRecord> vPlatformLog;
+        std::size_t nPlatformsBefore = 0;
 
         CDeviceInfo* pRecord = new (std::nothrow) CDeviceInfo();
         if (pRecord == nullptr)
@@ -788,11 +851,43 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                            "package.xml for dependent device");
                 }
             }
-            if (IsElementNamed(pChild, "Brand") || IsElementNamed(pChild, "DepBrand"))
+            if (IsBrand(pChild))
             {
-                const std::vector<std::string> vBrandPlatforms = getPlatformInfo(pChild);
-                vPlatforms.insert(vPlatforms.end(), vBrandPlatforms.begin(), vBrandPlatforms.end());
-                pRecord->setDependencyPlatforms(vPlatforms);
+                // Each Brand child adds what getPlatformInfo finds from it:
+                // its own system IDs and those of every Brand after it. The
+                // walk from the first Brand therefore finds them all, and the
+                // walk from a later Brand is that list without the IDs of the
+                // Brands before it. The first walk is made (and its log lines
+                // kept); for later Brands its lines are written again and
+                // the rest of its list is taken, which gives the same list
+                // and log as walking again, without walking all following
+                // siblings once per Brand.
+                if (!bBrandSeen)
+                {
+                    CLogRecorder platformLog;
+                    vDependencyBrandPlatforms = getPlatformInfo(pChild);
+                    vPlatformLog = platformLog.Records();
+                    nPlatformsBefore = 0;
+                    bBrandSeen = true;
+                }
+                else
+                {
+                    CLogger::GetInstance()->Replay(vPlatformLog);
+                }
+                // The repeats are part of the record, but past
+                // kPlatformRepeatLimit entries (which no real package comes
+                // near: thousands of Brand elements would otherwise grow the
+                // list with the square of their number) no more are added.
+                // That changes no platform decision, which only asks whether
+                // an ID is listed, and every ID is listed by the first Brand.
+                if (vPlatforms.size() < kPlatformRepeatLimit && nPlatformsBefore < vDependencyBrandPlatforms.size())
+                {
+                    vPlatforms.insert(vPlatforms.end(),
+                                      vDependencyBrandPlatforms.begin() +
+                                          static_cast<std::ptrdiff_t>(nPlatformsBefore),
+                                      vDependencyBrandPlatforms.end());
+                }
+                nPlatformsBefore += CountModelPlatforms(pChild);
             }
             else
             {
@@ -837,6 +932,13 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
             }
         }
 
+        // The list is handed over once, when it is complete (handing over
+        // the growing list after every Brand made a dependency with many
+        // Brand children cost time cubic in their number).
+        if (bBrandSeen)
+        {
+            pRecord->setDependencyPlatforms(vPlatforms);
+        }
         pRecord->setDependencyOS(vOSInfo);
 
         if (vPCIInfo.empty())
@@ -874,21 +976,9 @@ std::vector<std::string> CSoftwareComponentInfo::getPlatformInfo(xmlNode* pNode)
     // Brand children gets the second one's system IDs twice.
     for (xmlNode* pSibling = pNode; pSibling != nullptr; pSibling = pSibling->next)
     {
-        if (!IsElementNamed(pSibling, "Brand") && !IsElementNamed(pSibling, "DepBrand"))
+        if (IsBrand(pSibling))
         {
-            continue;
-        }
-        for (xmlNode* pModel = pSibling->children; pModel != nullptr; pModel = pModel->next)
-        {
-            if (!IsElementNamed(pModel, "Model") && !IsElementNamed(pModel, "DepModel"))
-            {
-                continue;
-            }
-            // A Model without a system ID names no platform.
-            if (const char* pszSystemID = GetAttributeValue(pModel, "systemID"))
-            {
-                vPlatforms.push_back(std::string("0x") + pszSystemID);
-            }
+            AppendModelPlatforms(pSibling, vPlatforms);
         }
     }
     VEXLOG("CSoftwareComponentInfo::getPlatformInfo() Exiting");
