@@ -292,7 +292,8 @@ std::string RealPath(const std::string& strPath)
 // {OUTSIDE} becomes the path of the outside file, {PACKAGE} the package
 // directory (as the checker sees it, without a trailing "/"), {BASE} the
 // download base address, and {REPEAT:n:text} the text (which runs to the
-// next "}") n times.
+// next "}") n times, with every "#" in it replaced by the repetition's number
+// (from 0).
 std::string Expand(const std::string& strText, const std::string& strOutside, const std::string& strPackage)
 {
     std::string strResult;
@@ -333,9 +334,25 @@ std::string Expand(const std::string& strText, const std::string& strOutside, co
             const unsigned long nCount = std::stoul(strText.substr(nOpen + 8, nCountEnd - nOpen - 8));
             const std::string strUnit = strText.substr(nCountEnd + 1, nClose - nCountEnd - 1);
             strResult.reserve(strResult.size() + nCount * strUnit.size());
+            const bool bNumbered = strUnit.find('#') != std::string::npos;
             for (unsigned long n = 0; n < nCount; ++n)
             {
-                strResult += strUnit;
+                if (!bNumbered)
+                {
+                    strResult += strUnit;
+                    continue;
+                }
+                for (char c : strUnit)
+                {
+                    if (c == '#')
+                    {
+                        strResult += std::to_string(n);
+                    }
+                    else
+                    {
+                        strResult += c;
+                    }
+                }
             }
             nPos = nClose + 1;
         }

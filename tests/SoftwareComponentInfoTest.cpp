@@ -1244,6 +1244,69 @@ TEST_F(PackageReader, ManyPCIInfoChildrenTakeTheDisplayThatFollowsThem)
     EXPECT_EQ(vDevices[nPCIInfo].strMarketingName, "");
 }
 
+// Every record holds its own copy of its parent's PCI identities: four
+// thousand dependencies under a Device with four thousand PCIInfo children
+// (a package of 300 KB) would hold gigabytes. The records of a package may
+// hold a bounded amount; the entry beyond it is refused as a failed
+// allocation is, and ends the list.
+TEST_F(PackageReader, RecordsThatWouldExhaustMemoryAreRefusedAsFailedAllocations)
+{
+    const int nCount = 4000;
+    std::string strDevice = "<Device componentID=\"1\">";
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDevice += "<PCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+    }
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDevice += "<Dependency componentID=\"" + std::to_string(i) + "\"/>";
+    }
+    WritePackage(Package(strDevice + "</Device>"));
+    StartLogging();
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(20));
+    ASSERT_GT(records.size(), 0u);
+    EXPECT_LT(records.size(), static_cast<std::size_t>(nCount));
+    // The records that were kept are whole, in package order.
+    EXPECT_EQ(records[0].getComponentID(), "0");
+    EXPECT_EQ(records[records.size() - 1].getComponentID(), std::to_string(records.size() - 1));
+    EXPECT_EQ(records[records.size() - 1].getParentPCIInfo().size(), static_cast<std::size_t>(nCount));
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+    ASSERT_FALSE(vLog.empty());
+    EXPECT_EQ(vLog.back(), kDep + "new  ( std::nothrow ) CDeviceInfo() failed");
+    EXPECT_EQ(Count(vLog, kDep + "Exiting"), 0u);
+}
+
+// The same for the records of one dependency with thousands of PCI
+// identities and a long OS requirement: copies beyond the bound are lost
+// one by one, as failed copies are.
+TEST_F(PackageReader, PerPCICopiesThatWouldExhaustMemoryAreLostAlone)
+{
+    const int nCount = 3000;
+    std::string strDependency = "<Dependency componentID=\"9\"><OperatingSystem osVendor=\"" +
+                                std::string(100000, 'v') + "\"/>";
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDependency += "<DepPCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+    }
+    WritePackage(Package("<Device componentID=\"1\">" + strDependency + "</Dependency></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_GT(records.size(), 0u);
+    EXPECT_LT(records.size(), static_cast<std::size_t>(nCount));
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+    EXPECT_EQ(Count(vLog, kDep + "failed to get Memory allocation") + records.size(),
+              static_cast<std::size_t>(nCount));
+    EXPECT_EQ(vLog.back(), kDep + "Exiting");
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "0");
+    EXPECT_EQ(records[0].getDependencyOS().at(0).strOSVendor.size(), 100000u);
+}
+
 TEST_F(PackageReader, GetPlatformInfoWalksTheFollowingSiblings)
 {
     std::string strText = "<D><Display/><Brand><Model systemID=\"A\"/></Brand><x/>"

@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iomanip>
 #include <new>
@@ -24,6 +25,10 @@ const char* const kContextTypesXPath = "//CONTEXT/CONTEXT_TYPE";
 // Platform entries of one dependency beyond which later Brand elements add
 // no more (see getDependencyInfo).
 const std::size_t kPlatformRepeatLimit = 100000;
+// The most the dependency records of one package may hold, in bytes (see
+// getDependencyInfo): far beyond any real package, small enough that no
+// package can make the checker exhaust the machine's memory.
+const std::size_t kDependencyRecordBudget = std::size_t(64) << 20;
 
 const xmlChar* AsXmlChar(const char* pszText) { return reinterpret_cast<const xmlChar*>(pszText); }
 
@@ -133,6 +138,66 @@ std::size_t CountModelPlatforms(const xmlNode* pBrand)
         }
     }
     return nCount;
+}
+
+std::size_t TextBytes(const SPCIInfo& pciInfo)
+{
+    return sizeof(SPCIInfo) + pciInfo.strComponentID.size() + pciInfo.strDeviceID.size() +
+           pciInfo.strSubDeviceID.size() + pciInfo.strVendorID.size() + pciInfo.strSubVendorID.size() +
+           pciInfo.strMarketingName.size();
+}
+
+std::size_t TextBytes(const SOSInfo& osInfo)
+{
+    return sizeof(SOSInfo) + osInfo.strMajorVersion.size() + osInfo.strMinorVersion.size() +
+           osInfo.strSPMajorVersion.size() + osInfo.strSPMinorVersion.size() + osInfo.strOSVendor.size() +
+           osInfo.strOSArch.size() + osInfo.strInstalledBuildNumber.size() + osInfo.strReserved.size() +
+           osInfo.strRequiredBuildNumber.size();
+}
+
+// What one record of a dependency entry holds, in bytes, at most: the record
+// itself, every attribute of the dependency element and of its parent, the
+// texts of its Display and Detail children, and its lists.
+std::size_t RecordBytes(const xmlNode* pDependency, const std::vector<SPCIInfo>& vParentPCIInfo,
+                        const std::vector<SOSInfo>& vOSInfo, const std::vector<std::string>& vPlatforms,
+                        const SPCIInfo& pciInfo)
+{
+    std::size_t nBytes = sizeof(CDeviceInfo) + TextBytes(pciInfo);
+    for (const xmlNode* pNode : {pDependency, static_cast<const xmlNode*>(pDependency->parent)})
+    {
+        for (const xmlAttr* pAttribute = pNode != nullptr && pNode->type == XML_ELEMENT_NODE ? pNode->properties
+                                                                                            : nullptr;
+             pAttribute != nullptr; pAttribute = pAttribute->next)
+        {
+            if (const char* pszValue = xmlsupport::FirstChildContent(reinterpret_cast<const xmlNode*>(pAttribute)))
+            {
+                nBytes += std::strlen(pszValue);
+            }
+        }
+    }
+    for (const xmlNode* pChild = pDependency->children; pChild != nullptr; pChild = pChild->next)
+    {
+        if (IsElementNamed(pChild, "Display") || IsElementNamed(pChild, "Detail"))
+        {
+            if (const char* pszText = TextOf(pChild))
+            {
+                nBytes += std::strlen(pszText);
+            }
+        }
+    }
+    for (const SPCIInfo& parentPCIInfo : vParentPCIInfo)
+    {
+        nBytes += TextBytes(parentPCIInfo);
+    }
+    for (const SOSInfo& osInfo : vOSInfo)
+    {
+        nBytes += TextBytes(osInfo);
+    }
+    for (const std::string& strPlatform : vPlatforms)
+    {
+        nBytes += sizeof(std::string) + strPlatform.size();
+    }
+    return nBytes;
 }
 
 // What a dependency takes from its parent Device: the PCI identities of the
@@ -712,6 +777,8 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
     // identities are read once for all of them.
     SParentDevice parentDevice;
     bool bParentRead = false;
+    // Bytes the records built so far hold (see kDependencyRecordBudget).
+    std::size_t nBudgetUsed = 0;
 
     const std::size_t nCount = xmlsupport::NodeCount(pNodeSet.get());
     for (std::size_t i = 0; i < nCount; ++i)
@@ -941,6 +1008,32 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         }
         pRecord->setDependencyOS(vOSInfo);
 
+        // Every record of the entry holds its own copy of the lists and texts
+        // above. A package can multiply them without bound (thousands of
+        // dependencies under a Device with thousands of PCIInfo children, or
+        // thousands of PCI identities of a dependency with a long OS list):
+        // the records built for one package (kept, or dropped as duplicates)
+        // may hold kDependencyRecordBudget bytes in all. A record beyond
+        // that is refused as a failed allocation is, with the same
+        // consequence: a refused entry ends the list, a refused per-PCI copy
+        // is lost alone.
+        const std::size_t nRecordBytes =
+            RecordBytes(pDependency, parentDevice.vPCIInfo, vOSInfo, vPlatforms, pciInfo);
+        auto FitsTheBudget = [&]() {
+            if (nRecordBytes > kDependencyRecordBudget - nBudgetUsed)
+            {
+                return false;
+            }
+            nBudgetUsed += nRecordBytes;
+            return true;
+        };
+        if (!FitsTheBudget())
+        {
+            delete pRecord;
+            VEXLOG("CSoftwareComponentInfo::getDependencyInfo() new  ( std::nothrow ) CDeviceInfo() failed");
+            return vDependencies;
+        }
+
         if (vPCIInfo.empty())
         {
             AddDependencyInfo(vDependencies, pRecord);
@@ -950,7 +1043,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         // their model and is released afterwards.
         for (const SPCIInfo& identity : vPCIInfo)
         {
-            CDeviceInfo* pPCIRecord = new (std::nothrow) CDeviceInfo(*pRecord);
+            CDeviceInfo* pPCIRecord = FitsTheBudget() ? new (std::nothrow) CDeviceInfo(*pRecord) : nullptr;
             if (pPCIRecord == nullptr)
             {
                 VEXLOG("CSoftwareComponentInfo::getDependencyInfo() failed to get Memory allocation");
