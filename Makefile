@@ -1,20 +1,31 @@
 # Top-level entry points. See README.md.
 #   make deps   install the Debian packages the project needs (only the missing ones)
 #   make build  configure and build into build/
-#   make test   deps + build + every test, then the whole suite again under the sanitizers
+#   make test   deps + build + every test, then the whole suite again under the sanitizers,
+#               then a short deterministic run of every fuzz target
 #   make demo   deps + build, then runs the checker on a copy of examples/package
 #   make bench  release build, synthetic packages, the checker against its baseline
 #   make package  the Debian binary package (release build in build-package/), checked by lintian
+#   make fuzz   builds the fuzz targets and runs each for FUZZ_SECONDS (default 60)
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
 BUILD_DIR   ?= build
 PACKAGE_DIR ?= build-package
 ASAN_DIR    ?= build-asan
+FUZZ_DIR    ?= build-fuzz
+FUZZ_SECONDS ?= 60
 CMAKE_FLAGS ?=
 
+# clang and its libFuzzer runtime build the fuzz targets; strace lets the
+# bad-package tests see every file the checker opens; dpkg-dev, file,
+# man-db and lintian build and check the Debian package.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
-                libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian
+                libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
+                clang libclang-rt-14-dev strace
+
+FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
+                CompareVersionsFuzzer EvaluationFuzzer
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
@@ -23,7 +34,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench package clean
+.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds
 
 all: build
 
@@ -45,6 +56,7 @@ build:
 test: deps build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS)
 	$(MAKE) --no-print-directory test-asan
+	$(MAKE) --no-print-directory fuzz-smoke
 
 test-asan:
 	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DVEXDEP_SANITIZE=ON $(CMAKE_FLAGS)
@@ -71,5 +83,41 @@ package: deps
 	cd $(PACKAGE_DIR) && cpack -G DEB
 	lintian --fail-on error --tag-display-limit 0 $(PACKAGE_DIR)/vexdepcheck_*.deb
 
+# The fuzz targets: clang, libFuzzer, AddressSanitizer and
+# UndefinedBehaviorSanitizer, in a build folder of their own.
+fuzz-build:
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DVEXDEP_FUZZ=ON -DVEXDEP_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_DIR) -j$(JOBS)
+
+# Every target for FUZZ_SECONDS in turn. New inputs collect in
+# $(FUZZ_DIR)/corpus/<target>, the full output in $(FUZZ_DIR)/logs, and any
+# crash, leak, timeout or out-of-memory input in $(FUZZ_DIR)/artifacts.
+fuzz: deps fuzz-build
+	@mkdir -p $(FUZZ_DIR)/artifacts $(FUZZ_DIR)/logs; failed=""; \
+	for t in $(FUZZ_TARGETS); do \
+	  mkdir -p $(FUZZ_DIR)/corpus/$$t; \
+	  echo "== $$t: $(FUZZ_SECONDS) s"; \
+	  if $(FUZZ_DIR)/bin/$$t -max_total_time=$(FUZZ_SECONDS) -timeout=10 -rss_limit_mb=2048 \
+	       -print_final_stats=1 -dict=fuzz/dict/$$t.dict \
+	       -artifact_prefix=$(CURDIR)/$(FUZZ_DIR)/artifacts/$$t- \
+	       $(FUZZ_DIR)/corpus/$$t fuzz/corpus/$$t > $(FUZZ_DIR)/logs/$$t.log 2>&1; \
+	  then :; else failed="$$failed $$t"; fi; \
+	  grep -E '^#[0-9]+ +DONE|^stat::number_of_executed_units|^==[0-9]+==ERROR|^SUMMARY|Test unit written' \
+	    $(FUZZ_DIR)/logs/$$t.log; \
+	done; \
+	if [ -n "$$failed" ]; then \
+	  echo "fuzzing found problems in:$$failed (see $(FUZZ_DIR)/logs and $(FUZZ_DIR)/artifacts)"; exit 1; \
+	fi
+
+# A fixed seed and a fixed number of runs per target over its seed corpus
+# (registered as tests of the fuzz build).
+fuzz-smoke: deps fuzz-build
+	ctest --test-dir $(FUZZ_DIR) --output-on-failure -j$(JOBS)
+
+# Writes the seed corpora in fuzz/corpus anew from the test fixtures.
+fuzz-seeds: build
+	$(BUILD_DIR)/bin/vexfuzzseeds fuzz/corpus
+
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(PACKAGE_DIR) build-release
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR) $(PACKAGE_DIR) build-release

@@ -8,6 +8,9 @@
 #include <chrono>
 #include <memory>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using vextest::ReadLogMessages;
 using vextest::TempDir;
 
@@ -544,4 +547,24 @@ TEST_F(DeviceInventoryInfoTest, ThousandsOfDevicesAreReadInOrder)
     // status lookup per device would take over half a minute here.
     EXPECT_LT(dSeconds, 10.0);
     std::cout << "read " << nDevices << " devices in " << dSeconds << " s\n";
+}
+
+// A collector may leave a named pipe, or a link to an endless device, where
+// its document should be. The reader finds no document there and returns at
+// once, as for any file that does not parse.
+TEST_F(DeviceInventoryInfoTest, AnOutputThatIsANamedPipeOrADeviceGivesNoDevices)
+{
+    ASSERT_EQ(mkfifo(m_dir.File("pipe.xml").c_str(), 0600), 0);
+    ASSERT_EQ(symlink("/dev/zero", m_dir.File("zero.xml").c_str()), 0);
+    const auto tStart = std::chrono::steady_clock::now();
+    EXPECT_TRUE(DevicesOf(m_dir.File("pipe.xml")).empty());
+    EXPECT_TRUE(DevicesOf(m_dir.File("zero.xml")).empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
+    // Both were taken as files (no attempt to read the path as text) that
+    // did not parse.
+    const std::vector<std::string> vLog = Log();
+    EXPECT_TRUE(Contains(vLog, "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("pipe.xml") +
+                                   "  parsing failed "));
+    EXPECT_FALSE(Contains(vLog, "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("pipe.xml") +
+                                    "  parsing failed "));
 }

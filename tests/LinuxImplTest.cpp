@@ -12,6 +12,7 @@
 #include <thread>
 
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -593,6 +594,24 @@ TEST(LinuxImplFiles, IsDirectoryTellsDirectoriesFromFilesAndMissingPaths)
     EXPECT_FALSE(impl.IsDirectory(dir.File("file")));
     EXPECT_FALSE(impl.IsDirectory(dir.File("missing")));
     EXPECT_FALSE(impl.IsDirectory(""));
+}
+
+// A package could carry a named pipe under a name the checker tests for
+// (package.xml, the log marker, a collector's output). The test opens as a
+// file stream would, but must not wait for a writer that never comes.
+TEST(LinuxImplFiles, FileTestsDoNotWaitForANamedPipe)
+{
+    TempDir dir;
+    ASSERT_EQ(mkfifo(dir.File("package.xml").c_str(), 0600), 0);
+    vextest::MakeDirectory(dir.File("inv.xml"));
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    const auto tStart = Clock::now();
+    EXPECT_TRUE(impl.IsFileExits("package.xml"));
+    EXPECT_TRUE(impl.IsFileExistsAbs(dir.File("package.xml")));
+    EXPECT_LT(Clock::now() - tStart, std::chrono::seconds(5));
+    // A directory opens for reading too, as it does for a file stream.
+    EXPECT_TRUE(impl.IsFileExits("inv.xml"));
 }
 
 TEST(LinuxImplFiles, FileTestsLogTheirPaths)

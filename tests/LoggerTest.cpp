@@ -5,6 +5,9 @@
 
 #include <regex>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using vextest::ReadFile;
 using vextest::ReadLogLines;
 using vextest::TempDir;
@@ -316,4 +319,45 @@ TEST_F(LoggerTest, SilencedLinesAreRecordedButNotWritten)
               std::vector<std::string>{"[TIME] :                      Loud:    2: written"});
     CLogger::GetInstance()->Replay({vRecorded[0]});
     EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).back(), "[TIME] :                     Quiet:    1: learnt, not written");
+}
+
+// The log is written into the package directory by a process that runs as
+// root: a log name that is a link must not let it truncate the file the link
+// points to.
+TEST_F(LoggerTest, ALogNameThatIsALinkIsNotOpenedAndItsTargetStaysAsItWas)
+{
+    TempDir outside;
+    vextest::WriteFile(outside.File("precious"), "keep me\n");
+    ASSERT_EQ(symlink(outside.File("precious").c_str(), m_dir.File("baseutils.log").c_str()), 0);
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
+    EXPECT_FALSE(pLogger->IsInitialized());
+    pLogger->log("x", 1, std::string("dropped"));
+    EXPECT_EQ(ReadFile(outside.File("precious")), "keep me\n");
+}
+
+TEST_F(LoggerTest, ALogNameThatIsANamedPipeIsNotOpened)
+{
+    ASSERT_EQ(mkfifo(m_dir.File("baseutils.log").c_str(), 0600), 0);
+    CLogger* pLogger = CLogger::GetInstance();
+    // Opening a pipe without a reader for writing would block here for good.
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
+    EXPECT_FALSE(pLogger->IsInitialized());
+    // A regular file may still be chosen afterwards.
+    EXPECT_FALSE(pLogger->Initialize(m_dir.File("other.log")));
+    EXPECT_TRUE(pLogger->IsInitialized());
+}
+
+// A tool that wants no log opens the null device: that one device is
+// accepted, and writing to it keeps everything else quiet.
+TEST_F(LoggerTest, TheNullDeviceIsAcceptedAsALogThatDiscards)
+{
+    CLogger* pLogger = CLogger::GetInstance();
+    EXPECT_FALSE(pLogger->Initialize("/dev/null"));
+    EXPECT_TRUE(pLogger->IsInitialized());
+    pLogger->log("x", 1, std::string("discarded"));
+    // Later attempts, such as a reader's with baseutils.log, change nothing.
+    vextest::ScopedCwd cwd(m_dir.Path());
+    EXPECT_TRUE(pLogger->Initialize(strBaseUtilsLogFileName));
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
 }

@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 using vextest::ReadLogMessages;
 using vextest::TempDir;
@@ -403,4 +407,20 @@ TEST_F(PIEConfigInfoTest, OtherContentIsIgnored)
     EXPECT_EQ(m_reader.GetInventoryCommand(), "c.sh");
     EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "o.xml");
     EXPECT_EQ(m_reader.GetInventoryTimeout(), 20);
+}
+
+// A release directory could hold a named pipe, or a link to an endless
+// device, as its "PIEConfig.xml": Init fails at once, as for any file that
+// does not parse.
+TEST_F(PIEConfigInfoTest, AConfigurationThatIsANamedPipeOrADeviceFailsAtOnce)
+{
+    ASSERT_EQ(mkfifo(ConfigPath().c_str(), 0600), 0);
+    const auto tStart = std::chrono::steady_clock::now();
+    EXPECT_FALSE(m_reader.Init(ConfigPath()));
+    CPIEConfigInfo zeroReader;
+    ASSERT_EQ(symlink("/dev/zero", m_dir.File("zero.xml").c_str()), 0);
+    EXPECT_FALSE(zeroReader.Init(m_dir.File("zero.xml")));
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
+    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::Init() Document " + ConfigPath() + "  parsed successfully "));
+    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
 }

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using vextest::ReadLogMessages;
 using vextest::ScopedCwd;
@@ -195,6 +197,34 @@ TEST_F(PackageReader, WithoutTheMarkerNothingIsLogged)
     }
     EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
     EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+// A package could carry a named pipe (that nobody writes) or a link to an
+// endless device as its "package.xml". The reader must not wait or read for
+// ever: the file exists but is no document, as if it did not parse.
+TEST_F(PackageReader, APackageThatIsANamedPipeOrADeviceIsNoDocument)
+{
+    ASSERT_EQ(mkfifo(m_dir.File("package.xml").c_str(), 0600), 0);
+    StartLogging();
+    const auto tStart = std::chrono::steady_clock::now();
+    {
+        CSoftwareComponentInfo reader;
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(records.size(), 0u);
+        EXPECT_EQ(reader.GetComponentID(), "");
+        EXPECT_EQ(reader.GetPackageID(), "");
+    }
+    ASSERT_EQ(std::remove(m_dir.File("package.xml").c_str()), 0);
+    ASSERT_EQ(symlink("/dev/zero", m_dir.File("package.xml").c_str()), 0);
+    {
+        CSoftwareComponentInfo reader;
+        OwnedRecords records(reader.getDependencyInfo());
+        EXPECT_EQ(records.size(), 0u);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
+    EXPECT_EQ(Count(Messages(), "CSoftwareComponentInfo::Init() Document " + Cwd() +
+                                    "package.xml not parsed successfully "),
+              2u);
 }
 
 TEST_F(PackageReader, MissingPackageIsNoErrorAndEveryQueryIsEmpty)
@@ -1128,6 +1158,171 @@ TEST_F(PackageReader, PlatformStringsAreSystemIDsAfter0x)
     // Brand over its following siblings, once for the second Brand itself.
     EXPECT_EQ(records[1].getDepenendencyPlatforms(),
               (std::vector<std::string>{"0x1", "0x2", "0x3", "0x2", "0x3"}));
+}
+
+// Each Brand child adds what the walk from it over its following siblings
+// finds. The record's list must be exactly that, Brand after Brand, with the
+// walk's log lines once per Brand, however the Brands and their Models are
+// mixed with other children.
+TEST_F(PackageReader, PlatformListIsTheWalkFromEveryBrandInTurn)
+{
+    const std::string strDependency =
+        "<Dependency componentID=\"20\"><DepBrand><DepModel systemID=\"A\"/><Model/>"
+        "<DepModel systemID=\"B\"/></DepBrand><Display>x</Display><Brand/>"
+        "<Brand><Model systemID=\"C\"/><Other systemID=\"Z\"/></Brand><!-- c -->"
+        "<brand><model systemID=\"D\"/><Model systemID=\"\"/><DEPMODEL systemID=\"E\"/></brand>"
+        "<Detail>y</Detail><DepBrand><DepModel systemID=\"F\"/></DepBrand></Dependency>";
+    WritePackage(Package("<Device componentID=\"1\">" + strDependency + "</Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_EQ(records.size(), 1u);
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+
+    // The same list from the walk itself, called once per Brand child.
+    xmlsupport::DocumentPtr pDoc = xmlsupport::ParseMemory(strDependency);
+    std::vector<std::string> vExpected;
+    std::size_t nBrands = 0;
+    for (xmlNode* pChild = xmlDocGetRootElement(pDoc.get())->children; pChild != nullptr; pChild = pChild->next)
+    {
+        if (xmlsupport::NameEquals(pChild, "Brand") || xmlsupport::NameEquals(pChild, "DepBrand"))
+        {
+            const std::vector<std::string> vWalk = reader.getPlatformInfo(pChild);
+            vExpected.insert(vExpected.end(), vWalk.begin(), vWalk.end());
+            ++nBrands;
+        }
+    }
+    EXPECT_EQ(nBrands, 5u);
+    EXPECT_EQ(records[0].getDepenendencyPlatforms(), vExpected);
+    EXPECT_EQ(vExpected, (std::vector<std::string>{"0xA", "0xB", "0xC", "0xD", "0xE", "0xF", "0xC", "0xD", "0xE",
+                                                   "0xF", "0xC", "0xD", "0xE", "0xF", "0xD", "0xE", "0xF", "0xF"}));
+    EXPECT_EQ(Count(vLog, "CSoftwareComponentInfo::getPlatformInfo() Entering"), 5u);
+    EXPECT_EQ(Count(vLog, "CSoftwareComponentInfo::getPlatformInfo() Exiting"), 5u);
+}
+
+// A package could give a dependency thousands of Brand children. Every Brand
+// repeats the IDs of those after it, so the list grows with the square of
+// their number: it stops growing at a bound no real package comes near, and
+// still lists every ID. Reading such a package used to take time cubic in
+// the number of Brands (minutes for two thousand).
+TEST_F(PackageReader, ThousandsOfBrandChildrenAreReadQuicklyAndListEveryPlatform)
+{
+    const int nBrands = 3000;
+    std::string strBrands;
+    for (int i = 0; i < nBrands; ++i)
+    {
+        strBrands += "<Brand><Model systemID=\"" + std::to_string(i) + "\"/></Brand>";
+    }
+    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"20\">" + strBrands +
+                         "</Dependency></Device>"));
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(10));
+    ASSERT_EQ(records.size(), 1u);
+    const std::vector<std::string> vPlatforms = records[0].getDepenendencyPlatforms();
+    ASSERT_GE(vPlatforms.size(), static_cast<std::size_t>(nBrands));
+    EXPECT_LT(vPlatforms.size(), 100000u + nBrands);
+    // The walk from the first Brand comes first and lists every ID; the
+    // walk from the second Brand follows it.
+    for (int i = 0; i < nBrands; ++i)
+    {
+        ASSERT_EQ(vPlatforms[static_cast<std::size_t>(i)], "0x" + std::to_string(i));
+    }
+    EXPECT_EQ(vPlatforms[nBrands], "0x1");
+}
+
+// A Device with very many PCIInfo children: each takes the Display that
+// follows it, found without searching the rest of the Device again for each.
+TEST_F(PackageReader, ManyPCIInfoChildrenTakeTheDisplayThatFollowsThem)
+{
+    const int nPCIInfo = 50000;
+    std::string strChildren;
+    for (int i = 0; i < nPCIInfo; ++i)
+    {
+        strChildren += "<PCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+        if (i == 9)
+        {
+            strChildren += "<Display>First ten</Display>";
+        }
+    }
+    strChildren += "<Display>The rest</Display><PCIInfo deviceID=\"last\"/>";
+    WritePackage(Package("<Device componentID=\"1\">" + strChildren + "</Device>"));
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    const std::vector<SPCIInfo> vDevices = reader.GetSupportedDevices();
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(10));
+    ASSERT_EQ(vDevices.size(), static_cast<std::size_t>(nPCIInfo) + 1);
+    EXPECT_EQ(vDevices[0].strMarketingName, "First ten");
+    EXPECT_EQ(vDevices[9].strMarketingName, "First ten");
+    EXPECT_EQ(vDevices[10].strMarketingName, "The rest");
+    EXPECT_EQ(vDevices[nPCIInfo - 1].strMarketingName, "The rest");
+    EXPECT_EQ(vDevices[nPCIInfo].strDeviceID, "last");
+    EXPECT_EQ(vDevices[nPCIInfo].strMarketingName, "");
+}
+
+// Every record holds its own copy of its parent's PCI identities: four
+// thousand dependencies under a Device with four thousand PCIInfo children
+// (a package of 300 KB) would hold gigabytes. The records of a package may
+// hold a bounded amount; the entry beyond it is refused as a failed
+// allocation is, and ends the list.
+TEST_F(PackageReader, RecordsThatWouldExhaustMemoryAreRefusedAsFailedAllocations)
+{
+    const int nCount = 4000;
+    std::string strDevice = "<Device componentID=\"1\">";
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDevice += "<PCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+    }
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDevice += "<Dependency componentID=\"" + std::to_string(i) + "\"/>";
+    }
+    WritePackage(Package(strDevice + "</Device>"));
+    StartLogging();
+    const auto tStart = std::chrono::steady_clock::now();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(20));
+    ASSERT_GT(records.size(), 0u);
+    EXPECT_LT(records.size(), static_cast<std::size_t>(nCount));
+    // The records that were kept are whole, in package order.
+    EXPECT_EQ(records[0].getComponentID(), "0");
+    EXPECT_EQ(records[records.size() - 1].getComponentID(), std::to_string(records.size() - 1));
+    EXPECT_EQ(records[records.size() - 1].getParentPCIInfo().size(), static_cast<std::size_t>(nCount));
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+    ASSERT_FALSE(vLog.empty());
+    EXPECT_EQ(vLog.back(), kDep + "new  ( std::nothrow ) CDeviceInfo() failed");
+    EXPECT_EQ(Count(vLog, kDep + "Exiting"), 0u);
+}
+
+// The same for the records of one dependency with thousands of PCI
+// identities and a long OS requirement: copies beyond the bound are lost
+// one by one, as failed copies are.
+TEST_F(PackageReader, PerPCICopiesThatWouldExhaustMemoryAreLostAlone)
+{
+    const int nCount = 3000;
+    std::string strDependency = "<Dependency componentID=\"9\"><OperatingSystem osVendor=\"" +
+                                std::string(100000, 'v') + "\"/>";
+    for (int i = 0; i < nCount; ++i)
+    {
+        strDependency += "<DepPCIInfo deviceID=\"" + std::to_string(i) + "\"/>";
+    }
+    WritePackage(Package("<Device componentID=\"1\">" + strDependency + "</Dependency></Device>"));
+    StartLogging();
+    CSoftwareComponentInfo reader;
+    const std::size_t nMark = Messages().size();
+    OwnedRecords records(reader.getDependencyInfo());
+    ASSERT_GT(records.size(), 0u);
+    EXPECT_LT(records.size(), static_cast<std::size_t>(nCount));
+    const std::vector<std::string> vLog = From(Messages(), nMark);
+    EXPECT_EQ(Count(vLog, kDep + "failed to get Memory allocation") + records.size(),
+              static_cast<std::size_t>(nCount));
+    EXPECT_EQ(vLog.back(), kDep + "Exiting");
+    EXPECT_EQ(records[0].getPCIInfo().strDeviceID, "0");
+    EXPECT_EQ(records[0].getDependencyOS().at(0).strOSVendor.size(), 100000u);
 }
 
 TEST_F(PackageReader, GetPlatformInfoWalksTheFollowingSiblings)

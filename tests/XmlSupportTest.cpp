@@ -296,3 +296,25 @@ TEST(XmlSupport, ParseStampTellsWhetherTheFileOrTheBlankDefaultChanged)
     EXPECT_FALSE(IsUnchanged(dir.File("missing.xml"), missing));
     SetKeepBlanksDefault(true);
 }
+
+// A document is only ever read from a regular file: a package could carry a
+// named pipe (which nobody writes) or a link to an endless device in place
+// of a document. Neither may block or exhaust the reader.
+TEST(XmlSupport, OnlyRegularFilesAreReadAsDocuments)
+{
+    TempDir dir;
+    const std::string strFifo = dir.File("pipe.xml");
+    ASSERT_EQ(mkfifo(strFifo.c_str(), 0600), 0);
+    ASSERT_EQ(symlink("/dev/zero", dir.File("zero.xml").c_str()), 0);
+    vextest::WriteFile(dir.File("real.xml"), "<r/>");
+    ASSERT_EQ(symlink(dir.File("real.xml").c_str(), dir.File("link.xml").c_str()), 0);
+
+    const auto tStart = std::chrono::steady_clock::now();
+    EXPECT_FALSE(ParseFile(strFifo));
+    EXPECT_FALSE(ParseFile(dir.File("zero.xml")));
+    EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
+    // A link to a regular file is read as that file.
+    DocumentPtr pLinked = ParseFile(dir.File("link.xml"));
+    ASSERT_TRUE(pLinked);
+    EXPECT_TRUE(NameIs(Root(pLinked), "r"));
+}

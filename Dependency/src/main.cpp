@@ -15,6 +15,17 @@
 #include <sstream>
 #include <string>
 
+#include <sys/stat.h>
+
+namespace
+{
+bool IsRegularFile(const char* pszPath)
+{
+    struct stat st;
+    return stat(pszPath, &st) == 0 && S_ISREG(st.st_mode);
+}
+} // namespace
+
 int main(int argc, char* argv[])
 {
     if (argc == 1)
@@ -23,9 +34,19 @@ int main(int argc, char* argv[])
         return -1;
     }
 
-    std::ifstream ifsInventory("inv.xml");
+    // Only a regular file is read: an "inv.xml" that is a named pipe or a
+    // device (a link to /dev/zero, say) would block or never end, and counts
+    // as unreadable, like a missing file.
+    std::ifstream ifsInventory;
+    if (IsRegularFile("inv.xml"))
+    {
+        ifsInventory.open("inv.xml");
+    }
     std::stringstream ssInventory;
-    ssInventory << ifsInventory.rdbuf();
+    if (ifsInventory.is_open())
+    {
+        ssInventory << ifsInventory.rdbuf();
+    }
     const std::string strInventoryXml = ssInventory.str();
 
     int nExitStatus = -1;

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <dlfcn.h>
 #include <poll.h>
 #include <signal.h>
@@ -78,10 +79,18 @@ std::string WorkingDirectory()
     return ".";
 }
 
+// Whether the path can be opened for reading, as a file stream would open
+// it. The test opens without waiting: a named pipe without a writer would
+// otherwise block the caller for good.
 bool CanOpenForReading(const std::string& strPath)
 {
-    std::ifstream ifs(strPath.c_str());
-    return ifs.is_open();
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (nFd < 0)
+    {
+        return false;
+    }
+    close(nFd);
+    return true;
 }
 
 using Clock = std::chrono::steady_clock;

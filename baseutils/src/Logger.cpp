@@ -3,10 +3,18 @@
 #include <ctime>
 #include <iomanip>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 const std::string strEnableLogFileName = "vexdebuglog";
 const std::string strBaseUtilsLogFileName = "baseutils.log";
 
 CLogger* CLogger::m_ptrInstance = nullptr;
+
+namespace
+{
+bool IsNullDevice(const struct stat& st) { return S_ISCHR(st.st_mode) && st.st_rdev == makedev(1, 3); }
+} // namespace
 
 CLogger::CLogger()
     : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr), m_nSilencers(0), m_tStamp(0)
@@ -29,6 +37,17 @@ bool CLogger::Initialize(const std::string& strPath)
         return true;
     }
     m_strFileName = strPath;
+    // The log is written into the package's own directory by a process that
+    // runs as root: a log path that already exists as anything but a
+    // regular file (a link to a file elsewhere, a named pipe, a device) is
+    // not opened, so the log can neither truncate or write a file outside
+    // the package nor wait for a pipe's reader; logging then stays off. The
+    // null device is the one exception: a tool that wants no log opens it.
+    struct stat st;
+    if (lstat(m_strFileName.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !IsNullDevice(st))
+    {
+        return false;
+    }
     // Emptied once, then written in append mode: every line goes to the end
     // of the file, even when someone else appended in between.
     m_ofsLog.open(m_strFileName.c_str(), std::ios::out | std::ios::trunc);

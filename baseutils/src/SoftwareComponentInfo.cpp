@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iomanip>
 #include <new>
@@ -21,6 +22,17 @@ const char* const kRollbackXPath = "//SoftwareComponent/SupportedDevices/Device/
 const char* const kDependenciesXPath =
     " //SoftwareComponent/SupportedDevices/Device/Dependency | //SoftwareComponent/SupportedDevices/Device/SoftDependency";
 const char* const kContextTypesXPath = "//CONTEXT/CONTEXT_TYPE";
+// Platform entries of one dependency beyond which later Brand elements add
+// no more (see getDependencyInfo).
+const std::size_t kPlatformRepeatLimit = 100000;
+// The most the dependency records of one package may hold, in bytes (see
+// getDependencyInfo): at least kMinimumRecordBudget, and kRecordBudgetPerByte
+// bytes for every byte of the package description. A real package's records
+// take a few times its size (about four for 50,000 dependencies); a small
+// package that multiplies its records can still not exhaust the machine's
+// memory.
+const std::size_t kMinimumRecordBudget = std::size_t(256) << 20;
+const std::size_t kRecordBudgetPerByte = 64;
 
 const xmlChar* AsXmlChar(const char* pszText) { return reinterpret_cast<const xmlChar*>(pszText); }
 
@@ -92,6 +104,104 @@ void ReadPCIIdentifiers(const xmlNode* pNode, SPCIInfo& pciInfo)
     ReadAttributeInto(pNode, "subDeviceID", pciInfo.strSubDeviceID);
     ReadAttributeInto(pNode, "vendorID", pciInfo.strVendorID);
     ReadAttributeInto(pNode, "subVendorID", pciInfo.strSubVendorID);
+}
+
+bool IsBrand(const xmlNode* pNode) { return IsElementNamed(pNode, "Brand") || IsElementNamed(pNode, "DepBrand"); }
+
+// Appends "0x" + systemID of every Model/DepModel child of a Brand element
+// that carries a system ID (a Model without one names no platform); returns
+// how many were appended.
+std::size_t AppendModelPlatforms(const xmlNode* pBrand, std::vector<std::string>& vPlatforms)
+{
+    std::size_t nAppended = 0;
+    for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
+    {
+        if (!IsElementNamed(pModel, "Model") && !IsElementNamed(pModel, "DepModel"))
+        {
+            continue;
+        }
+        if (const char* pszSystemID = xmlsupport::AttributeValue(pModel, "systemID"))
+        {
+            vPlatforms.push_back(std::string("0x") + pszSystemID);
+            ++nAppended;
+        }
+    }
+    return nAppended;
+}
+
+// How many platform entries a Brand element's own Model children give.
+std::size_t CountModelPlatforms(const xmlNode* pBrand)
+{
+    std::size_t nCount = 0;
+    for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
+    {
+        if ((IsElementNamed(pModel, "Model") || IsElementNamed(pModel, "DepModel")) &&
+            xmlsupport::AttributeValue(pModel, "systemID") != nullptr)
+        {
+            ++nCount;
+        }
+    }
+    return nCount;
+}
+
+std::size_t TextBytes(const SPCIInfo& pciInfo)
+{
+    return sizeof(SPCIInfo) + pciInfo.strComponentID.size() + pciInfo.strDeviceID.size() +
+           pciInfo.strSubDeviceID.size() + pciInfo.strVendorID.size() + pciInfo.strSubVendorID.size() +
+           pciInfo.strMarketingName.size();
+}
+
+std::size_t TextBytes(const SOSInfo& osInfo)
+{
+    return sizeof(SOSInfo) + osInfo.strMajorVersion.size() + osInfo.strMinorVersion.size() +
+           osInfo.strSPMajorVersion.size() + osInfo.strSPMinorVersion.size() + osInfo.strOSVendor.size() +
+           osInfo.strOSArch.size() + osInfo.strInstalledBuildNumber.size() + osInfo.strReserved.size() +
+           osInfo.strRequiredBuildNumber.size();
+}
+
+// What one record of a dependency entry holds, in bytes, at most: the record
+// itself, every attribute of the dependency element and of its parent, the
+// texts of its Display and Detail children, and its lists.
+std::size_t RecordBytes(const xmlNode* pDependency, const std::vector<SPCIInfo>& vParentPCIInfo,
+                        const std::vector<SOSInfo>& vOSInfo, const std::vector<std::string>& vPlatforms,
+                        const SPCIInfo& pciInfo)
+{
+    std::size_t nBytes = sizeof(CDeviceInfo) + TextBytes(pciInfo);
+    for (const xmlNode* pNode : {pDependency, static_cast<const xmlNode*>(pDependency->parent)})
+    {
+        for (const xmlAttr* pAttribute = pNode != nullptr && pNode->type == XML_ELEMENT_NODE ? pNode->properties
+                                                                                            : nullptr;
+             pAttribute != nullptr; pAttribute = pAttribute->next)
+        {
+            if (const char* pszValue = xmlsupport::FirstChildContent(reinterpret_cast<const xmlNode*>(pAttribute)))
+            {
+                nBytes += std::strlen(pszValue);
+            }
+        }
+    }
+    for (const xmlNode* pChild = pDependency->children; pChild != nullptr; pChild = pChild->next)
+    {
+        if (IsElementNamed(pChild, "Display") || IsElementNamed(pChild, "Detail"))
+        {
+            if (const char* pszText = TextOf(pChild))
+            {
+                nBytes += std::strlen(pszText);
+            }
+        }
+    }
+    for (const SPCIInfo& parentPCIInfo : vParentPCIInfo)
+    {
+        nBytes += TextBytes(parentPCIInfo);
+    }
+    for (const SOSInfo& osInfo : vOSInfo)
+    {
+        nBytes += TextBytes(osInfo);
+    }
+    for (const std::string& strPlatform : vPlatforms)
+    {
+        nBytes += sizeof(std::string) + strPlatform.size();
+    }
+    return nBytes;
 }
 
 // What a dependency takes from its parent Device: the PCI identities of the
@@ -483,9 +593,28 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
         xmlNode* pDevice = xmlsupport::NodeAt(pNodeSet.get(), i);
         VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Finding the Component ID and PCI Info");
         ReadAttributeInto(pDevice, "componentID", pciInfo.strComponentID);
-        bool bHasPCIInfo = false;
+        // For every child, the first Display that follows it: found in one
+        // pass from the end, so that a Device with many PCIInfo children is
+        // not searched again for each of them.
+        std::vector<xmlNode*> vChildren;
         for (xmlNode* pChild = pDevice->children; pChild != nullptr; pChild = pChild->next)
         {
+            vChildren.push_back(pChild);
+        }
+        std::vector<xmlNode*> vNextDisplay(vChildren.size(), nullptr);
+        xmlNode* pFollowingDisplay = nullptr;
+        for (std::size_t n = vChildren.size(); n > 0; --n)
+        {
+            vNextDisplay[n - 1] = pFollowingDisplay;
+            if (IsElementNamed(vChildren[n - 1], "Display"))
+            {
+                pFollowingDisplay = vChildren[n - 1];
+            }
+        }
+        bool bHasPCIInfo = false;
+        for (std::size_t n = 0; n < vChildren.size(); ++n)
+        {
+            xmlNode* pChild = vChildren[n];
             if (!IsElementNamed(pChild, "PCIInfo"))
             {
                 continue;
@@ -500,21 +629,17 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
             // without one the record carries no name (a Display before the
             // PCIInfo is not seen).
             pciInfo.strMarketingName.clear();
-            for (xmlNode* pSibling = pChild->next; pSibling != nullptr; pSibling = pSibling->next)
+            if (xmlNode* pDisplay = vNextDisplay[n])
             {
-                if (IsElementNamed(pSibling, "Display"))
+                VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
+                       "element");
+                if (const char* pszName = TextOf(pDisplay))
                 {
-                    VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Found a Display element under Device "
-                           "element");
-                    if (const char* pszName = TextOf(pSibling))
-                    {
-                        pciInfo.strMarketingName = pszName;
-                    }
-                    VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a "
-                           "PCI Device as " +
-                           pciInfo.strMarketingName);
-                    break;
+                    pciInfo.strMarketingName = pszName;
                 }
+                VEXLOG("CSoftwareComponentInfo::GetSupportedDevices() Got the marketing name/Display name for a "
+                       "PCI Device as " +
+                       pciInfo.strMarketingName);
             }
             vDevices.push_back(pciInfo);
         }
@@ -667,6 +792,12 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
     // identities are read once for all of them.
     SParentDevice parentDevice;
     bool bParentRead = false;
+    // Bytes the records built so far hold, and the most they may hold.
+    std::size_t nBudgetUsed = 0;
+    const std::size_t nDocumentBytes = m_ParseStamp.bValid ? static_cast<std::size_t>(m_ParseStamp.nSize) : 0;
+    const std::size_t nRecordBudget =
+        nDocumentBytes > kMinimumRecordBudget / kRecordBudgetPerByte ? nDocumentBytes * kRecordBudgetPerByte
+                                                                      : kMinimumRecordBudget;
 
     const std::size_t nCount = xmlsupport::NodeCount(pNodeSet.get());
     for (std::size_t i = 0; i < nCount; ++i)
@@ -675,6 +806,13 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         vPCIInfo.clear();
         vOSInfo.clear();
         vPlatforms.clear();
+        // The platform list as the first Brand child finds it, the log lines
+        // of that walk, and how many of its entries the Brands before the
+        // current one gave.
+        bool bBrandSeen = false;
+        std::vector<std::string> vDependencyBrandPlatforms;
+        std::vector<SLogRecord> vPlatformLog;
+        std::size_t nPlatformsBefore = 0;
 
         CDeviceInfo* pRecord = new (std::nothrow) CDeviceInfo();
         if (pRecord == nullptr)
@@ -799,11 +937,43 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                            "package.xml for dependent device");
                 }
             }
-            if (IsElementNamed(pChild, "Brand") || IsElementNamed(pChild, "DepBrand"))
+            if (IsBrand(pChild))
             {
-                const std::vector<std::string> vBrandPlatforms = getPlatformInfo(pChild);
-                vPlatforms.insert(vPlatforms.end(), vBrandPlatforms.begin(), vBrandPlatforms.end());
-                pRecord->setDependencyPlatforms(vPlatforms);
+                // Each Brand child adds what getPlatformInfo finds from it:
+                // its own system IDs and those of every Brand after it. The
+                // walk from the first Brand therefore finds them all, and the
+                // walk from a later Brand is that list without the IDs of the
+                // Brands before it. The first walk is made (and its log lines
+                // kept); for later Brands its lines are written again and
+                // the rest of its list is taken, which gives the same list
+                // and log as walking again, without walking all following
+                // siblings once per Brand.
+                if (!bBrandSeen)
+                {
+                    CLogRecorder platformLog;
+                    vDependencyBrandPlatforms = getPlatformInfo(pChild);
+                    vPlatformLog = platformLog.Records();
+                    nPlatformsBefore = 0;
+                    bBrandSeen = true;
+                }
+                else
+                {
+                    CLogger::GetInstance()->Replay(vPlatformLog);
+                }
+                // The repeats are part of the record, but past
+                // kPlatformRepeatLimit entries (which no real package comes
+                // near: thousands of Brand elements would otherwise grow the
+                // list with the square of their number) no more are added.
+                // That changes no platform decision, which only asks whether
+                // an ID is listed, and every ID is listed by the first Brand.
+                if (vPlatforms.size() < kPlatformRepeatLimit && nPlatformsBefore < vDependencyBrandPlatforms.size())
+                {
+                    vPlatforms.insert(vPlatforms.end(),
+                                      vDependencyBrandPlatforms.begin() +
+                                          static_cast<std::ptrdiff_t>(nPlatformsBefore),
+                                      vDependencyBrandPlatforms.end());
+                }
+                nPlatformsBefore += CountModelPlatforms(pChild);
             }
             else
             {
@@ -848,7 +1018,40 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
             }
         }
 
+        // The list is handed over once, when it is complete (handing over
+        // the growing list after every Brand made a dependency with many
+        // Brand children cost time cubic in their number).
+        if (bBrandSeen)
+        {
+            pRecord->setDependencyPlatforms(vPlatforms);
+        }
         pRecord->setDependencyOS(vOSInfo);
+
+        // Every record of the entry holds its own copy of the lists and texts
+        // above. A package can multiply them without bound (thousands of
+        // dependencies under a Device with thousands of PCIInfo children, or
+        // thousands of PCI identities of a dependency with a long OS list):
+        // the records built for one package (kept, or dropped as duplicates)
+        // may hold nRecordBudget bytes in all. A record beyond
+        // that is refused as a failed allocation is, with the same
+        // consequence: a refused entry ends the list, a refused per-PCI copy
+        // is lost alone.
+        const std::size_t nRecordBytes =
+            RecordBytes(pDependency, parentDevice.vPCIInfo, vOSInfo, vPlatforms, pciInfo);
+        auto FitsTheBudget = [&]() {
+            if (nRecordBytes > nRecordBudget - nBudgetUsed)
+            {
+                return false;
+            }
+            nBudgetUsed += nRecordBytes;
+            return true;
+        };
+        if (!FitsTheBudget())
+        {
+            delete pRecord;
+            VEXLOG("CSoftwareComponentInfo::getDependencyInfo() new  ( std::nothrow ) CDeviceInfo() failed");
+            return vDependencies;
+        }
 
         if (vPCIInfo.empty())
         {
@@ -859,7 +1062,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         // their model and is released afterwards.
         for (const SPCIInfo& identity : vPCIInfo)
         {
-            CDeviceInfo* pPCIRecord = new (std::nothrow) CDeviceInfo(*pRecord);
+            CDeviceInfo* pPCIRecord = FitsTheBudget() ? new (std::nothrow) CDeviceInfo(*pRecord) : nullptr;
             if (pPCIRecord == nullptr)
             {
                 VEXLOG("CSoftwareComponentInfo::getDependencyInfo() failed to get Memory allocation");
@@ -885,21 +1088,9 @@ std::vector<std::string> CSoftwareComponentInfo::getPlatformInfo(xmlNode* pNode)
     // Brand children gets the second one's system IDs twice.
     for (xmlNode* pSibling = pNode; pSibling != nullptr; pSibling = pSibling->next)
     {
-        if (!IsElementNamed(pSibling, "Brand") && !IsElementNamed(pSibling, "DepBrand"))
+        if (IsBrand(pSibling))
         {
-            continue;
-        }
-        for (xmlNode* pModel = pSibling->children; pModel != nullptr; pModel = pModel->next)
-        {
-            if (!IsElementNamed(pModel, "Model") && !IsElementNamed(pModel, "DepModel"))
-            {
-                continue;
-            }
-            // A Model without a system ID names no platform.
-            if (const char* pszSystemID = GetAttributeValue(pModel, "systemID"))
-            {
-                vPlatforms.push_back(std::string("0x") + pszSystemID);
-            }
+            AppendModelPlatforms(pSibling, vPlatforms);
         }
     }
     VEXLOG("CSoftwareComponentInfo::getPlatformInfo() Exiting");

@@ -34,13 +34,21 @@ void PrepareLibrary()
     xmlSetStructuredErrorFunc(nullptr, IgnoreStructuredError);
 }
 
-// Reads a whole file; false when it cannot be opened or read (a directory,
-// for example).
+// Reads a whole file; false when it cannot be opened or read. Only regular
+// files are read: a document that is a directory, a named pipe or a device
+// (for instance a link to /dev/zero in a package) is not a document. The
+// open does not wait for a pipe's writer.
 bool ReadWholeFile(const std::string& strPath, std::string& strText)
 {
-    const int nFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (nFd < 0)
     {
+        return false;
+    }
+    struct stat st;
+    if (fstat(nFd, &st) != 0 || !S_ISREG(st.st_mode))
+    {
+        close(nFd);
         return false;
     }
     bool bOk = true;

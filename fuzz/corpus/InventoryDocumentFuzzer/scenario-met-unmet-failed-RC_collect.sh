@@ -1,0 +1,3 @@
+<SVMInventory>
+  <Device componentID="103"><Application componentType="FRMW" version="1.5.0"/></Device>
+</SVMInventory>

@@ -1,0 +1,3 @@
+<SVMInventory>
+  <Device componentID="401"><Application componentType="FRMW" version="1.0"/></Device>
+</SVMInventory>

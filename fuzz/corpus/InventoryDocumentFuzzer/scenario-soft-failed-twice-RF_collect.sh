@@ -1,0 +1,3 @@
+<SVMInventory>
+  <SPStatus result="false"><Message>inventory tool crashed</Message></SPStatus>
+</SVMInventory>
