@@ -46,6 +46,8 @@ using namespace vextest;
 namespace
 {
 const std::string kCatalogue = std::string(VEXDEP_FIXTURES_DIR) + "/bad";
+// The collector most cases run (setup "collector PATH [MODE]").
+const char* const kStandardCollector = "standard-collector.sh";
 // What the file outside the package holds. No output and no file of the
 // package may ever hold it.
 const std::string kOutsideContent = "VEXDEP-OUTSIDE-CONTENT-5d1c9e";
@@ -399,7 +401,21 @@ void ApplySetup(const std::string& strAction, const std::string& strPackage, con
     issAction >> strVerb >> strPath >> strTarget;
     const std::string strFull = strPackage + "/" + strPath;
     int nResult = -1;
-    if (strVerb == "mkdir")
+    if (strVerb == "collector")
+    {
+        // The catalogue's ordinary collector, executable unless a mode is
+        // given; its release directory is made when the case has no other
+        // file in it.
+        const std::string strDirectory = strFull.substr(0, strFull.rfind('/'));
+        if (!IsDirectory(strDirectory))
+        {
+            MakeDirectory(strDirectory);
+        }
+        WriteFile(strFull, ReadFile(kCatalogue + "/" + kStandardCollector));
+        const mode_t nMode = strTarget.empty() ? 0755 : static_cast<mode_t>(std::stoul(strTarget, nullptr, 8));
+        nResult = ::chmod(strFull.c_str(), nMode);
+    }
+    else if (strVerb == "mkdir")
     {
         nResult = ::mkdir(strFull.c_str(), 0755);
     }
