@@ -12,11 +12,9 @@
 #include "TestSupport.h"
 
 #include <cstdio>
-#include <dirent.h>
 #include <map>
 #include <set>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -32,22 +30,7 @@ std::map<std::string, std::size_t> g_mapCounts;
 void ClearDirectory(const std::string& strDirectory)
 {
     MakeDirectory(strDirectory);
-    DIR* pDir = opendir(strDirectory.c_str());
-    if (pDir == nullptr)
-    {
-        return;
-    }
-    std::vector<std::string> vNames;
-    while (const dirent* pEntry = readdir(pDir))
-    {
-        const std::string strName = pEntry->d_name;
-        if (strName != "." && strName != "..")
-        {
-            vNames.push_back(strName);
-        }
-    }
-    closedir(pDir);
-    for (const std::string& strName : vNames)
+    for (const std::string& strName : ListDirectory(strDirectory))
     {
         ::unlink((strDirectory + "/" + strName).c_str());
     }
@@ -81,12 +64,6 @@ void Seed(const std::string& strTarget, const std::string& strName, const std::s
     ++g_mapCounts[strTarget];
 }
 
-bool IsFile(const std::string& strPath)
-{
-    struct stat st;
-    return ::stat(strPath.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
 // The inventory a scenario's collector script writes (between the here-doc
 // markers of CollectorScript).
 std::string CollectorOutput(const std::string& strScript)
@@ -114,27 +91,21 @@ struct PackageFiles
 PackageFiles ReadPackageDirectory(const std::string& strDirectory)
 {
     PackageFiles files;
-    if (IsFile(strDirectory + "/package.xml"))
+    if (IsRegularFile(strDirectory + "/package.xml"))
     {
         files.strPackage = ReadFile(strDirectory + "/package.xml");
     }
-    if (IsFile(strDirectory + "/inv.xml"))
+    if (IsRegularFile(strDirectory + "/inv.xml"))
     {
         files.strInventory = ReadFile(strDirectory + "/inv.xml");
     }
-    DIR* pDir = opendir(strDirectory.c_str());
-    if (pDir != nullptr)
+    for (const std::string& strName : ListDirectory(strDirectory))
     {
-        while (const dirent* pEntry = readdir(pDir))
+        const std::string strConfig = strDirectory + "/" + strName + "/PIEConfig.xml";
+        if (IsRegularFile(strConfig))
         {
-            const std::string strName = pEntry->d_name;
-            const std::string strConfig = strDirectory + "/" + strName + "/PIEConfig.xml";
-            if (strName != "." && strName != ".." && IsFile(strConfig))
-            {
-                files.mapConfigs[strName] = ReadFile(strConfig);
-            }
+            files.mapConfigs[strName] = ReadFile(strConfig);
         }
-        closedir(pDir);
     }
     return files;
 }
@@ -202,21 +173,14 @@ void SeedScenarios()
 void SeedCatalogue()
 {
     const std::string strCatalogue = kSourceDir + "/tests/fixtures/bad";
-    DIR* pDir = opendir(strCatalogue.c_str());
-    if (pDir == nullptr)
-    {
-        return;
-    }
     std::vector<std::string> vCases;
-    while (const dirent* pEntry = readdir(pDir))
+    for (const std::string& strName : ListDirectory(strCatalogue))
     {
-        const std::string strName = pEntry->d_name;
-        if (strName != "." && strName != ".." && !IsFile(strCatalogue + "/" + strName))
+        if (IsDirectory(strCatalogue + "/" + strName))
         {
             vCases.push_back(strName);
         }
     }
-    closedir(pDir);
     for (const std::string& strCase : vCases)
     {
         const std::string strDirectory = strCatalogue + "/" + strCase + "/package";

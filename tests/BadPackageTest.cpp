@@ -81,33 +81,6 @@ struct BadCase
     std::string Directory() const { return kCatalogue + "/" + strName; }
 };
 
-bool IsDirectory(const std::string& strPath)
-{
-    struct stat st;
-    return ::lstat(strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
-std::vector<std::string> ListDirectory(const std::string& strPath)
-{
-    std::vector<std::string> vNames;
-    DIR* pDir = ::opendir(strPath.c_str());
-    if (pDir == nullptr)
-    {
-        return vNames;
-    }
-    while (const dirent* pEntry = ::readdir(pDir))
-    {
-        const std::string strName = pEntry->d_name;
-        if (strName != "." && strName != "..")
-        {
-            vNames.push_back(strName);
-        }
-    }
-    ::closedir(pDir);
-    std::sort(vNames.begin(), vNames.end());
-    return vNames;
-}
-
 std::vector<std::string> CaseNames()
 {
     std::vector<std::string> vCases;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <ftw.h>
@@ -164,6 +166,39 @@ void MakeDirectory(const std::string& strPath)
     {
         throw std::runtime_error("mkdir failed: " + strPath);
     }
+}
+
+bool IsDirectory(const std::string& strPath)
+{
+    struct stat st;
+    return ::lstat(strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool IsRegularFile(const std::string& strPath)
+{
+    struct stat st;
+    return ::lstat(strPath.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::vector<std::string> ListDirectory(const std::string& strPath)
+{
+    std::vector<std::string> vNames;
+    DIR* pDir = ::opendir(strPath.c_str());
+    if (pDir == nullptr)
+    {
+        return vNames;
+    }
+    while (const dirent* pEntry = ::readdir(pDir))
+    {
+        const std::string strName = pEntry->d_name;
+        if (strName != "." && strName != "..")
+        {
+            vNames.push_back(strName);
+        }
+    }
+    ::closedir(pDir);
+    std::sort(vNames.begin(), vNames.end());
+    return vNames;
 }
 
 void RemoveTree(const std::string& strPath)

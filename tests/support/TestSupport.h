@@ -52,6 +52,13 @@ std::string ReadFile(const std::string& strPath);
 void WriteFile(const std::string& strPath, const std::string& strContent, bool bExecutable = false);
 bool FileExists(const std::string& strPath);
 void MakeDirectory(const std::string& strPath);
+// Whether the path itself (not what a link leads to) is a directory, or a
+// regular file.
+bool IsDirectory(const std::string& strPath);
+bool IsRegularFile(const std::string& strPath);
+// The names in a directory, without "." and "..", sorted; none when it
+// cannot be read.
+std::vector<std::string> ListDirectory(const std::string& strPath);
 void RemoveTree(const std::string& strPath);
 
 // The lines of a log file with every leading time stamp replaced by
