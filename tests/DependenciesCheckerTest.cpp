@@ -11,6 +11,7 @@
 
 using vextest::ReadLogMessages;
 using vextest::ScopedCwd;
+using vextest::MakePCIIdentity;
 using vextest::TempDir;
 
 namespace
@@ -21,17 +22,6 @@ int Compare(const std::string& strFirst, const std::string& strSecond)
 }
 
 int Sign(int n) { return (n > 0) - (n < 0); }
-
-SPCIInfo PCI(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
-             const std::string& strSubVendor)
-{
-    SPCIInfo pci;
-    pci.strDeviceID = strDevice;
-    pci.strSubDeviceID = strSubDevice;
-    pci.strVendorID = strVendor;
-    pci.strSubVendorID = strSubVendor;
-    return pci;
-}
 
 // Records are owned by the test: the checker only reads them here.
 struct Records
@@ -329,13 +319,13 @@ TEST_F(CheckerTest, PCIIdentitiesCompareAsHexadecimalNumbers)
     CDeviceInfo* pDep = m_records.Add();
     pDep->setComponentType("FRMW");
     pDep->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pDep->setPCIInfo(PCI("5f", "1F2D", "1D4E", "1F0C"));
+    pDep->setPCIInfo(MakePCIIdentity("5f", "1F2D", "1D4E", "1F0C"));
     pDep->setVersion("2.0");
 
     CDeviceInfo* pInv = m_records.Add();
     pInv->setComponentType("FRMW");
     pInv->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pInv->setPCIInfo(PCI("0x005F", "0x1f2d", "0X1D4E", "1F0C"));
+    pInv->setPCIInfo(MakePCIIdentity("0x005F", "0x1f2d", "0X1D4E", "1F0C"));
     pInv->setVersion("1.0");
     std::vector<CDeviceInfo*> vInv = {pInv};
     EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
@@ -344,12 +334,12 @@ TEST_F(CheckerTest, PCIIdentitiesCompareAsHexadecimalNumbers)
     CDeviceInfo* pNoDevice = m_records.Add();
     pNoDevice->setComponentType("FRMW");
     pNoDevice->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pNoDevice->setPCIInfo(PCI("", "0", "0", "0"));
+    pNoDevice->setPCIInfo(MakePCIIdentity("", "0", "0", "0"));
     pNoDevice->setVersion("1.0");
     CDeviceInfo* pZeroDep = m_records.Add();
     pZeroDep->setComponentType("FRMW");
     pZeroDep->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pZeroDep->setPCIInfo(PCI("0", "0", "0", "0"));
+    pZeroDep->setPCIInfo(MakePCIIdentity("0", "0", "0", "0"));
     pZeroDep->setVersion("2.0");
     std::vector<CDeviceInfo*> vNoDevice = {pNoDevice};
     EXPECT_FALSE(pChecker->HasDependeny(pZeroDep, vNoDevice));
@@ -394,11 +384,11 @@ TEST_F(CheckerTest, DeviceCheckFindsPCIParentsInTheParentList)
     auto pChecker = MakeChecker();
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
     pDep->setParentDeviceType(CDeviceInfo::eDeviceTypePCI);
-    std::vector<SPCIInfo> vParents = {PCI("1", "2", "3", "4"), PCI("005F", "1F2D", "1D4E", "1F0C")};
+    std::vector<SPCIInfo> vParents = {MakePCIIdentity("1", "2", "3", "4"), MakePCIIdentity("005F", "1F2D", "1D4E", "1F0C")};
     pDep->setParentPCIInfo(vParents);
     CDeviceInfo* pDevice = m_records.Add();
     pDevice->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pDevice->setPCIInfo(PCI("0x5f", "1f2d", "1d4e", "0x1F0C"));
+    pDevice->setPCIInfo(MakePCIIdentity("0x5f", "1f2d", "1d4e", "0x1F0C"));
     std::vector<CDeviceInfo*> vDevices = {pDevice};
     EXPECT_TRUE(pChecker->doDeviceCheck(pDep, vDevices));
 

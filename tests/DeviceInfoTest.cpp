@@ -4,21 +4,11 @@
 
 #include <gtest/gtest.h>
 
+using vextest::MakePCIIdentity;
 using vextest::TempDir;
 
 namespace
 {
-SPCIInfo MakePCI(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
-                 const std::string& strSubVendor)
-{
-    SPCIInfo pci;
-    pci.strDeviceID = strDevice;
-    pci.strSubDeviceID = strSubDevice;
-    pci.strVendorID = strVendor;
-    pci.strSubVendorID = strSubVendor;
-    return pci;
-}
-
 // A dependency record with every field that takes part in either identity
 // test filled.
 CDeviceInfo MakeDependency()
@@ -31,7 +21,7 @@ CDeviceInfo MakeDependency()
     record.setDisplay("Controller firmware");
     record.setDetail("needed for the new features");
     record.setFilePath("FOLDER01\\ctl.BIN");
-    record.setPCIInfo(MakePCI("005F", "1F2D", "1D4E", "1F0C"));
+    record.setPCIInfo(MakePCIIdentity("005F", "1F2D", "1D4E", "1F0C"));
     record.setEnumId("enum-1");
     record.setFQDDInfo("RAID.Integrated.1-1");
     record.setBDFInfo(_BDFInfo{1, 2, 3});
@@ -118,7 +108,7 @@ TEST(DeviceInfo, AccessorsStoreWhatTheyAreGiven)
     record.setFQDDInfo("FQDD");
     std::vector<std::string> vPlatforms = {"0x0627", "0x0b"};
     record.setDependencyPlatforms(vPlatforms);
-    std::vector<SPCIInfo> vParents = {MakePCI("1", "2", "3", "4")};
+    std::vector<SPCIInfo> vParents = {MakePCIIdentity("1", "2", "3", "4")};
     record.setParentPCIInfo(vParents);
     SOSInfo os;
     os.strMajorVersion = "7";

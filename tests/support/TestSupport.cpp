@@ -69,6 +69,17 @@ void ReadBoth(int nOutFd, int nErrFd, std::string& strOut, std::string& strErr)
 }
 } // namespace
 
+SPCIInfo MakePCIIdentity(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
+                     const std::string& strSubVendor)
+{
+    SPCIInfo pci;
+    pci.strDeviceID = strDevice;
+    pci.strSubDeviceID = strSubDevice;
+    pci.strVendorID = strVendor;
+    pci.strSubVendorID = strSubVendor;
+    return pci;
+}
+
 Records Own(const std::vector<CDeviceInfo*>& vRecords)
 {
     Records vOwned;

@@ -13,6 +13,10 @@ namespace vextest
 using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
 Records Own(const std::vector<CDeviceInfo*>& vRecords);
 
+// A PCI identity from its four IDs (device, subdevice, vendor, subvendor).
+SPCIInfo MakePCIIdentity(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
+                     const std::string& strSubVendor);
+
 // The lines of a text, without their line ends.
 std::vector<std::string> Lines(const std::string& strText);
 
