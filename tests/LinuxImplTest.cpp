@@ -614,6 +614,37 @@ TEST(LinuxImplFiles, FileTestsDoNotWaitForANamedPipe)
     EXPECT_TRUE(impl.IsFileExits("inv.xml"));
 }
 
+// Documents are read whole only from regular files: a named pipe, a
+// directory or a device behind a link is no document, and reading never
+// waits or runs without end.
+TEST(LinuxImplFiles, ReadRegularFileReadsOnlyRegularFilesAndNeverWaits)
+{
+    TempDir dir;
+    const std::string strLarge(200000, 'x');
+    vextest::WriteFile(dir.File("inv.xml"), strLarge);
+    ASSERT_EQ(symlink(dir.File("inv.xml").c_str(), dir.File("link.xml").c_str()), 0);
+    ASSERT_EQ(mkfifo(dir.File("pipe.xml").c_str(), 0600), 0);
+    vextest::MakeDirectory(dir.File("dir.xml"));
+    ASSERT_EQ(symlink("/dev/zero", dir.File("zero.xml").c_str()), 0);
+    CLinuxImpl impl;
+
+    std::string strText = "kept:";
+    EXPECT_TRUE(impl.ReadRegularFile(dir.File("inv.xml"), strText));
+    EXPECT_EQ(strText, "kept:" + strLarge);
+    std::string strLinked;
+    EXPECT_TRUE(impl.ReadRegularFile(dir.File("link.xml"), strLinked));
+    EXPECT_EQ(strLinked, strLarge);
+
+    const auto tStart = Clock::now();
+    for (const char* pszName : {"pipe.xml", "dir.xml", "zero.xml", "missing.xml"})
+    {
+        std::string strNone;
+        EXPECT_FALSE(impl.ReadRegularFile(dir.File(pszName), strNone)) << pszName;
+        EXPECT_EQ(strNone, "") << pszName;
+    }
+    EXPECT_LT(Clock::now() - tStart, std::chrono::seconds(5));
+}
+
 TEST(LinuxImplFiles, FileTestsLogTheirPaths)
 {
     TempDir dir;

@@ -10,21 +10,8 @@
 #include "PlatformLayer.h"
 
 #include <cstring>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 #include <string>
-
-#include <sys/stat.h>
-
-namespace
-{
-bool IsRegularFile(const char* pszPath)
-{
-    struct stat st;
-    return stat(pszPath, &st) == 0 && S_ISREG(st.st_mode);
-}
-} // namespace
 
 int main(int argc, char* argv[])
 {
@@ -37,17 +24,8 @@ int main(int argc, char* argv[])
     // Only a regular file is read: an "inv.xml" that is a named pipe or a
     // device (a link to /dev/zero, say) would block or never end, and counts
     // as unreadable, like a missing file.
-    std::ifstream ifsInventory;
-    if (IsRegularFile("inv.xml"))
-    {
-        ifsInventory.open("inv.xml");
-    }
-    std::stringstream ssInventory;
-    if (ifsInventory.is_open())
-    {
-        ssInventory << ifsInventory.rdbuf();
-    }
-    const std::string strInventoryXml = ssInventory.str();
+    std::string strInventoryXml;
+    CPlatformLayer::ReadRegularFile("inv.xml", strInventoryXml);
 
     int nExitStatus = -1;
     {

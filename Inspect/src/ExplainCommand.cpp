@@ -8,9 +8,7 @@
 #include "SmbiosDump.h"
 #include "SmbiosSummary.h"
 
-#include <fstream>
 #include <ostream>
-#include <sstream>
 
 namespace
 {
@@ -30,10 +28,9 @@ private:
 // The inventory text exactly as vexdepcheck's main reads it.
 std::string ReadInventoryText()
 {
-    std::ifstream ifsInventory("inv.xml");
-    std::stringstream ssInventory;
-    ssInventory << ifsInventory.rdbuf();
-    return ssInventory.str();
+    std::string strText;
+    CPlatformLayer::ReadRegularFile("inv.xml", strText);
+    return strText;
 }
 } // namespace
 
@@ -87,8 +84,10 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     // working directory (the wrapper's construction).
     const std::string strInventoryXml = ReadInventoryText();
     const std::string strWorkingDirectory = CPlatformLayer::getCurrentDirectory();
-    // Tested by opening it, which writes no log line of its own.
-    const bool bPackageDescriptionFound = std::ifstream("package.xml").is_open();
+    // Tested by reading it as the package reader does, which writes no log
+    // line of its own and never waits on a named pipe.
+    std::string strPackageText;
+    const bool bPackageDescriptionFound = CPlatformLayer::ReadRegularFile("package.xml", strPackageText);
 
     CExplainReport report;
     report.SetRun(eType, strWorkingDirectory, bPackageDescriptionFound, strInventoryXml);

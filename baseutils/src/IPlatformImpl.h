@@ -28,6 +28,11 @@ public:
     virtual bool IsFileExistsAbs(const std::string& strPath) = 0;
     // True when strPath names a directory (following symbolic links).
     virtual bool IsDirectory(const std::string& strPath) = 0;
+    // Appends the whole content of strPath to strText when it is a regular
+    // file (following symbolic links); false when it is missing, unreadable,
+    // a directory, a named pipe or a device. Never waits for a pipe's writer
+    // and writes no log line.
+    virtual bool ReadRegularFile(const std::string& strPath, std::string& strText) = 0;
     virtual void* LoadZephLibrary(const std::string& strFileName) = 0;
     virtual bool isUSBblocklisted() = 0;
     virtual void unloadUSB() = 0;

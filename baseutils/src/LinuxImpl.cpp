@@ -343,6 +343,42 @@ bool CLinuxImpl::IsDirectory(const std::string& strPath)
     return stat(strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+bool CLinuxImpl::ReadRegularFile(const std::string& strPath, std::string& strText)
+{
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (nFd < 0)
+    {
+        return false;
+    }
+    struct stat st;
+    if (fstat(nFd, &st) != 0 || !S_ISREG(st.st_mode))
+    {
+        close(nFd);
+        return false;
+    }
+    bool bOk = true;
+    char szBuffer[65536];
+    for (;;)
+    {
+        const ssize_t nRead = read(nFd, szBuffer, sizeof(szBuffer));
+        if (nRead > 0)
+        {
+            strText.append(szBuffer, static_cast<std::size_t>(nRead));
+        }
+        else if (nRead == 0)
+        {
+            break;
+        }
+        else if (errno != EINTR)
+        {
+            bOk = false;
+            break;
+        }
+    }
+    close(nFd);
+    return bOk;
+}
+
 bool CLinuxImpl::IsFileExits(const std::string& strName)
 {
     const std::string strPath = getCurrentDirectory() + strName;

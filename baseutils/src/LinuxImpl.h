@@ -36,6 +36,7 @@ public:
     bool IsFileExits(const std::string& strName) override;
     bool IsFileExistsAbs(const std::string& strPath) override;
     bool IsDirectory(const std::string& strPath) override;
+    bool ReadRegularFile(const std::string& strPath, std::string& strText) override;
     void* LoadZephLibrary(const std::string& strFileName) override;
     bool isUSBblocklisted() override;
     void unloadUSB() override;

@@ -80,6 +80,11 @@ bool CPlatformLayer::IsFileExistsAbs(const std::string& strPath) { return GetPla
 
 bool CPlatformLayer::IsDirectory(const std::string& strPath) { return GetPlatform()->IsDirectory(strPath); }
 
+bool CPlatformLayer::ReadRegularFile(const std::string& strPath, std::string& strText)
+{
+    return GetPlatform()->ReadRegularFile(strPath, strText);
+}
+
 void* CPlatformLayer::LoadZephLibrary(const std::string& strFileName)
 {
     return GetPlatform()->LoadZephLibrary(strFileName);

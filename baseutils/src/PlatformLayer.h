@@ -38,6 +38,7 @@ public:
     static bool IsFileExits(const std::string& strName);
     static bool IsFileExistsAbs(const std::string& strPath);
     static bool IsDirectory(const std::string& strPath);
+    static bool ReadRegularFile(const std::string& strPath, std::string& strText);
     static void* LoadZephLibrary(const std::string& strFileName);
     static bool isUSBblocklisted();
     static void unloadUSB();

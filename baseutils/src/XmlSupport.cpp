@@ -1,16 +1,15 @@
 #include "XmlSupport.h"
 
+#include "PlatformLayer.h"
+
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
-#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace xmlsupport
 {
@@ -34,46 +33,6 @@ void PrepareLibrary()
     xmlSetStructuredErrorFunc(nullptr, IgnoreStructuredError);
 }
 
-// Reads a whole file; false when it cannot be opened or read. Only regular
-// files are read: a document that is a directory, a named pipe or a device
-// (for instance a link to /dev/zero in a package) is not a document. The
-// open does not wait for a pipe's writer.
-bool ReadWholeFile(const std::string& strPath, std::string& strText)
-{
-    const int nFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (nFd < 0)
-    {
-        return false;
-    }
-    struct stat st;
-    if (fstat(nFd, &st) != 0 || !S_ISREG(st.st_mode))
-    {
-        close(nFd);
-        return false;
-    }
-    bool bOk = true;
-    char szBuffer[65536];
-    for (;;)
-    {
-        const ssize_t nRead = read(nFd, szBuffer, sizeof(szBuffer));
-        if (nRead > 0)
-        {
-            strText.append(szBuffer, static_cast<std::size_t>(nRead));
-        }
-        else if (nRead == 0)
-        {
-            break;
-        }
-        else if (errno != EINTR)
-        {
-            bOk = false;
-            break;
-        }
-    }
-    close(nFd);
-    return bOk;
-}
-
 const int kParseOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
 
 struct XPathContextDeleter
@@ -90,7 +49,7 @@ void XPathObjectDeleter::operator()(xmlXPathObject* pObject) const { xmlXPathFre
 DocumentPtr ParseFile(const std::string& strPath)
 {
     std::string strText;
-    if (!ReadWholeFile(strPath, strText))
+    if (!CPlatformLayer::ReadRegularFile(strPath, strText))
     {
         return nullptr;
     }
