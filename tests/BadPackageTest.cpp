@@ -9,13 +9,16 @@
 //  - that every collector process is gone afterwards, where a case asks;
 //  - under strace, that nothing outside the package directory was read or
 //    written, that the outside file was never even opened, and that no
-//    network connection was attempted.
+//    network connection was attempted;
+//  - that vexinspect explain, run the same way on a fresh copy, shows the
+//    dependencies the checker reports and the exit status it returns.
 //
 // Every run happens in a private mount namespace whose /sys/firmware and /dev
 // hold only the firmware the case names. Where that is refused the tests
 // report themselves skipped; where strace is refused the trace tests do.
 
 #include "CheckerRun.h"
+#include "ReportedDependencies.h"
 #include "SmbiosBuilder.h"
 #include "TestSupport.h"
 
@@ -46,6 +49,7 @@ using namespace vextest;
 namespace
 {
 const std::string kCatalogue = std::string(VEXDEP_FIXTURES_DIR) + "/bad";
+const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
 // The collector most cases run (setup "collector PATH [MODE]").
 const char* const kStandardCollector = "standard-collector.sh";
 // What the file outside the package holds. No output and no file of the
@@ -537,7 +541,14 @@ public:
         }
     }
 
+    // Runs vexdepcheck with strType.
     CaseRun Run(const BadCase& badCase, const std::string& strType, bool bTrace)
+    {
+        return Run(badCase, {CheckerExecutable(), strType}, bTrace);
+    }
+
+    // Runs vCommand in the package, as the installer would run the checker.
+    CaseRun Run(const BadCase& badCase, const std::vector<std::string>& vCommand, bool bTrace)
     {
         std::vector<std::string> vArgs = {"/usr/bin/timeout", "-s", "KILL", kRunTimeLimitSeconds, "/usr/bin/env",
                                           "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
@@ -555,8 +566,7 @@ public:
             vArgs.insert(vArgs.end(), {"/usr/bin/strace", "-f", "-qq", "-y", "-s", "4096", "-e",
                                        "trace=%file,%process,%network", "-o", strTrace});
         }
-        vArgs.push_back(CheckerExecutable());
-        vArgs.push_back(strType);
+        vArgs.insert(vArgs.end(), vCommand.begin(), vCommand.end());
         run.result = RunInPackage(vArgs, m_package.Path(), FirmwareFor(badCase.strFirmware));
         if (bTrace)
         {
@@ -1134,6 +1144,10 @@ class BadPackage : public ::testing::TestWithParam<RunParam>
 class BadPackageTrace : public ::testing::TestWithParam<RunParam>
 {
 };
+
+class BadPackageExplain : public ::testing::TestWithParam<RunParam>
+{
+};
 } // namespace
 
 TEST(BadPackageCatalogue, HoldsAtLeastThirtyCasesAndEachIsReadable)
@@ -1219,5 +1233,22 @@ TEST_P(BadPackageTrace, ReadsAndWritesNothingOutsideItsPackage)
     }
 }
 
+TEST_P(BadPackageExplain, AgreesWithTheCheckerOnTheReportedDependenciesAndTheExitStatus)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const BadCase badCase = LoadCase(GetParam().strCase);
+    const ExpectedRun& expected = badCase.mapRuns.at(GetParam().strType);
+    CaseWorkspace workspace(badCase);
+    const CaseRun run = workspace.Run(badCase, {kInspect, "explain", GetParam().strType, "--json"}, false);
+    // (Standard error holds what the collectors themselves write there.)
+    ASSERT_EQ(run.result.nExitStatus, 0) << Shorten(run.result.strStderr);
+    EXPECT_EQ(run.result.strStdout.find(kOutsideContent), std::string::npos);
+    const nlohmann::json json = nlohmann::json::parse(run.result.strStdout);
+    EXPECT_EQ(json["exitStatus"], expected.nStatus);
+    const std::string strCheckerStdout = Expand(expected.strStdout, run.strOutside, RealPath(run.strPackage));
+    EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(strCheckerStdout)) << Shorten(strCheckerStdout);
+}
+
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackage, ::testing::ValuesIn(AllRuns()), RunName);
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackageTrace, ::testing::ValuesIn(AllRuns()), RunName);
+INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackageExplain, ::testing::ValuesIn(AllRuns()), RunName);

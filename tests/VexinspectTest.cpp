@@ -3,6 +3,7 @@
 // the human-readable forms match their goldens, and the command line.
 
 #include "CheckerRun.h"
+#include "ReportedDependencies.h"
 #include "Scenarios.h"
 #include "SmbiosBuilder.h"
 #include "TestSupport.h"
@@ -35,33 +36,6 @@ std::string Replace(std::string strText, const std::string& strFrom, const std::
         strText.replace(nAt, strFrom.size(), strTo);
     }
     return strText;
-}
-
-// The dependencies of a report that vexdepcheck printed: each block starts
-// with the display name on the line before its current-version line.
-std::vector<std::pair<std::string, bool>> ReportedByChecker(const std::string& strStdout)
-{
-    const std::string strCurrent = "\tCurrent  Version     : ";
-    const std::vector<std::string> vLines = Lines(strStdout);
-    std::vector<std::pair<std::string, bool>> vReported;
-    for (std::size_t i = 0; i + 1 < vLines.size(); ++i)
-    {
-        if (vLines[i + 1].compare(0, strCurrent.size(), strCurrent) == 0)
-        {
-            vReported.emplace_back(vLines[i], vLines[i + 1] == strCurrent + "Failed");
-        }
-    }
-    return vReported;
-}
-
-std::vector<std::pair<std::string, bool>> ReportedByExplain(const Json& json)
-{
-    std::vector<std::pair<std::string, bool>> vReported;
-    for (const Json& entry : json["reported"])
-    {
-        vReported.emplace_back(entry["display"].get<std::string>(), entry["state"] == "failed");
-    }
-    return vReported;
 }
 
 using RunCase = ScenarioRunRef;
