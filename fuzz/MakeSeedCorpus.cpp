@@ -161,7 +161,9 @@ void SeedScenarios()
                 {
                     // What a collector writes, read as a file by the
                     // inventory module.
-                    Seed("InventoryDocumentFuzzer", "scenario-" + scenario.strName + "-" + file.first,
+                    const std::string strReleaseDirectory = file.first.substr(0, file.first.rfind('/'));
+                    Seed("InventoryDocumentFuzzer",
+                         "scenario-" + scenario.strName + "-" + strReleaseDirectory + "-collector-output",
                          std::string(1, '\2') + strOutput);
                 }
             }
