@@ -79,7 +79,6 @@ struct BadCase
     std::vector<std::string> vAbsent;
     std::vector<std::string> vPresent;
     std::vector<std::string> vAllowOutside;
-    std::string strNoExplain; // why vexinspect explain is not run on the case, if it is not
     std::vector<std::string> vNoSurvivor;
     std::map<std::string, ExpectedRun> mapRuns;
 
@@ -218,10 +217,6 @@ BadCase LoadCase(const std::string& strName)
         else if (strKey == "allow-outside")
         {
             badCase.vAllowOutside.push_back(strValue);
-        }
-        else if (strKey == "no-explain")
-        {
-            badCase.strNoExplain = strValue;
         }
         else if (strKey == "no-survivor")
         {
@@ -1242,10 +1237,6 @@ TEST_P(BadPackageExplain, AgreesWithTheCheckerOnTheReportedDependenciesAndTheExi
 {
     SKIP_WITHOUT_NAMESPACE();
     const BadCase badCase = LoadCase(GetParam().strCase);
-    if (!badCase.strNoExplain.empty())
-    {
-        GTEST_SKIP() << "explain is not run on this case: " << badCase.strNoExplain;
-    }
     const ExpectedRun& expected = badCase.mapRuns.at(GetParam().strType);
     CaseWorkspace workspace(badCase);
     const CaseRun run = workspace.Run(badCase, {kInspect, "explain", GetParam().strType, "--json"}, false);

@@ -243,6 +243,38 @@ TEST(ExplainReport, OperatingSystemEntriesUpToTheFirstMatch)
     EXPECT_TRUE(HasLine(strText, "                       no entry matches: does not apply"));
 }
 
+// A device with thousands of PCI identities gives each of its records all
+// of them: the explanation lists the first 16 and counts the rest.
+TEST(ExplainReport, AParentWithManyPCIIdentitiesIsListedInPartAndCounted)
+{
+    std::vector<SPCIInfo> vParentPCI;
+    for (int i = 0; i < 40; ++i)
+    {
+        vParentPCI.push_back(MakePCIIdentity(std::to_string(1000 + i), "0001", "1B4A", "1F0C"));
+    }
+    CDeviceInfo record;
+    record.setDisplay("Many parents");
+    record.setParentDeviceType(CDeviceInfo::eDeviceTypePCI);
+    record.setParentPCIInfo(vParentPCI);
+    CExplainReport report;
+    report.OnDependenciesLoaded({&record}, CDeviceInfo::eDependencyTypeHard);
+
+    ASSERT_EQ(report.Dependencies().size(), 1u);
+    const SExplainedDependency& dependency = report.Dependencies()[0];
+    EXPECT_EQ(dependency.nParentPCICount, 40u);
+    ASSERT_EQ(dependency.vParentPCI.size(), 16u);
+    EXPECT_EQ(dependency.vParentPCI[15].strDeviceID, "1015");
+
+    const Json json = report.ToJson();
+    const Json& parent = json["dependencies"][0]["parent"];
+    EXPECT_EQ(parent["pci"].size(), 16u);
+    EXPECT_EQ(parent["pci"][0]["deviceID"], "1000");
+    EXPECT_EQ(parent["pciCount"], 40);
+    const std::string strText = report.ToText();
+    EXPECT_NE(strText.find("subDevice=0001 or 24 more identities\n"), std::string::npos) << strText;
+    EXPECT_EQ(strText.find("device=1016"), std::string::npos);
+}
+
 TEST(ExplainReport, ParentDevicesAndPCIDependencies)
 {
     ExplainedRun run("parent-devices");
@@ -422,6 +454,7 @@ TEST(ExplainReport, JsonFieldByField)
     EXPECT_EQ(unmet["parent"]["deviceType"], "non-pci");
     EXPECT_EQ(unmet["parent"]["componentID"], "500");
     EXPECT_TRUE(unmet["parent"]["pci"].empty());
+    EXPECT_EQ(unmet["parent"]["pciCount"], 0);
     EXPECT_EQ(unmet["inventory"]["lookup"], "collected");
     EXPECT_EQ(unmet["inventory"]["outcome"], "ran");
     EXPECT_EQ(unmet["inventory"]["records"], 2);

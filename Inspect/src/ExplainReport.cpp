@@ -5,6 +5,7 @@
 #include "PlatformLayer.h"
 #include "VersionRule.h"
 
+#include <algorithm>
 #include <sstream>
 
 using Json = nlohmann::ordered_json;
@@ -12,6 +13,8 @@ using Json = nlohmann::ordered_json;
 namespace
 {
 const std::size_t kLabelWidth = 19;
+// PCI identities of a parent device that an explanation lists.
+const std::size_t kListedParentPCI = 16;
 
 std::string Label(const std::string& strLabel)
 {
@@ -139,6 +142,11 @@ std::string ParentText(const SExplainedDependency& dependency)
         for (const SPCIInfo& pci : dependency.vParentPCI)
         {
             strText += (strText.empty() ? "PCI " : " or ") + PCIText(pci);
+        }
+        if (dependency.nParentPCICount > dependency.vParentPCI.size())
+        {
+            strText += " or " + std::to_string(dependency.nParentPCICount - dependency.vParentPCI.size()) +
+                       " more identities";
         }
         return strText;
     }
@@ -505,7 +513,10 @@ void CExplainReport::OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDepe
         dependency.pci = pRecord->getPCIInfo();
         dependency.eParentDeviceType = pRecord->getParentDeviceType();
         dependency.strParentComponentID = pRecord->getParentComponentID();
-        dependency.vParentPCI = pRecord->getParentPCIInfo();
+        const std::vector<SPCIInfo> vParentPCI = pRecord->getParentPCIInfo();
+        dependency.nParentPCICount = vParentPCI.size();
+        dependency.vParentPCI.assign(vParentPCI.begin(),
+                                     vParentPCI.begin() + std::min(vParentPCI.size(), kListedParentPCI));
         dependency.inventory.strReleaseID = dependency.strReleaseID;
         m_mapIndex[pRecord] = m_vDependencies.size();
         m_vDependencies.push_back(dependency);
@@ -856,6 +867,7 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
         parentPCI.push_back(PCIJson(pci));
     }
     parent["pci"] = parentPCI;
+    parent["pciCount"] = dependency.nParentPCICount;
     json["parent"] = parent;
 
     const SExplainedInventory& inventory = dependency.inventory;

@@ -104,7 +104,11 @@ struct SExplainedDependency
     SPCIInfo pci;
     CDeviceInfo::eDeviceType eParentDeviceType = CDeviceInfo::eDeviceTypeUnknown;
     std::string strParentComponentID;
+    // The parent's first PCI identities (at most 16) and how
+    // many it has: a package can give one device thousands of them, and
+    // every record of the device carries them all.
     std::vector<SPCIInfo> vParentPCI;
+    std::size_t nParentPCICount = 0;
 
     SExplainedInventory inventory;
     std::optional<bool> contextApplies;
