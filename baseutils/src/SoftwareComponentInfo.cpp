@@ -108,25 +108,24 @@ void ReadPCIIdentifiers(const xmlNode* pNode, SPCIInfo& pciInfo)
 
 bool IsBrand(const xmlNode* pNode) { return IsElementNamed(pNode, "Brand") || IsElementNamed(pNode, "DepBrand"); }
 
-// Appends "0x" + systemID of every Model/DepModel child of a Brand element
-// that carries a system ID (a Model without one names no platform); returns
-// how many were appended.
-std::size_t AppendModelPlatforms(const xmlNode* pBrand, std::vector<std::string>& vPlatforms)
+// A Model/DepModel child of a Brand element that carries a system ID (a
+// Model without one names no platform).
+bool IsPlatformModel(const xmlNode* pModel)
 {
-    std::size_t nAppended = 0;
+    return (IsElementNamed(pModel, "Model") || IsElementNamed(pModel, "DepModel")) &&
+           xmlsupport::AttributeValue(pModel, "systemID") != nullptr;
+}
+
+// Appends "0x" + systemID of every platform model of a Brand element.
+void AppendModelPlatforms(const xmlNode* pBrand, std::vector<std::string>& vPlatforms)
+{
     for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
     {
-        if (!IsElementNamed(pModel, "Model") && !IsElementNamed(pModel, "DepModel"))
+        if (IsPlatformModel(pModel))
         {
-            continue;
-        }
-        if (const char* pszSystemID = xmlsupport::AttributeValue(pModel, "systemID"))
-        {
-            vPlatforms.push_back(std::string("0x") + pszSystemID);
-            ++nAppended;
+            vPlatforms.push_back(std::string("0x") + xmlsupport::AttributeValue(pModel, "systemID"));
         }
     }
-    return nAppended;
 }
 
 // How many platform entries a Brand element's own Model children give.
@@ -135,11 +134,7 @@ std::size_t CountModelPlatforms(const xmlNode* pBrand)
     std::size_t nCount = 0;
     for (const xmlNode* pModel = pBrand->children; pModel != nullptr; pModel = pModel->next)
     {
-        if ((IsElementNamed(pModel, "Model") || IsElementNamed(pModel, "DepModel")) &&
-            xmlsupport::AttributeValue(pModel, "systemID") != nullptr)
-        {
-            ++nCount;
-        }
+        nCount += IsPlatformModel(pModel) ? 1 : 0;
     }
     return nCount;
 }
