@@ -7,15 +7,19 @@
 include(GNUInstallDirs)
 
 # Manual pages: the project version is filled in, and the pages are
-# compressed as Debian packages carry them.
-set(VEXDEP_MAN_PAGES vexdepcheck)
+# compressed as Debian packages carry them. Each entry is the installed page
+# name and its source in docs/man/.
+set(VEXDEP_MAN_PAGES "vexdepcheck=vexdepcheck.1")
 if(TARGET vexinspect)
-  list(APPEND VEXDEP_MAN_PAGES vexinspect)
+  list(APPEND VEXDEP_MAN_PAGES "vexinspect=diagnostics-tool.1")
 endif()
 set(VEXDEP_MAN_OUTPUTS)
-foreach(page IN LISTS VEXDEP_MAN_PAGES)
+foreach(entry IN LISTS VEXDEP_MAN_PAGES)
+  string(REPLACE "=" ";" entry_parts "${entry}")
+  list(GET entry_parts 0 page)
+  list(GET entry_parts 1 source)
   set(VERSION ${PROJECT_VERSION})
-  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${PROJECT_BINARY_DIR}/man/${page}.1 @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${source} ${PROJECT_BINARY_DIR}/man/${page}.1 @ONLY)
   add_custom_command(
     OUTPUT ${PROJECT_BINARY_DIR}/man/${page}.1.gz
     COMMAND gzip -9n -c ${PROJECT_BINARY_DIR}/man/${page}.1 > ${PROJECT_BINARY_DIR}/man/${page}.1.gz

@@ -377,7 +377,7 @@ TEST(PackageLinter, EveryRuleHasACase)
 
 TEST(PackageLinter, TheDocumentationListsEveryRuleWithItsSeverity)
 {
-    const std::string strDocument = ReadFile(VEXDEP_SOURCE_DIR "/docs/vexinspect.md");
+    const std::string strDocument = ReadFile(VEXDEP_SOURCE_DIR "/docs/diagnostics.md");
     for (const SLintRule& rule : CPackageLinter::Rules())
     {
         const std::string strRow = std::string("| `") + rule.pszCode + "` | " +

@@ -20,6 +20,7 @@ root=$work/root
 dpkg -x "$deb" "$root" || fail "dpkg -x failed"
 for file in usr/bin/vexdepcheck usr/bin/vexinspect usr/share/man/man1/vexdepcheck.1.gz \
             usr/share/man/man1/vexinspect.1.gz usr/share/doc/vexdepcheck/README.md \
+            usr/share/doc/vexdepcheck/diagnostics.md \
             usr/share/doc/vexdepcheck/copyright usr/share/doc/vexdepcheck/changelog.gz; do
   [ -e "$root/$file" ] || fail "the package lacks /$file"
 done

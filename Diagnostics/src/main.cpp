@@ -7,7 +7,7 @@
 //   vexinspect lint [--package-dir DIR] [--json]
 //
 // Exit status 64 for a command line that cannot be parsed; otherwise that of
-// the subcommand (see docs/vexinspect.md).
+// the subcommand (see docs/diagnostics.md).
 
 #include "ExplainCommand.h"
 #include "LintCommand.h"

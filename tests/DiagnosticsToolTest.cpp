@@ -24,7 +24,7 @@ namespace
 {
 const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
 const std::string kDmidecode = "/usr/sbin/dmidecode";
-const std::string kGoldens = VEXDEP_FIXTURES_DIR "/vexinspect";
+const std::string kGoldens = VEXDEP_FIXTURES_DIR "/diagnostics";
 
 using vextest::Lines;
 
@@ -559,10 +559,10 @@ TEST(VexinspectCommandLine, InputThatCannotBeUsedExitsWith66)
 
 namespace
 {
-// The ```json blocks of docs/vexinspect.md.
+// The ```json blocks of docs/diagnostics.md.
 std::vector<Json> DocumentedJson()
 {
-    const std::vector<std::string> vLines = Lines(ReadFile(VEXDEP_SOURCE_DIR "/docs/vexinspect.md"));
+    const std::vector<std::string> vLines = Lines(ReadFile(VEXDEP_SOURCE_DIR "/docs/diagnostics.md"));
     std::vector<Json> vBlocks;
     std::string strBlock;
     bool bInBlock = false;
