@@ -505,6 +505,121 @@ TEST(LinuxImplCommands, BackgroundProcessesLeftBehindAreEnded)
     EXPECT_NE(kill(nChild, 0), 0) << "background child " << nChild << " survived";
 }
 
+namespace
+{
+volatile sig_atomic_t g_nCaught = 0;
+void CatchSignal(int nSignal) { g_nCaught = nSignal; }
+
+// Installs CatchSignal for a signal for the test's lifetime.
+class ScopedCatch
+{
+public:
+    explicit ScopedCatch(int nSignal) : m_nSignal(nSignal)
+    {
+        g_nCaught = 0;
+        struct sigaction action = {};
+        action.sa_handler = CatchSignal;
+        sigaction(nSignal, &action, &m_previous);
+    }
+    ~ScopedCatch() { sigaction(m_nSignal, &m_previous, nullptr); }
+
+private:
+    int m_nSignal;
+    struct sigaction m_previous;
+};
+} // namespace
+
+class LinuxImplSignals : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(LinuxImplSignals, SignalToTheCheckerIsPassedOnToTheTimedCommandsGroup)
+{
+    const int nSignal = GetParam();
+    ScopedCatch caught(nSignal);
+    TempDir dir;
+    CLinuxImpl impl;
+    // The shell records the forwarded signal in a trap, which its wait
+    // runs at once.
+    const std::string strName = std::to_string(nSignal);
+    const std::string strCommand = "trap 'echo " + strName + " > " + dir.File("got") + "; exit 7' " + strName +
+                                   "; sleep 1000 > /dev/null 2>&1 & echo $! > " + dir.File("child.pid") +
+                                   "; kill -" + strName + " " + std::to_string(getpid()) + "; wait";
+    bool bTimedOut = true;
+    const Clock::time_point tStart = Clock::now();
+    const int nStatus = impl.ExecuteCmdWithTimeout(strCommand, 60000, bTimedOut);
+    EXPECT_LT(SecondsSince(tStart), CLinuxImpl::nTerminateGraceMs / 1000.0 + 2.0);
+    EXPECT_FALSE(bTimedOut);
+    // The signal reached the command's shell, and then this process.
+    ASSERT_TRUE(WIFEXITED(nStatus));
+    EXPECT_EQ(WEXITSTATUS(nStatus), 7);
+    EXPECT_EQ(vextest::ReadFile(dir.File("got")), strName + "\n");
+    EXPECT_EQ(g_nCaught, nSignal);
+    const pid_t nChild = std::stoi(vextest::ReadFile(dir.File("child.pid")));
+    EXPECT_NE(kill(nChild, 0), 0) << "child " << nChild << " survived";
+    // The process's own handler is back.
+    struct sigaction now = {};
+    sigaction(nSignal, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, CatchSignal);
+}
+
+INSTANTIATE_TEST_SUITE_P(ForwardedSignals, LinuxImplSignals, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST(LinuxImplCommands, SignalWithItsDefaultActionEndsTheProcessAfterTheTimedCommand)
+{
+    TempDir dir;
+    const std::string strPidFile = dir.File("child.pid");
+    EXPECT_EXIT(
+        {
+            signal(SIGINT, SIG_DFL);
+            CLinuxImpl impl;
+            bool bTimedOut = false;
+            impl.ExecuteCmdWithTimeout("sleep 1000 > /dev/null 2>&1 & echo $! > " + strPidFile + "; kill -INT " +
+                                           std::to_string(getpid()) + "; sleep 1000",
+                                       60000, bTimedOut);
+            std::exit(0);
+        },
+        ::testing::KilledBySignal(SIGINT), "");
+    const pid_t nChild = std::stoi(vextest::ReadFile(strPidFile));
+    EXPECT_NE(kill(nChild, 0), 0) << "child " << nChild << " survived";
+}
+
+TEST(LinuxImplCommands, IgnoredSignalStaysIgnoredDuringTheTimedCommand)
+{
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    struct sigaction previous = {};
+    sigaction(SIGHUP, &ignore, &previous);
+    TempDir dir;
+    CLinuxImpl impl;
+    bool bTimedOut = false;
+    // The command inherits the ignored disposition too.
+    const int nStatus = impl.ExecuteCmdWithTimeout(
+        "kill -HUP " + std::to_string(getpid()) + "; kill -HUP $$; sleep 0.2; exit 3", 10000, bTimedOut);
+    struct sigaction now = {};
+    sigaction(SIGHUP, nullptr, &now);
+    sigaction(SIGHUP, &previous, nullptr);
+    ASSERT_TRUE(WIFEXITED(nStatus));
+    EXPECT_EQ(WEXITSTATUS(nStatus), 3);
+    EXPECT_EQ(now.sa_handler, SIG_IGN);
+}
+
+TEST(LinuxImplEnvironment, VariablesAreReadFromTheEnvironment)
+{
+    CLinuxImpl impl;
+    setenv("VEXDEP_TEST_VARIABLE", "a value", 1);
+    std::string strValue;
+    EXPECT_TRUE(impl.GetEnvironmentVariable("VEXDEP_TEST_VARIABLE", strValue));
+    EXPECT_EQ(strValue, "a value");
+    setenv("VEXDEP_TEST_VARIABLE", "", 1);
+    EXPECT_TRUE(impl.GetEnvironmentVariable("VEXDEP_TEST_VARIABLE", strValue));
+    EXPECT_EQ(strValue, "");
+    unsetenv("VEXDEP_TEST_VARIABLE");
+    strValue = "kept";
+    EXPECT_FALSE(impl.GetEnvironmentVariable("VEXDEP_TEST_VARIABLE", strValue));
+    EXPECT_EQ(strValue, "kept");
+}
+
 // ---------------------------------------------------------------------------
 // Directories and files
 // ---------------------------------------------------------------------------

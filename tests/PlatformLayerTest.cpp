@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 #include <sys/wait.h>
 
@@ -88,4 +91,41 @@ TEST(PlatformLayer, CreateEmptyVEXDebuLogFileFailsInAnUnwritableDirectory)
     ScopedCwd cwd(dir.Path());
     vextest::MakeDirectory(dir.File("vexdebuglog"));
     EXPECT_FALSE(CPlatformLayer::CreateEmptyVEXDebuLogFile());
+}
+
+TEST(PlatformLayer, ForwardsEnvironmentLookups)
+{
+    setenv("VEXDEP_FACADE_VARIABLE", "42", 1);
+    std::string strValue;
+    EXPECT_TRUE(CPlatformLayer::GetEnvironmentVariable("VEXDEP_FACADE_VARIABLE", strValue));
+    EXPECT_EQ(strValue, "42");
+    unsetenv("VEXDEP_FACADE_VARIABLE");
+    EXPECT_FALSE(CPlatformLayer::GetEnvironmentVariable("VEXDEP_FACADE_VARIABLE", strValue));
+}
+
+// The interface's twenty established operations come first, in their
+// established order; the project's own operations follow them.
+TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
+{
+    const std::string strHeader = vextest::ReadFile(std::string(VEXDEP_SOURCE_DIR) + "/baseutils/src/IPlatformImpl.h");
+    std::vector<std::string> vDeclared;
+    std::string::size_type nPos = 0;
+    while ((nPos = strHeader.find("virtual ", nPos)) != std::string::npos)
+    {
+        const std::string::size_type nOpen = strHeader.find('(', nPos);
+        const std::string::size_type nNameStart = strHeader.find_last_of(" *&", nOpen - 1) + 1;
+        vDeclared.push_back(strHeader.substr(nNameStart, nOpen - nNameStart));
+        nPos = nOpen;
+    }
+    const std::vector<std::string> vEstablished = {
+        "isZEPHInstalled", "InstallZeph",      "UninstallZeph",   "LoadLibrary",     "FreeLibrary",
+        "GetProcAddress",  "ExecuteCmd",       "ExecuteCmdNoWait", "Sleep",          "getCurrentDirectory",
+        "getCurrentProcessDirectory", "setCurrentDirectory", "GetFileList", "GetFileListName", "IsFileExits",
+        "IsFileExistsAbs", "LoadZephLibrary",  "isUSBblocklisted", "unloadUSB",      "LoadLibrarywithoutCustomization"};
+    ASSERT_GE(vDeclared.size(), vEstablished.size());
+    EXPECT_EQ(std::vector<std::string>(vDeclared.begin(), vDeclared.begin() + vEstablished.size()), vEstablished);
+    const std::vector<std::string> vOwn(vDeclared.begin() + vEstablished.size(), vDeclared.end());
+    const std::vector<std::string> vExpectedOwn = {"IsDirectory", "ReadRegularFile", "ExecuteCmdWithTimeout",
+                                                   "GetEnvironmentVariable"};
+    EXPECT_EQ(vOwn, vExpectedOwn);
 }

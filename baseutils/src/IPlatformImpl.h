@@ -6,7 +6,8 @@
 #include <vector>
 
 // Operating-system services behind the platform facade (CPlatformLayer).
-// The order of the operations is part of the interface.
+// The order of the first twenty operations is part of the interface; the
+// project's own additions follow them.
 class IPlatformImpl
 {
 public:
@@ -26,6 +27,13 @@ public:
     virtual std::vector<std::string> GetFileListName(std::string& strDirectory) = 0;
     virtual bool IsFileExits(const std::string& strName) = 0;
     virtual bool IsFileExistsAbs(const std::string& strPath) = 0;
+    virtual void* LoadZephLibrary(const std::string& strFileName) = 0;
+    virtual bool isUSBblocklisted() = 0;
+    virtual void unloadUSB() = 0;
+    virtual void* LoadLibrarywithoutCustomization(const std::string& strName) = 0;
+
+    // The operations below are this project's own additions.
+
     // True when strPath names a directory (following symbolic links).
     virtual bool IsDirectory(const std::string& strPath) = 0;
     // Appends the whole content of strPath to strText when it is a regular
@@ -33,18 +41,19 @@ public:
     // a directory, a named pipe or a device. Never waits for a pipe's writer
     // and writes no log line.
     virtual bool ReadRegularFile(const std::string& strPath, std::string& strText) = 0;
-    virtual void* LoadZephLibrary(const std::string& strFileName) = 0;
-    virtual bool isUSBblocklisted() = 0;
-    virtual void unloadUSB() = 0;
-    virtual void* LoadLibrarywithoutCustomization(const std::string& strName) = 0;
-
     // Runs a command through "/bin/sh -c" in a process group of its own and
     // waits at most nTimeLimitMs milliseconds for it. When the limit passes,
     // the whole group receives SIGTERM and, after a short grace period,
-    // SIGKILL. Returns the shell's wait status (as ExecuteCmd does) and sets
-    // bTimedOut when the limit was reached.
+    // SIGKILL; so does whatever the command left running when it ends.
+    // While the command runs, a SIGINT, SIGTERM or SIGHUP that reaches this
+    // process (and is not ignored) is passed on to the command's group; the
+    // group is then ended as at the time limit and the signal takes its
+    // ordinary effect on this process. Returns the shell's wait status (as
+    // ExecuteCmd does) and sets bTimedOut when the limit was reached.
     virtual int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
                                       bool& bTimedOut) = 0;
+    // The value of an environment variable; false when it is not set.
+    virtual bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) = 0;
 
 protected:
     // The platform object lives for the whole process and is never deleted

@@ -113,9 +113,113 @@ Clock::time_point DeadlineAfter(int64_t nMilliseconds)
     return Clock::now() + std::chrono::milliseconds(std::max<int64_t>(0, std::min(nMilliseconds, nMaxMs)));
 }
 
-// Waits until the child pid has ended or the deadline has passed. Returns
-// true and fills nStatus when the child was reaped.
-bool WaitForChild(pid_t nPid, int nPidFd, Clock::time_point tDeadline, int& nStatus)
+// The process group of the command that ExecuteCmdWithTimeout waits for (0
+// when none), and the last forwarded signal that reached this process while
+// it waited (0 when none). Written by the signal handler below.
+volatile sig_atomic_t g_nForwardGroup = 0;
+volatile sig_atomic_t g_nReceivedSignal = 0;
+
+// Passes the signal on to the waited-for command's process group and
+// remembers it, so that the wait ends and the signal can take its effect
+// here once the group is gone.
+void ForwardSignal(int nSignal)
+{
+    const int nSavedErrno = errno;
+    g_nReceivedSignal = nSignal;
+    const pid_t nGroup = g_nForwardGroup;
+    if (nGroup > 0)
+    {
+        kill(-nGroup, nSignal);
+    }
+    errno = nSavedErrno;
+}
+
+// While it exists, SIGINT, SIGTERM and SIGHUP are forwarded to the command's
+// process group instead of ending this process at once; a signal that was
+// ignored when it was made stays ignored. The signals are held back until
+// the group is known, so that none is lost in between.
+class CSignalForwarding
+{
+public:
+    CSignalForwarding()
+    {
+        g_nReceivedSignal = 0;
+        g_nForwardGroup = 0;
+        sigset_t sigHeld;
+        sigemptyset(&sigHeld);
+        for (int i = 0; i < kSignals; ++i)
+        {
+            sigaddset(&sigHeld, kaSignals[i]);
+        }
+        sigprocmask(SIG_BLOCK, &sigHeld, &m_sigOriginalMask);
+        for (int i = 0; i < kSignals; ++i)
+        {
+            m_abInstalled[i] = false;
+            if (sigaction(kaSignals[i], nullptr, &m_aPrevious[i]) != 0 || m_aPrevious[i].sa_handler == SIG_IGN)
+            {
+                continue;
+            }
+            struct sigaction forward = {};
+            forward.sa_handler = ForwardSignal;
+            sigfillset(&forward.sa_mask);
+            // No SA_RESTART: the wait's poll returns at once.
+            forward.sa_flags = 0;
+            m_abInstalled[i] = sigaction(kaSignals[i], &forward, nullptr) == 0;
+        }
+    }
+
+    ~CSignalForwarding()
+    {
+        g_nForwardGroup = 0;
+        for (int i = 0; i < kSignals; ++i)
+        {
+            if (m_abInstalled[i])
+            {
+                sigaction(kaSignals[i], &m_aPrevious[i], nullptr);
+            }
+        }
+        // A signal that came in is raised again under the disposition it
+        // found on arrival: by default it ends this process here.
+        const int nReceived = g_nReceivedSignal;
+        g_nReceivedSignal = 0;
+        sigprocmask(SIG_SETMASK, &m_sigOriginalMask, nullptr);
+        if (nReceived != 0)
+        {
+            raise(nReceived);
+        }
+    }
+
+    CSignalForwarding(const CSignalForwarding&) = delete;
+    CSignalForwarding& operator=(const CSignalForwarding&) = delete;
+
+    // The mask the command starts with: this process's mask as it was.
+    const sigset_t& OriginalMask() const { return m_sigOriginalMask; }
+
+    // From now on signals go to the group; one that came in meanwhile is
+    // passed on as soon as the signals are let through again.
+    void ForwardTo(pid_t nGroup)
+    {
+        g_nForwardGroup = nGroup;
+        sigprocmask(SIG_SETMASK, &m_sigOriginalMask, nullptr);
+    }
+
+    // The group has ended: nothing is forwarded any more.
+    void StopForwarding() { g_nForwardGroup = 0; }
+
+    static bool Received() { return g_nReceivedSignal != 0; }
+
+private:
+    static const int kSignals = 3;
+    static constexpr int kaSignals[kSignals] = {SIGINT, SIGTERM, SIGHUP};
+    struct sigaction m_aPrevious[kSignals];
+    bool m_abInstalled[kSignals];
+    sigset_t m_sigOriginalMask;
+};
+
+// Waits until the child pid has ended, the deadline has passed or (when
+// bStopOnSignal) a forwarded signal came in. Returns true and fills nStatus
+// when the child was reaped.
+bool WaitForChild(pid_t nPid, int nPidFd, Clock::time_point tDeadline, int& nStatus, bool bStopOnSignal = false)
 {
     for (;;)
     {
@@ -130,7 +234,7 @@ bool WaitForChild(pid_t nPid, int nPidFd, Clock::time_point tDeadline, int& nSta
             return true;
         }
         const int nLeft = MillisecondsLeft(tDeadline);
-        if (nLeft == 0)
+        if (nLeft == 0 || (bStopOnSignal && CSignalForwarding::Received()))
         {
             return false;
         }
@@ -203,20 +307,17 @@ int CLinuxImpl::ExecuteCmdWithTimeout(const std::string& strCommand, const int64
     // that they can be reaped when the group is ended.
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
 
+    // Set up before the command starts, so that no signal slips between.
+    CSignalForwarding forwarding;
+
+    // The command inherits this process's signal mask and dispositions as
+    // they were (caught signals start with their default action, as after
+    // any exec), only in a process group of its own.
     posix_spawnattr_t attr;
     posix_spawnattr_init(&attr);
-    sigset_t sigNone;
-    sigemptyset(&sigNone);
-    sigset_t sigDefault;
-    sigemptyset(&sigDefault);
-    sigaddset(&sigDefault, SIGPIPE);
-    sigaddset(&sigDefault, SIGINT);
-    sigaddset(&sigDefault, SIGQUIT);
-    sigaddset(&sigDefault, SIGTERM);
-    posix_spawnattr_setsigmask(&attr, &sigNone);
-    posix_spawnattr_setsigdefault(&attr, &sigDefault);
+    posix_spawnattr_setsigmask(&attr, &forwarding.OriginalMask());
     posix_spawnattr_setpgroup(&attr, 0);
-    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK);
 
     std::string strShell = "sh";
     std::string strFlag = "-c";
@@ -231,6 +332,7 @@ int CLinuxImpl::ExecuteCmdWithTimeout(const std::string& strCommand, const int64
         VEXLOG("CLinuxImpl::ExecuteCmdWithTimeout unable to start /bin/sh: " + std::string(std::strerror(nSpawn)));
         return -1;
     }
+    forwarding.ForwardTo(nPid);
 
     // A descriptor that becomes readable when the shell ends, so that the
     // wait ends at once rather than at the next poll interval. Kernels
@@ -241,11 +343,20 @@ int CLinuxImpl::ExecuteCmdWithTimeout(const std::string& strCommand, const int64
 #endif
 
     int nStatus = 0;
-    if (!WaitForChild(nPid, nPidFd, DeadlineAfter(nTimeLimitMs), nStatus))
+    if (!WaitForChild(nPid, nPidFd, DeadlineAfter(nTimeLimitMs), nStatus, true))
     {
-        bTimedOut = true;
-        VEXLOG("CLinuxImpl::ExecuteCmdWithTimeout time limit reached, ending the command's processes");
-        kill(-nPid, SIGTERM);
+        if (CSignalForwarding::Received())
+        {
+            // The signal has been passed on already: the command gets the
+            // grace period to end by it.
+            VEXLOG("CLinuxImpl::ExecuteCmdWithTimeout interrupted by a signal, ending the command's processes");
+        }
+        else
+        {
+            bTimedOut = true;
+            VEXLOG("CLinuxImpl::ExecuteCmdWithTimeout time limit reached, ending the command's processes");
+            kill(-nPid, SIGTERM);
+        }
         if (!WaitForChild(nPid, nPidFd, DeadlineAfter(nTerminateGraceMs), nStatus))
         {
             kill(-nPid, SIGKILL);
@@ -263,7 +374,19 @@ int CLinuxImpl::ExecuteCmdWithTimeout(const std::string& strCommand, const int64
         VEXLOG("CLinuxImpl::ExecuteCmdWithTimeout ending processes left behind by the command");
         TerminateGroup(nPid, nTerminateGraceMs);
     }
+    forwarding.StopForwarding();
     return nStatus;
+}
+
+bool CLinuxImpl::GetEnvironmentVariable(const std::string& strName, std::string& strValue)
+{
+    const char* pszValue = std::getenv(strName.c_str());
+    if (pszValue == nullptr)
+    {
+        return false;
+    }
+    strValue = pszValue;
+    return true;
 }
 
 void CLinuxImpl::Sleep(int nSeconds)

@@ -35,14 +35,16 @@ public:
     std::vector<std::string> GetFileListName(std::string& strDirectory) override;
     bool IsFileExits(const std::string& strName) override;
     bool IsFileExistsAbs(const std::string& strPath) override;
-    bool IsDirectory(const std::string& strPath) override;
-    bool ReadRegularFile(const std::string& strPath, std::string& strText) override;
     void* LoadZephLibrary(const std::string& strFileName) override;
     bool isUSBblocklisted() override;
     void unloadUSB() override;
     void* LoadLibrarywithoutCustomization(const std::string& strName) override;
+
+    bool IsDirectory(const std::string& strPath) override;
+    bool ReadRegularFile(const std::string& strPath, std::string& strText) override;
     int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
                               bool& bTimedOut) override;
+    bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) override;
 
     bool isKOVAZEPHInstalled();
     bool isESXiSystem();

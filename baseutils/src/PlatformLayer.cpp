@@ -94,6 +94,11 @@ bool CPlatformLayer::isUSBblocklisted() { return GetPlatform()->isUSBblocklisted
 
 void CPlatformLayer::unloadUSB() { GetPlatform()->unloadUSB(); }
 
+bool CPlatformLayer::GetEnvironmentVariable(const std::string& strName, std::string& strValue)
+{
+    return GetPlatform()->GetEnvironmentVariable(strName, strValue);
+}
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

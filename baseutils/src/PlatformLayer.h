@@ -42,6 +42,7 @@ public:
     static void* LoadZephLibrary(const std::string& strFileName);
     static bool isUSBblocklisted();
     static void unloadUSB();
+    static bool GetEnvironmentVariable(const std::string& strName, std::string& strValue);
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.
