@@ -191,13 +191,12 @@ int CSMBIOSInventory::AcquireTableLinux()
         return nFromDMI;
     }
 
+    // Descriptor 0 (free when standard input is closed) counts as a failure
+    // and stays open: every later open of the device gets a positive
+    // descriptor.
     const int nMemFd = open(m_sources.strMemoryDevicePath.c_str(), O_RDONLY);
     if (nMemFd <= 0)
     {
-        if (nMemFd == 0)
-        {
-            close(nMemFd);
-        }
         const int nESXiFd = open(m_sources.strESXiDevicePath.c_str(), O_RDONLY);
         if (nESXiFd < 0)
         {
@@ -1113,13 +1112,10 @@ int CSMBIOSInventory::GetValueByOffset(unsigned long address, unsigned int lengt
     {
         return 0;
     }
+    // As for the table scan: descriptor 0 is a failure and stays open.
     const int nFd = open(m_sources.strMemoryDevicePath.c_str(), O_RDONLY);
     if (nFd < 1)
     {
-        if (nFd == 0)
-        {
-            close(nFd);
-        }
         return 0;
     }
     const std::size_t nPageSize = PageSize();
