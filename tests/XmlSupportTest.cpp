@@ -102,11 +102,26 @@ TEST(XmlSupport, BlankTextNodesFollowTheProcessWideDefault)
     SetKeepBlanksDefault(true);
 }
 
-TEST(XmlSupport, ExternalEntitiesAreNeverOpened)
+namespace
+{
+// Compresses strPath in place with the given command ("gzip -c",
+// "xz -c", "xz -c --format=lzma"); false when the tool is not there.
+bool CompressInPlace(const std::string& strCommand, const std::string& strPath)
+{
+    const vextest::CommandResult result = vextest::RunCommand(
+        {"/bin/sh", "-c", strCommand + " \"$0\" > \"$0.z\" && mv \"$0.z\" \"$0\"", strPath}, "/");
+    return result.nExitStatus == 0;
+}
+} // namespace
+
+namespace
+{
+// A document whose entities name a named pipe and a secret file; with
+// bCompress, written gzip-compressed. An attempt to load the pipe hangs the
+// test instead of passing it.
+void ExpectExternalEntitiesNeverOpened(bool bCompress)
 {
     TempDir dir;
-    // A named pipe without a writer: opening it for reading would block, so
-    // an attempt to load it hangs this test instead of passing.
     const std::string strFifo = dir.File("secret-pipe");
     ASSERT_EQ(mkfifo(strFifo.c_str(), 0600), 0);
     vextest::WriteFile(dir.File("secret.txt"), "TOP-SECRET-CONTENT");
@@ -119,7 +134,15 @@ TEST(XmlSupport, ExternalEntitiesAreNeverOpened)
                                "]>\n"
                                "<r a=\"x\"><t>&secret;</t><p>&pipe;</p></r>";
     vextest::WriteFile(dir.File("package.xml"), strDoc);
+    if (bCompress && !CompressInPlace("gzip -c", dir.File("package.xml")))
+    {
+        GTEST_SKIP() << "gzip is not available here";
+    }
     DocumentPtr pDoc = ParseFile(dir.File("package.xml"));
+    if (bCompress)
+    {
+        ASSERT_TRUE(pDoc);
+    }
     if (pDoc)
     {
         xmlNode* pRoot = xmlDocGetRootElement(pDoc.get());
@@ -134,6 +157,11 @@ TEST(XmlSupport, ExternalEntitiesAreNeverOpened)
         }
     }
 }
+} // namespace
+
+TEST(XmlSupport, ExternalEntitiesAreNeverOpened) { ExpectExternalEntitiesNeverOpened(false); }
+
+TEST(XmlSupport, ExternalEntitiesOfACompressedDocumentAreNeverOpened) { ExpectExternalEntitiesNeverOpened(true); }
 
 TEST(XmlSupport, EntityExpansionBombEndsQuicklyWithBoundedMemory)
 {
@@ -317,4 +345,67 @@ TEST(XmlSupport, OnlyRegularFilesAreReadAsDocuments)
     DocumentPtr pLinked = ParseFile(dir.File("link.xml"));
     ASSERT_TRUE(pLinked);
     EXPECT_TRUE(NameIs(Root(pLinked), "r"));
+}
+
+// A compressed document is read as libxml2's file parser reads it: gzip,
+// xz and LZMA streams are decompressed.
+TEST(XmlSupport, CompressedFilesAreDecompressed)
+{
+    TempDir dir;
+    for (const char* pszCommand : {"gzip -c", "xz -c", "xz -c --format=lzma"})
+    {
+        const std::string strPath = dir.File("doc.xml");
+        vextest::WriteFile(strPath, "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
+        if (!CompressInPlace(pszCommand, strPath))
+        {
+            GTEST_SKIP() << pszCommand << " is not available here";
+        }
+        ASSERT_NE(vextest::ReadFile(strPath).find("<r>"), 0u) << pszCommand;
+        DocumentPtr pDoc = ParseFile(strPath);
+        ASSERT_TRUE(pDoc) << pszCommand;
+        EXPECT_TRUE(NameIs(Root(pDoc), "r")) << pszCommand;
+        EvalStatus eStatus = EvalStatus::Empty;
+        EXPECT_TRUE(Evaluate(pDoc.get(), "/r/c[@a = \"1\"]", eStatus)) << pszCommand;
+        SParseStamp stamp;
+        EXPECT_TRUE(ParseFile(strPath, stamp)) << pszCommand;
+        EXPECT_TRUE(IsUnchanged(strPath, stamp)) << pszCommand;
+    }
+}
+
+TEST(XmlSupport, CorruptOrTruncatedCompressedFilesGiveNull)
+{
+    TempDir dir;
+    const std::string strPath = dir.File("doc.xml");
+    std::string strBody = "<r>";
+    for (int i = 0; i < 2000; ++i)
+    {
+        strBody += "<c n=\"" + std::to_string(i) + "\"/>";
+    }
+    strBody += "</r>";
+    vextest::WriteFile(strPath, strBody);
+    if (!CompressInPlace("gzip -c", strPath))
+    {
+        GTEST_SKIP() << "gzip is not available here";
+    }
+    const std::string strCompressed = vextest::ReadFile(strPath);
+    vextest::WriteFile(strPath, strCompressed.substr(0, strCompressed.size() / 2));
+    EXPECT_FALSE(ParseFile(strPath));
+    vextest::WriteFile(strPath, std::string("\x1f\x8b\x08", 3) + std::string(64, '\xee'));
+    EXPECT_FALSE(ParseFile(strPath));
+    vextest::WriteFile(strPath, std::string("\xfd" "7zXZ", 5) + std::string(64, '\0'));
+    EXPECT_FALSE(ParseFile(strPath));
+}
+
+// Text handed over in memory (the inventory text) is never decompressed.
+TEST(XmlSupport, CompressedTextInMemoryIsNotDecompressed)
+{
+    TempDir dir;
+    const std::string strPath = dir.File("doc.xml");
+    vextest::WriteFile(strPath, "<r/>");
+    if (!CompressInPlace("gzip -c", strPath))
+    {
+        GTEST_SKIP() << "gzip is not available here";
+    }
+    EXPECT_FALSE(ParseMemory(vextest::ReadFile(strPath)));
+    EXPECT_TRUE(ParseFile(strPath));
 }

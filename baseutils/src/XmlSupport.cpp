@@ -3,6 +3,7 @@
 #include "PlatformLayer.h"
 
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 
 #include <cstdint>
@@ -18,10 +19,20 @@ namespace
 void IgnoreGenericError(void*, const char*, ...) {}
 void IgnoreStructuredError(void*, xmlError*) {}
 
+// Set while libxml2's file parser opens a document: its first load is the
+// document itself.
+bool g_bMainDocumentPending = false;
+
 // No document read by this program may pull in anything beside itself:
-// external entities and DTDs are refused, whatever they name.
-xmlParserInputPtr RefuseExternalEntity(const char*, const char*, xmlParserCtxtPtr)
+// external entities and DTDs are refused, whatever they name. The one load
+// let through is the document that ParseFile hands to the file parser.
+xmlParserInputPtr RefuseExternalEntity(const char* pszURL, const char*, xmlParserCtxtPtr pContext)
 {
+    if (g_bMainDocumentPending && pszURL != nullptr)
+    {
+        g_bMainDocumentPending = false;
+        return xmlNewInputFromFile(pContext, pszURL);
+    }
     return nullptr;
 }
 
@@ -46,12 +57,38 @@ void DocumentDeleter::operator()(xmlDoc* pDoc) const { xmlFreeDoc(pDoc); }
 
 void XPathObjectDeleter::operator()(xmlXPathObject* pObject) const { xmlXPathFreeObject(pObject); }
 
+namespace
+{
+// Whether a file starts as a gzip, xz or LZMA stream does. No document that
+// parses starts with one of these bytes, so only compressed documents are
+// told apart by it.
+bool LooksCompressed(const std::string& strText)
+{
+    if (strText.empty())
+    {
+        return false;
+    }
+    const unsigned char cFirst = static_cast<unsigned char>(strText[0]);
+    return cFirst == 0x1F || cFirst == 0xFD || cFirst == 0x5D;
+}
+} // namespace
+
 DocumentPtr ParseFile(const std::string& strPath)
 {
     std::string strText;
     if (!CPlatformLayer::ReadRegularFile(strPath, strText))
     {
         return nullptr;
+    }
+    if (LooksCompressed(strText))
+    {
+        // libxml2's file parser decompresses as it reads; the file was found
+        // to be a regular file just now, so it cannot block.
+        PrepareLibrary();
+        g_bMainDocumentPending = true;
+        DocumentPtr pDoc(xmlReadFile(strPath.c_str(), nullptr, kParseOptions));
+        g_bMainDocumentPending = false;
+        return pDoc;
     }
     return ParseMemory(strText);
 }

@@ -36,7 +36,9 @@ using DocumentPtr = std::unique_ptr<xmlDoc, DocumentDeleter>;
 using NodeSetPtr = std::unique_ptr<xmlXPathObject, XPathObjectDeleter>;
 
 // Parses the file at strPath; null when it cannot be read or does not
-// parse.
+// parse. Only a regular file is read (never a named pipe or a device); a
+// gzip-, xz- or LZMA-compressed file is decompressed as libxml2's file
+// parser does.
 DocumentPtr ParseFile(const std::string& strPath);
 
 // What a file looked like when it was parsed, and the blank-node default
