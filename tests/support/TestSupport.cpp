@@ -288,8 +288,15 @@ CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::strin
         ::dup2(nNull, 0);
         ::dup2(aOut[1], 1);
         ::dup2(aErr[1], 2);
-        ::close(aOut[0]);
-        ::close(aErr[0]);
+        // Only the standard streams go to the command: a process it leaves
+        // behind must not keep the pipes open.
+        for (const int nFd : {nNull, aOut[0], aOut[1], aErr[0], aErr[1]})
+        {
+            if (nFd > 2)
+            {
+                ::close(nFd);
+            }
+        }
         if (::chdir(strWorkingDirectory.c_str()) != 0)
         {
             ::_exit(126);
