@@ -80,6 +80,8 @@ struct BadCase
     std::vector<std::string> vPresent;
     std::vector<std::string> vAllowOutside;
     std::vector<std::string> vNoSurvivor;
+    std::vector<std::string> vSurvivor;
+    std::vector<std::string> vEnvironment; // NAME=value for every run of the case
     std::map<std::string, ExpectedRun> mapRuns;
 
     std::string Directory() const { return kCatalogue + "/" + strName; }
@@ -221,6 +223,18 @@ BadCase LoadCase(const std::string& strName)
         else if (strKey == "no-survivor")
         {
             badCase.vNoSurvivor.push_back(strValue);
+        }
+        else if (strKey == "survivor")
+        {
+            badCase.vSurvivor.push_back(strValue);
+        }
+        else if (strKey == "env")
+        {
+            if (strValue.find('=') == std::string::npos || strValue[0] == '=')
+            {
+                throw std::runtime_error(strWhere + ": env is NAME=value");
+            }
+            badCase.vEnvironment.push_back(strValue);
         }
         else
         {
@@ -552,6 +566,7 @@ public:
     {
         std::vector<std::string> vArgs = {"/usr/bin/timeout", "-s", "KILL", kRunTimeLimitSeconds, "/usr/bin/env",
                                           "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
+        vArgs.insert(vArgs.end(), badCase.vEnvironment.begin(), badCase.vEnvironment.end());
         CaseRun run;
         run.strPackage = m_package.Path();
         run.strOutside = m_strOutside;
@@ -679,6 +694,17 @@ void CheckOutcome(const BadCase& badCase, const std::string& strType, const Case
         const long nPid = std::strtol(ReadFile(strPath).c_str(), nullptr, 10);
         ASSERT_GT(nPid, 1) << strPidFile;
         EXPECT_TRUE(ProcessIsGone(static_cast<pid_t>(nPid))) << "process " << nPid << " outlived the checker";
+        ::kill(static_cast<pid_t>(nPid), SIGKILL);
+    }
+    for (const std::string& strPidFile : badCase.vSurvivor)
+    {
+        // Left alone by the checker, as the shell leaves a background job;
+        // the test ends it.
+        const std::string strPath = run.strPackage + "/" + strPidFile;
+        ASSERT_TRUE(FileExists(strPath)) << strPidFile << " was not written";
+        const long nPid = std::strtol(ReadFile(strPath).c_str(), nullptr, 10);
+        ASSERT_GT(nPid, 1) << strPidFile;
+        EXPECT_EQ(::kill(static_cast<pid_t>(nPid), 0), 0) << "process " << nPid << " was ended by the checker";
         ::kill(static_cast<pid_t>(nPid), SIGKILL);
     }
 }

@@ -25,7 +25,7 @@ CommandResult RunChecker(const Scenario& scenario, const std::string& strDir, co
 {
     std::vector<std::string> vCommand = {CheckerExecutable()};
     vCommand.insert(vCommand.end(), vArgs.begin(), vArgs.end());
-    return RunInPackage(vCommand, strDir, scenario.firmware);
+    return RunInPackage(WithEnvironment(scenario, vCommand), strDir, scenario.firmware);
 }
 
 std::size_t CountOf(const std::vector<std::string>& vLines, const std::string& strLine)

@@ -36,6 +36,9 @@ public:
 
     std::string File(const std::string& strName) const { return m_dir.File(strName); }
 
+    // The collectors' time limit of the run (none unless set).
+    CCollectorTimeLimit timeLimit;
+
     void Run(CDeviceInfo::eDependencyType eType)
     {
         ScopedCwd cwd(m_dir.Path());
@@ -55,6 +58,8 @@ public:
             CDependenciesChecker checker(m_strDirectory);
             checker.SetDecisionListener(&report);
             checker.SetSMBIOSSources(sources);
+            checker.SetCollectorTimeLimit(timeLimit);
+            report.SetCollectorTimeLimit(timeLimit, "");
             const bool bProcessed = checker.Process(eType, strInventory);
             report.SetOutcome(bProcessed, checker.GetDependentDevices());
         }
@@ -365,12 +370,66 @@ TEST(ExplainReport, CollectorsThatNeverRanAndWhy)
 TEST(ExplainReport, ACollectorEndedAtItsLimitIsTimedOut)
 {
     ExplainedRun run("collector-timeout");
+    ASSERT_TRUE(CCollectorTimeLimit::Parse("config", run.timeLimit));
     run.Run(CDeviceInfo::eDependencyTypeHard);
     const SExplainedDependency& slow = run.Dependency("Slow");
     EXPECT_EQ(slow.inventory.eOutcome, SExplainedInventory::EOutcome::TimedOut);
     EXPECT_EQ(slow.inventory.strErrorMessage, "Inventory collector timed out after 1 seconds");
     EXPECT_EQ(*slow.verdict, EVerdict::Failed);
-    EXPECT_EQ(run.report.ToJson()["dependencies"][0]["inventory"]["outcome"], "timed-out");
+    ASSERT_TRUE(slow.inventory.collector);
+    EXPECT_TRUE(slow.inventory.collector->bTimedOut);
+    EXPECT_EQ(slow.inventory.collector->nLimitSeconds, 1);
+    EXPECT_FALSE(slow.inventory.collector->ExceededDeclaredLimit());
+    const Json json = run.report.ToJson();
+    EXPECT_EQ(json["dependencies"][0]["inventory"]["outcome"], "timed-out");
+    EXPECT_EQ(json["dependencies"][0]["inventory"]["collector"]["timedOut"], true);
+    EXPECT_EQ(json["dependencies"][0]["inventory"]["collector"]["enforcedLimitSeconds"], 1);
+    EXPECT_EQ(json["collectorTimeLimit"]["setting"], "config");
+    EXPECT_TRUE(HasLine(run.report.ToText(),
+                        "Collector limit    : config: each collector is ended at the limit it declares"));
+}
+
+TEST(ExplainReport, ACollectorSlowerThanItsDeclaredLimitIsWaitedForAndWarnedAbout)
+{
+    ExplainedRun run("collector-slower-than-its-limit");
+    run.Run(CDeviceInfo::eDependencyTypeHard);
+    const SExplainedDependency& slow = run.Dependency("Slow");
+    EXPECT_EQ(slow.inventory.eOutcome, SExplainedInventory::EOutcome::Ran);
+    EXPECT_EQ(*slow.verdict, EVerdict::Unmet);
+    ASSERT_TRUE(slow.inventory.collector);
+    const SExplainedCollector& collector = *slow.inventory.collector;
+    EXPECT_GE(collector.dSeconds, 1.9);
+    EXPECT_EQ(collector.nDeclaredSeconds, 1);
+    EXPECT_EQ(collector.nLimitSeconds, 0);
+    EXPECT_TRUE(collector.ExceededDeclaredLimit());
+    const std::string strText = run.report.ToText();
+    EXPECT_NE(strText.find("  warning            : took "), std::string::npos) << strText;
+    EXPECT_NE(strText.find(" s, declares 1 s: a checker with the time-limit guard on would report it Failed\n"),
+              std::string::npos)
+        << strText;
+    EXPECT_TRUE(HasLine(strText, "Collector limit    : none: collectors are waited for until they end"));
+    const Json json = run.report.ToJson();
+    const Json& collectorJson = json["dependencies"][0]["inventory"]["collector"];
+    EXPECT_EQ(collectorJson["exceededDeclaredTimeout"], true);
+    EXPECT_EQ(collectorJson["declaredTimeoutSeconds"], 1);
+    EXPECT_TRUE(collectorJson["enforcedLimitSeconds"].is_null());
+    EXPECT_EQ(collectorJson["exitStatus"], 0);
+    EXPECT_EQ(json["collectorTimeLimit"]["setting"], "none");
+}
+
+TEST(ExplainReport, CollectorWarningNamesBothTimes)
+{
+    SExplainedCollector collector;
+    collector.nDeclaredSeconds = 60;
+    collector.dSeconds = 94.2;
+    EXPECT_EQ(collector.Warning(), "took 94.2 s, declares 60 s: a checker with the time-limit guard on would report it "
+                                   "Failed");
+    collector.dSeconds = 59.9;
+    EXPECT_FALSE(collector.ExceededDeclaredLimit());
+    EXPECT_EQ(collector.Warning(), "");
+    collector.dSeconds = 94.2;
+    collector.bTimedOut = true;
+    EXPECT_FALSE(collector.ExceededDeclaredLimit());
 }
 
 TEST(ExplainReport, NothingDeclared)
@@ -397,6 +456,7 @@ TEST(ExplainReport, TextOfOneDependency)
         "  required version   : \"9\"\n"
         "  parent device      : component \"500\" (non-PCI)\n"
         "  collector          : reused what release \"R1\" collected: 5 records\n"
+        "  collector run      : took 0.0 s, declares 30 s, waited without limit, exit status 0\n"
         "  context            : \"OS\": applies\n"
         "  platform           : no platform listed: check passed over\n"
         "  operating system   : no entry listed: applies on every OS\n"

@@ -13,6 +13,7 @@
 #include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using vextest::ReadLogMessages;
 using vextest::ScopedCwd;
@@ -134,12 +135,22 @@ protected:
         return "cat > inv.xml <<'EOF'\n" + strDocument + "\nEOF\n";
     }
 
-    Records Run()
+    Records Run(const CCollectorTimeLimit& limit = CCollectorTimeLimit())
     {
         CInventoryModule module(m_strModule);
+        module.SetTimeLimit(limit);
         Records vRecords = Own(module.GetInventoryInfo());
+        m_lastRun = module.LastRun();
         EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore) << "working directory not restored";
         return vRecords;
+    }
+
+    // The guard as the environment variable's value sets it.
+    static CCollectorTimeLimit Guard(const std::string& strValue)
+    {
+        CCollectorTimeLimit limit;
+        EXPECT_TRUE(CCollectorTimeLimit::Parse(strValue, limit)) << strValue;
+        return limit;
     }
 
     std::vector<std::string> Log() const { return ReadLogMessages(m_package.File("baseutils.log")); }
@@ -164,7 +175,21 @@ protected:
     const std::string m_strInventoryPath;
     std::unique_ptr<ScopedCwd> m_pCwd;
     std::string m_strBefore;
+    SCollectorRun m_lastRun;
 };
+
+// A value of a "Sig...:" line of /proc/<pid>/status, as a mask.
+unsigned long long SignalMask(const std::string& strStatus, const std::string& strField)
+{
+    const std::string::size_type nPos = strStatus.find(strField + ":");
+    if (nPos == std::string::npos)
+    {
+        return ~0ULL;
+    }
+    return std::stoull(strStatus.substr(nPos + strField.size() + 1), nullptr, 16);
+}
+
+bool InMask(unsigned long long nMask, int nSignal) { return (nMask >> (nSignal - 1)) & 1ULL; }
 } // namespace
 
 TEST_F(InventoryModuleTest, RunsTheCollectorInItsDirectoryAndReadsItsDocument)
@@ -378,11 +403,107 @@ TEST_F(InventoryModuleTest, OutputInASubdirectoryKeepsTheDoubledSlash)
     EXPECT_TRUE(Contains(ModuleLog(), "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//out/inv.xml"));
 }
 
-TEST_F(InventoryModuleTest, CollectorThatLeavesAChildRunningIsReadAndTheChildEnded)
+TEST_F(InventoryModuleTest, CollectorSlowerThanItsLimitIsWaitedForAndRead)
+{
+    WriteCollector("sleep 2\n" + WritesDocument(kInventory), "1");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run();
+    const double dElapsed = SecondsSince(tStart);
+    EXPECT_GE(dElapsed, 1.9);
+    ASSERT_EQ(vRecords.size(), 2u);
+    EXPECT_EQ(vRecords[0]->getStatus(), -1);
+    EXPECT_TRUE(m_lastRun.bStarted);
+    EXPECT_FALSE(m_lastRun.bTimedOut);
+    EXPECT_EQ(m_lastRun.nConfiguredSeconds, 1);
+    EXPECT_EQ(m_lastRun.nLimitSeconds, 0);
+    EXPECT_GE(m_lastRun.nEndedMs - m_lastRun.nStartedMs, 1900);
+}
+
+TEST_F(InventoryModuleTest, UnguardedRunWritesOnlyTheEstablishedLines)
+{
+    WriteCollector(WritesDocument(kInventory), "1");
+    ASSERT_EQ(Run().size(), 2u);
+    const std::vector<std::string> vExpected = {
+        "CInventoryModule::CInventoryModule  module file path  " + m_strModule,
+        "CInventoryModule::GetInventoryInfo Start   ",
+        "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule + "/PIEConfig.xml",
+        "CInventoryModule::GetInvntoryXml Start",
+        "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule + "//collect.sh",
+        "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//inv.xml",
+        "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo",
+        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo Before",
+        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo After",
+        "CInventoryModule::GetInventoryInfo END",
+        "CInventoryModule::~CInventoryModule  ",
+    };
+    EXPECT_EQ(ModuleLog(), vExpected);
+    for (const std::string& strLine : Log())
+    {
+        EXPECT_EQ(strLine.find("CLinuxImpl::ExecuteCmd"), std::string::npos) << strLine;
+    }
+}
+
+TEST_F(InventoryModuleTest, CollectorRunsInTheCheckersProcessGroupAndSession)
+{
+    WriteCollector("cut -d' ' -f5,6 /proc/$$/stat > group.txt\n" + WritesDocument(kInventory));
+    ASSERT_EQ(Run().size(), 2u);
+    const std::string strExpected = std::to_string(getpgrp()) + " " + std::to_string(getsid(0)) + "\n";
+    EXPECT_EQ(vextest::ReadFile(m_strModule + "/group.txt"), strExpected);
+}
+
+TEST_F(InventoryModuleTest, CheckerIgnoresInterruptAndQuitWhileTheCollectorRuns)
+{
+    // The collector interrupts its parent, the checker, which must carry on
+    // as the shell's caller does; the collector's own disposition is the
+    // default one.
+    const std::string strChecker = std::to_string(getpid());
+    WriteCollector("kill -INT " + strChecker + "\nkill -QUIT " + strChecker +
+                   "\ngrep '^Sig' /proc/$$/status > signals.txt\n" + WritesDocument(kInventory));
+    ASSERT_EQ(Run().size(), 2u);
+    const std::string strStatus = vextest::ReadFile(m_strModule + "/signals.txt");
+    EXPECT_FALSE(InMask(SignalMask(strStatus, "SigIgn"), SIGINT)) << strStatus;
+    EXPECT_FALSE(InMask(SignalMask(strStatus, "SigIgn"), SIGQUIT)) << strStatus;
+    EXPECT_FALSE(InMask(SignalMask(strStatus, "SigBlk"), SIGCHLD)) << strStatus;
+}
+
+TEST_F(InventoryModuleTest, CollectorInheritsTheCheckersOtherSignalDispositions)
+{
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    struct sigaction previous = {};
+    ASSERT_EQ(sigaction(SIGUSR1, &ignore, &previous), 0);
+    WriteCollector("grep '^Sig' /proc/$$/status > signals.txt\n" + WritesDocument(kInventory));
+    ASSERT_EQ(Run().size(), 2u);
+    sigaction(SIGUSR1, &previous, nullptr);
+    const std::string strStatus = vextest::ReadFile(m_strModule + "/signals.txt");
+    EXPECT_TRUE(InMask(SignalMask(strStatus, "SigIgn"), SIGUSR1)) << strStatus;
+    EXPECT_FALSE(InMask(SignalMask(strStatus, "SigIgn"), SIGTERM)) << strStatus;
+}
+
+TEST_F(InventoryModuleTest, BackgroundJobOfAnUnguardedCollectorIsLeftAlone)
+{
+    WriteCollector("(sleep 1; echo finished > late.txt) > /dev/null 2>&1 &\necho $! > child.pid\n" +
+                       WritesDocument(kInventory),
+                   "10");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run();
+    EXPECT_LT(SecondsSince(tStart), 1.0);
+    ASSERT_EQ(vRecords.size(), 2u);
+    const pid_t nChild = PidFrom(m_strModule + "/child.pid");
+    // It finishes its work after the module is done with the collector.
+    for (int i = 0; i < 100 && !vextest::FileExists(m_strModule + "/late.txt"); ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(vextest::ReadFile(m_strModule + "/late.txt"), "finished\n");
+    kill(nChild, SIGKILL);
+}
+
+TEST_F(InventoryModuleTest, GuardedCollectorThatLeavesAChildRunningIsReadAndTheChildEnded)
 {
     WriteCollector("sleep 1000 > /dev/null 2>&1 &\necho $! > child.pid\n" + WritesDocument(kInventory), "10");
     const Clock::time_point tStart = Clock::now();
-    Records vRecords = Run();
+    Records vRecords = Run(Guard("config"));
     const double dElapsed = SecondsSince(tStart);
     ASSERT_EQ(vRecords.size(), 2u);
     EXPECT_EQ(vRecords[0]->getStatus(), -1);
@@ -391,14 +512,14 @@ TEST_F(InventoryModuleTest, CollectorThatLeavesAChildRunningIsReadAndTheChildEnd
     EXPECT_FALSE(ProcessExists(nChild)) << "child " << nChild << " still running";
 }
 
-TEST_F(InventoryModuleTest, CollectorThatRunsOutOfTimeGivesOneFailedRecord)
+TEST_F(InventoryModuleTest, GuardedCollectorThatRunsOutOfTimeGivesOneFailedRecord)
 {
     WriteCollector("echo $$ > collector.pid\n"
                    "sleep 1000 &\necho $! > child.pid\n"
                    "while :; do sleep 1; done\n",
                    "2");
     const Clock::time_point tStart = Clock::now();
-    Records vRecords = Run();
+    Records vRecords = Run(Guard("config"));
     const double dElapsed = SecondsSince(tStart);
 
     EXPECT_GE(dElapsed, 1.9);
@@ -408,6 +529,8 @@ TEST_F(InventoryModuleTest, CollectorThatRunsOutOfTimeGivesOneFailedRecord)
     EXPECT_EQ(vRecords[0]->getErrorMsg(), "Inventory collector timed out after 2 seconds");
     EXPECT_EQ(vRecords[0]->getErrorMsg(), CInventoryModule::TimedOutMessage(2));
     EXPECT_EQ(vRecords[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
+    EXPECT_TRUE(m_lastRun.bTimedOut);
+    EXPECT_EQ(m_lastRun.nLimitSeconds, 2);
 
     const pid_t nCollector = PidFrom(m_strModule + "/collector.pid");
     const pid_t nChild = PidFrom(m_strModule + "/child.pid");
@@ -421,11 +544,32 @@ TEST_F(InventoryModuleTest, CollectorThatRunsOutOfTimeGivesOneFailedRecord)
     EXPECT_FALSE(Contains(vLog, "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo"));
 }
 
-TEST_F(InventoryModuleTest, CollectorThatIgnoresTerminationIsKilledAfterTheGracePeriod)
+TEST_F(InventoryModuleTest, FixedGuardOverridesTheConfiguredLimit)
+{
+    WriteCollector("sleep 30\n" + WritesDocument(kInventory), "60");
+    const Clock::time_point tStart = Clock::now();
+    Records vRecords = Run(Guard("1"));
+    EXPECT_LT(SecondsSince(tStart), 1 + CLinuxImpl::nTerminateGraceMs / 1000.0 + 1.5);
+    ASSERT_EQ(vRecords.size(), 1u);
+    EXPECT_EQ(vRecords[0]->getErrorMsg(), "Inventory collector timed out after 1 seconds");
+    EXPECT_EQ(m_lastRun.nConfiguredSeconds, 60);
+    EXPECT_EQ(m_lastRun.nLimitSeconds, 1);
+}
+
+TEST_F(InventoryModuleTest, GuardedCollectorWithinItsLimitIsRead)
+{
+    WriteCollector(WritesDocument(kInventory), "5");
+    ASSERT_EQ(Run(Guard("config")).size(), 2u);
+    EXPECT_FALSE(m_lastRun.bTimedOut);
+    EXPECT_EQ(m_lastRun.nLimitSeconds, 5);
+    EXPECT_EQ(m_lastRun.nWaitStatus, 0);
+}
+
+TEST_F(InventoryModuleTest, GuardedCollectorThatIgnoresTerminationIsKilledAfterTheGracePeriod)
 {
     WriteCollector("trap '' TERM\n" + WritesDocument(kInventory) + "while :; do sleep 0.1; done\n", "1");
     const Clock::time_point tStart = Clock::now();
-    Records vRecords = Run();
+    Records vRecords = Run(Guard("config"));
     const double dElapsed = SecondsSince(tStart);
     EXPECT_LT(dElapsed, 1 + CLinuxImpl::nTerminateGraceMs / 1000.0 + 1.5);
     // The document it wrote before hanging is not read: the run failed.
@@ -435,13 +579,24 @@ TEST_F(InventoryModuleTest, CollectorThatIgnoresTerminationIsKilledAfterTheGrace
     EXPECT_TRUE(ProcessesMentioning(m_strModule).empty());
 }
 
+TEST_F(InventoryModuleTest, CollectorThatIsNotRunIsRecordedAsNotStarted)
+{
+    WriteCollector(WritesDocument(kInventory), "0");
+    EXPECT_TRUE(Run(Guard("config")).empty());
+    EXPECT_FALSE(m_lastRun.bConfigurationRead);
+    EXPECT_FALSE(m_lastRun.bStarted);
+}
+
 TEST_F(InventoryModuleTest, HugeTimeoutDoesNotOverflow)
 {
-    WriteCollector(WritesDocument(kInventory), "9223372036854775807");
-    Records vRecords = Run();
-    EXPECT_EQ(vRecords.size(), 2u);
-    WriteCollector(WritesDocument(kInventory), "99999999999999999999999999");
-    EXPECT_EQ(Run().size(), 2u);
+    for (const char* pszGuard : {"none", "config"})
+    {
+        WriteCollector(WritesDocument(kInventory), "9223372036854775807");
+        Records vRecords = Run(Guard(pszGuard));
+        EXPECT_EQ(vRecords.size(), 2u) << pszGuard;
+        WriteCollector(WritesDocument(kInventory), "99999999999999999999999999");
+        EXPECT_EQ(Run(Guard(pszGuard)).size(), 2u) << pszGuard;
+    }
 }
 
 TEST_F(InventoryModuleTest, DocumentPathDoublesTheSlash)

@@ -6,7 +6,6 @@
 #include "Logger.h"
 #include "ParentDeviceIndex.h"
 #include "PlatformLayer.h"
-#include "SMBIOSSnapshot.h"
 #include "SoftwareComponentInfo.h"
 
 #include <algorithm>
@@ -202,9 +201,12 @@ bool CDependenciesChecker::GetInventoryInfo(CDeviceInfo* pDevice)
 
     const std::string strComponentPath = m_strPath + "//" + strReleaseID;
     VEXLOG("CDependenciesChecker::GetInventoryInfo  strComponentPath =" + strComponentPath);
+    SCollectorRun collectorRun;
     {
         CInventoryModule inventoryModule(strComponentPath);
+        inventoryModule.SetTimeLimit(m_collectorTimeLimit);
         itCached = m_mapInventoryInfo.emplace(strReleaseID, inventoryModule.GetInventoryInfo()).first;
+        collectorRun = inventoryModule.LastRun();
     }
     if (m_pListener != nullptr)
     {
@@ -213,6 +215,7 @@ bool CDependenciesChecker::GetInventoryInfo(CDeviceInfo* pDevice)
         lookup.strReleaseID = strReleaseID;
         lookup.strComponentPath = strComponentPath;
         lookup.pRecords = &itCached->second;
+        lookup.pCollector = &collectorRun;
         m_pListener->OnInventoryLookup(pDevice, lookup);
     }
     VEXLOG("CDependenciesChecker::GetInventoryInfo  END");
@@ -334,16 +337,16 @@ int CDependenciesChecker::FindMatchingOS(const std::vector<SOSInfo>& vRequired, 
     return -1;
 }
 
-bool CDependenciesChecker::CheckPlatform(CDeviceInfo* pDependency, CSMBIOSSnapshot& smbios)
+bool CDependenciesChecker::CheckPlatform(CDeviceInfo* pDependency, CSMBIOSInventory& smbios)
 {
     SPlatformCheck check;
     check.vPlatforms = pDependency->getDepenendencyPlatforms();
-    check.bTablesRead = smbios.BeginTurn();
-    check.pSMBIOS = smbios.Inventory();
+    check.bTablesRead = smbios.Initialize() != 0;
+    check.pSMBIOS = &smbios;
     if (check.bTablesRead && !check.vPlatforms.empty())
     {
         check.bChecked = true;
-        check.strSystemID = smbios.SystemID();
+        check.strSystemID = smbios.GetSystemID();
         check.bApplicable = std::find(check.vPlatforms.begin(), check.vPlatforms.end(), check.strSystemID) !=
                             check.vPlatforms.end();
         if (check.bApplicable)
@@ -378,9 +381,8 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
     const SOSInfo runningOS = inventoryInfo.GetOSInfo();
     VEXLOG("CDependenciesChecker::GetDependentDevices  START");
     // The system's devices are indexed once for the device check of every
-    // dependency, and the SMBIOS tables read once for the platform check.
+    // dependency.
     const CParentDeviceIndex deviceIndex(vSystemDevices);
-    CSMBIOSSnapshot smbios(m_SMBIOSSources);
 
     auto verdict = [this](const CDeviceInfo* pDependency, EVerdict eVerdict) {
         if (m_pListener != nullptr)
@@ -410,13 +412,9 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
             continue;
         }
 
-        // 2. Platform: the SMBIOS tables are read for this dependency, and
-        // released when its turn ends.
-        struct STurn
-        {
-            CSMBIOSSnapshot& smbios;
-            ~STurn() { smbios.EndTurn(); }
-        } turn{smbios};
+        // 2. Platform: a reader of its own for every dependency reads the
+        // tables anew, and releases them when the dependency's turn ends.
+        CSMBIOSInventory smbios(m_SMBIOSSources);
         if (!CheckPlatform(pDependency, smbios))
         {
             verdict(pDependency, EVerdict::PlatformNotApplicable);

@@ -1,6 +1,7 @@
 #ifndef VEXDEP_DEPENDENCIESCHECKER_H
 #define VEXDEP_DEPENDENCIESCHECKER_H
 
+#include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
 #include "SMBIOSInventory.h"
@@ -12,7 +13,6 @@
 
 class CInventoryMatchIndex;
 class CParentDeviceIndex;
-class CSMBIOSSnapshot;
 class CSoftwareComponentInfo;
 
 // The two halves of the XPath query that selects one component's devices in
@@ -72,6 +72,10 @@ public:
     // captured elsewhere.
     void SetSMBIOSSources(const SMBIOSSources& sources) { m_SMBIOSSources = sources; }
 
+    // The time-limit guard for the collectors (none by default: every
+    // collector is waited for until it ends).
+    void SetCollectorTimeLimit(const CCollectorTimeLimit& limit) { m_collectorTimeLimit = limit; }
+
 private:
     // HasDependeny on an indexed inventory.
     bool Decide(CDeviceInfo* pDepDeviceInfo, const std::vector<CDeviceInfo*>& vInvDeviceInfo,
@@ -82,7 +86,7 @@ private:
                              const CParentDeviceIndex& deviceIndex);
     // The running OS check; the index of the first matching entry or -1.
     int FindMatchingOS(const std::vector<SOSInfo>& vRequired, const SOSInfo& running);
-    bool CheckPlatform(CDeviceInfo* pDependency, CSMBIOSSnapshot& smbios);
+    bool CheckPlatform(CDeviceInfo* pDependency, CSMBIOSInventory& smbios);
 
     std::unique_ptr<CSoftwareComponentInfo> m_pSoftwareComponentInfo;
     std::map<std::string, std::vector<CDeviceInfo*>> m_mapInventoryInfo;
@@ -95,6 +99,7 @@ private:
     std::vector<std::unique_ptr<CDeviceInfo>> m_vOwnedRecords;
     IDependencyDecisionListener* m_pListener = nullptr;
     SMBIOSSources m_SMBIOSSources;
+    CCollectorTimeLimit m_collectorTimeLimit;
     // Counts version comparisons, so that a listener can tell a met
     // dependency from one that has no installed instance.
     std::size_t m_nVersionComparisons = 0;

@@ -1,6 +1,7 @@
 #ifndef VEXDEP_DEPENDENCYDECISIONLISTENER_H
 #define VEXDEP_DEPENDENCYDECISIONLISTENER_H
 
+#include "CollectorRun.h"
 #include "DeviceInfo.h"
 
 #include <string>
@@ -28,6 +29,7 @@ struct SInventoryLookup
     std::string strReleaseID;
     std::string strComponentPath;                  // the release directory (only when collected)
     const std::vector<CDeviceInfo*>* pRecords = nullptr; // the records kept for the release ID
+    const SCollectorRun* pCollector = nullptr;           // what the collector did (only when collected)
 };
 
 struct SPlatformCheck

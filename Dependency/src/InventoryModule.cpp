@@ -4,6 +4,7 @@
 #include "Logger.h"
 #include "PlatformLayer.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -21,10 +22,17 @@ int64_t TimeLimitMilliseconds(long nTimeoutSeconds)
     }
     return static_cast<int64_t>(nTimeoutSeconds) * 1000;
 }
+
+int64_t NowMilliseconds()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
 } // namespace
 
 CInventoryModule::CInventoryModule(const std::string& strModulePath)
-    : m_strModulePath(strModulePath), m_bCollectorTimedOut(false), m_nTimedOutAfterSeconds(0)
+    : m_strModulePath(strModulePath)
 {
     VEXLOG("CInventoryModule::CInventoryModule  module file path  " + strModulePath);
 }
@@ -37,6 +45,7 @@ std::vector<CDeviceInfo*> CInventoryModule::GetInventoryInfo()
     std::vector<CDeviceInfo*> vDevices;
     const std::string strConfigPath = m_strModulePath + "/PIEConfig.xml";
     VEXLOG("CInventoryModule::GetInventoryInfo Start   ");
+    m_run = SCollectorRun();
 
     m_pPIEConfigInfo.reset(new (std::nothrow) CPIEConfigInfo());
     if (!m_pPIEConfigInfo)
@@ -63,7 +72,7 @@ std::vector<CDeviceInfo*> CInventoryModule::GetInventoryInfo()
     // Back where we started, whatever the collector did.
     CPlatformLayer::setCurrentDirectory(strPreviousDirectory);
 
-    if (m_bCollectorTimedOut)
+    if (m_run.bTimedOut)
     {
         return TimedOutResult();
     }
@@ -87,7 +96,7 @@ std::vector<CDeviceInfo*> CInventoryModule::GetInventoryInfo()
 int CInventoryModule::GetInvntoryXml(std::string& strOutputPath)
 {
     VEXLOG("CInventoryModule::GetInvntoryXml Start");
-    m_bCollectorTimedOut = false;
+    m_run = SCollectorRun();
     if (!m_pPIEConfigInfo)
     {
         VEXLOG("CInventoryModule::GetInvntoryXml m_pPIEConfigInfo is NULL");
@@ -97,27 +106,24 @@ int CInventoryModule::GetInvntoryXml(std::string& strOutputPath)
     const std::string strInventoryCommand = m_pPIEConfigInfo->GetInventoryCommand();
     const std::string strInvetoryXmlfileName = m_pPIEConfigInfo->GetInventoryCommandOutFileName();
     const long nTimeout = m_pPIEConfigInfo->GetInventoryTimeout();
+    m_run.nConfiguredSeconds = nTimeout;
     if (strInventoryCommand.empty() || strInvetoryXmlfileName.empty() || nTimeout < 1)
     {
         VEXLOG("CInventoryModule::GetInvntoryXml strInventoryCommand or  strInvetoryXmlfileName is empty or "
                "nTimeout <=0 ");
         return 0;
     }
+    m_run.bConfigurationRead = true;
 
     // The doubled slash is part of the established command line and log text.
     const std::string strInventoryCmdFullPath = m_strModulePath + "//" + strInventoryCommand;
     VEXLOG("CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + strInventoryCmdFullPath);
 
-    // The collector gets the configured time limit; when it runs out, the
-    // platform layer ends the collector's whole process group.
-    bool bTimedOut = false;
-    const int nResult =
-        CPlatformLayer::ExecuteCmdWithTimeout(strInventoryCmdFullPath, TimeLimitMilliseconds(nTimeout), bTimedOut);
-    if (bTimedOut)
+    const int nResult = RunCollector(strInventoryCmdFullPath, nTimeout);
+    if (m_run.bTimedOut)
     {
-        m_bCollectorTimedOut = true;
-        m_nTimedOutAfterSeconds = nTimeout;
-        VEXLOG("CInventoryModule::GetInvntoryXml collector timed out after " + std::to_string(nTimeout) + " seconds");
+        VEXLOG("CInventoryModule::GetInvntoryXml collector timed out after " + std::to_string(m_run.nLimitSeconds) +
+               " seconds");
         return 0;
     }
     if (nResult != 0)
@@ -128,8 +134,35 @@ int CInventoryModule::GetInvntoryXml(std::string& strOutputPath)
     }
 
     strOutputPath = m_strModulePath + "//" + strInvetoryXmlfileName;
+    m_run.strOutputPath = strOutputPath;
     VEXLOG("CInventoryModule::GetInvntoryXml Path:" + strOutputPath);
     return 1;
+}
+
+int CInventoryModule::RunCollector(const std::string& strCommand, long nConfiguredSeconds)
+{
+    m_run.bStarted = true;
+    m_run.strCommand = strCommand;
+    m_run.nLimitSeconds = m_timeLimit.LimitFor(nConfiguredSeconds);
+    m_run.nStartedMs = NowMilliseconds();
+    if (m_run.nLimitSeconds > 0)
+    {
+        // The guard: when the limit runs out, the platform layer ends the
+        // collector's whole process group.
+        bool bTimedOut = false;
+        m_run.nWaitStatus = CPlatformLayer::ExecuteCmdWithTimeout(
+            strCommand, TimeLimitMilliseconds(m_run.nLimitSeconds), bTimedOut);
+        m_run.bTimedOut = bTimedOut;
+    }
+    else
+    {
+        // The shell, waited for until it ends; the configured limit is
+        // handed on and, as with every shell command, not enforced.
+        m_run.nWaitStatus =
+            CPlatformLayer::ExecuteCmd(strCommand, false, TimeLimitMilliseconds(nConfiguredSeconds));
+    }
+    m_run.nEndedMs = NowMilliseconds();
+    return m_run.nWaitStatus;
 }
 
 std::vector<CDeviceInfo*> CInventoryModule::TimedOutResult()
@@ -142,7 +175,7 @@ std::vector<CDeviceInfo*> CInventoryModule::TimedOutResult()
         return vDevices;
     }
     pRecord->setStatus(1);
-    pRecord->setErrorMsg(TimedOutMessage(m_nTimedOutAfterSeconds));
+    pRecord->setErrorMsg(TimedOutMessage(m_run.nLimitSeconds));
     vDevices.push_back(pRecord);
     return vDevices;
 }

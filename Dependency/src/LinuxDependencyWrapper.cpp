@@ -18,6 +18,11 @@ CLinuxDepenedencyWrapper::CLinuxDepenedencyWrapper()
     : m_strWorkingDirectory(CPlatformLayer::getCurrentDirectory()),
       m_pDependenciesChecker(new CDependenciesChecker(m_strWorkingDirectory))
 {
+    // Collectors are waited for without limit unless the environment
+    // switches the guard on.
+    bool bRejected = false;
+    std::string strRejected;
+    m_pDependenciesChecker->SetCollectorTimeLimit(CCollectorTimeLimit::FromEnvironment(bRejected, strRejected));
 }
 
 CLinuxDepenedencyWrapper::~CLinuxDepenedencyWrapper() = default;

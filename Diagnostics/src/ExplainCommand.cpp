@@ -1,5 +1,6 @@
 #include "ExplainCommand.h"
 
+#include "CollectorTimeLimit.h"
 #include "DependenciesChecker.h"
 #include "DeviceInventoryInfo.h"
 #include "DiagnosticLog.h"
@@ -49,6 +50,14 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
         return nExitUsage;
     }
 
+    CCollectorTimeLimit timeLimit;
+    if (m_options.bCollectorTimeoutGiven && !CCollectorTimeLimit::Parse(m_options.strCollectorTimeout, timeLimit))
+    {
+        err << "vexinspect explain: the collector timeout must be config, none or a positive number of seconds, not \""
+            << m_options.strCollectorTimeout << "\"\n";
+        return nExitUsage;
+    }
+
     // Before anything reads the package: with the logger open, the readers
     // cannot switch it on inside the package directory.
     if (!CDiagnosticLog::Open(m_options.strLogFile))
@@ -93,6 +102,16 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     report.SetRun(eType, strWorkingDirectory, bPackageDescriptionFound, strInventoryXml);
     {
         CDependenciesChecker checker(strWorkingDirectory);
+        // As vexdepcheck's wrapper does once the checker exists: the
+        // environment's limit, unless the option gave one.
+        std::string strRejected;
+        if (!m_options.bCollectorTimeoutGiven)
+        {
+            bool bRejected = false;
+            timeLimit = CCollectorTimeLimit::FromEnvironment(bRejected, strRejected);
+        }
+        checker.SetCollectorTimeLimit(timeLimit);
+        report.SetCollectorTimeLimit(timeLimit, strRejected);
         checker.SetDecisionListener(&report);
         if (bFromDump)
         {

@@ -10,6 +10,10 @@ struct SExplainOptions
     std::string strPackageDir; // the package directory; the current one when empty
     std::string strSmbiosDump; // evaluate against this dump instead of the machine's tables
     std::string strLogFile;    // the library's debug log; /dev/null when empty
+    // The collectors' time limit, as VEXDEP_COLLECTOR_TIMEOUT takes it
+    // (config, N or none); when not given, the variable's value.
+    bool bCollectorTimeoutGiven = false;
+    std::string strCollectorTimeout;
     bool bJson = false;
 };
 
@@ -23,8 +27,13 @@ struct SExplainOptions
 // write: the debug log goes to the named file or to /dev/null, and a dump's
 // tables go to a private temporary directory.
 //
+// The collectors run as vexdepcheck runs them in the same environment: with
+// the time-limit guard that VEXDEP_COLLECTOR_TIMEOUT (or the option that
+// stands for it) sets; every run is timed against the limit it declares.
+//
 // Exit status: 0 when the explanation was printed, 64 for a type other than
-// hard or soft, 66 when the package directory, the dump or the log file
+// hard or soft or a time limit that is not config, none or a positive
+// number, 66 when the package directory, the dump or the log file
 // cannot be used.
 class CExplainCommand
 {

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include <sys/wait.h>
+
 using Json = nlohmann::ordered_json;
 
 namespace
@@ -315,6 +317,54 @@ std::string InventoryText(const SExplainedDependency& dependency, CDeviceInfo::e
     return "ran for release " + Quote(inventory.strReleaseID) + " in " + inventory.strComponentPath + ": " + strOutcome;
 }
 
+std::string SecondsText(double dSeconds)
+{
+    std::ostringstream oss;
+    oss.setf(std::ios::fixed);
+    oss.precision(1);
+    oss << dSeconds << " s";
+    return oss.str();
+}
+
+// How the collector run behind a dependency's inventory went against its
+// limits.
+std::string CollectorRunText(const SExplainedCollector& collector)
+{
+    std::string strText = "took " + SecondsText(collector.dSeconds) + ", declares " +
+                          std::to_string(collector.nDeclaredSeconds) + " s";
+    if (collector.bTimedOut)
+    {
+        return strText + ", ended at the guard's limit of " + std::to_string(collector.nLimitSeconds) + " s";
+    }
+    strText += collector.nLimitSeconds > 0 ? ", guard limit " + std::to_string(collector.nLimitSeconds) + " s"
+                                           : ", waited without limit";
+    if (WIFEXITED(collector.nWaitStatus))
+    {
+        strText += ", exit status " + std::to_string(WEXITSTATUS(collector.nWaitStatus));
+    }
+    else if (WIFSIGNALED(collector.nWaitStatus))
+    {
+        strText += ", ended by signal " + std::to_string(WTERMSIG(collector.nWaitStatus));
+    }
+    return strText;
+}
+
+// The collectors' time limit of a run, as the header shows it.
+std::string TimeLimitText(const CCollectorTimeLimit& limit)
+{
+    switch (limit.Mode())
+    {
+    case CCollectorTimeLimit::EMode::Configured:
+        return "config: each collector is ended at the limit it declares";
+    case CCollectorTimeLimit::EMode::Fixed:
+        return std::to_string(limit.FixedSeconds()) + ": every collector is ended after " +
+               std::to_string(limit.FixedSeconds()) + " s";
+    case CCollectorTimeLimit::EMode::None:
+        break;
+    }
+    return "none: collectors are waited for until they end";
+}
+
 std::string PlatformListText(const std::vector<std::string>& vPlatforms)
 {
     std::string strText;
@@ -340,6 +390,21 @@ std::string PlatformText(const SExplainedPlatform& platform)
            (platform.bApplies ? ": applies" : ": does not apply");
 }
 } // namespace
+
+bool SExplainedCollector::ExceededDeclaredLimit() const
+{
+    return !bTimedOut && dSeconds > static_cast<double>(nDeclaredSeconds);
+}
+
+std::string SExplainedCollector::Warning() const
+{
+    if (!ExceededDeclaredLimit())
+    {
+        return std::string();
+    }
+    return "took " + SecondsText(dSeconds) + ", declares " + std::to_string(nDeclaredSeconds) +
+           " s: a checker with the time-limit guard on would report it Failed";
+}
 
 SExplainedDevice SExplainedDevice::From(const CDeviceInfo& record)
 {
@@ -367,6 +432,12 @@ void CExplainReport::SetRun(CDeviceInfo::eDependencyType eRequested, const std::
     m_bPackageDescriptionFound = bPackageDescriptionFound;
     m_bInventoryTextPresent = !strInventoryText.empty();
     m_nInventoryTextBytes = strInventoryText.size();
+}
+
+void CExplainReport::SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue)
+{
+    m_collectorTimeLimit = limit;
+    m_strRejectedTimeLimit = strRejectedValue;
 }
 
 void CExplainReport::SetMachine(const SOSInfo& runningOS, std::size_t nInventoryDevices, const SSmbiosSummary& smbios)
@@ -413,12 +484,8 @@ void CExplainReport::ClassifyCollectorRuns()
         const std::string strConfigPath = run.strComponentPath + "/PIEConfig.xml";
         if (run.bFailed)
         {
-            // A collector ended at its limit leaves one failed record whose
-            // message names the configured limit.
-            CPIEConfigInfo config;
-            const bool bTimedOut =
-                config.Init(strConfigPath) &&
-                run.strErrorMessage == CInventoryModule::TimedOutMessage(config.GetInventoryTimeout());
+            // A collector ended at its limit leaves one failed record.
+            const bool bTimedOut = run.collector && run.collector->bTimedOut;
             run.eOutcome = bTimedOut ? SExplainedInventory::EOutcome::TimedOut : SExplainedInventory::EOutcome::Failed;
             continue;
         }
@@ -471,6 +538,7 @@ void CExplainReport::ClassifyCollectorRuns()
         inventory.eOutcome = itRun->second.eOutcome;
         inventory.strReason = itRun->second.strReason;
         inventory.strErrorMessage = itRun->second.strErrorMessage;
+        inventory.collector = itRun->second.collector;
         if (inventory.strComponentPath.empty())
         {
             inventory.strComponentPath = itRun->second.strComponentPath;
@@ -543,6 +611,18 @@ void CExplainReport::OnInventoryLookup(const CDeviceInfo* pDependency, const SIn
     SReleaseRun run;
     run.strComponentPath = lookup.strComponentPath;
     run.nRecords = inventory.nRecords;
+    if (lookup.pCollector != nullptr && lookup.pCollector->bStarted)
+    {
+        const SCollectorRun& source = *lookup.pCollector;
+        SExplainedCollector collector;
+        collector.strCommand = source.strCommand;
+        collector.nDeclaredSeconds = source.nConfiguredSeconds;
+        collector.nLimitSeconds = source.nLimitSeconds;
+        collector.dSeconds = static_cast<double>(source.nEndedMs - source.nStartedMs) / 1000.0;
+        collector.nWaitStatus = source.nWaitStatus;
+        collector.bTimedOut = source.bTimedOut;
+        run.collector = collector;
+    }
     if (lookup.pRecords != nullptr)
     {
         // The first failed record is the one the decision stops at.
@@ -666,6 +746,15 @@ std::string CExplainReport::DependencyText(std::size_t nIndex, const SExplainedD
     oss << "  " << Label("required version") << Quote(dependency.strVersion) << "\n";
     oss << "  " << Label("parent device") << ParentText(dependency) << "\n";
     oss << "  " << Label("collector") << InventoryText(dependency, m_eRequested) << "\n";
+    if (dependency.inventory.collector)
+    {
+        const SExplainedCollector& collector = *dependency.inventory.collector;
+        oss << "  " << Label("collector run") << CollectorRunText(collector) << "\n";
+        if (collector.ExceededDeclaredLimit())
+        {
+            oss << "  " << Label("warning") << collector.Warning() << "\n";
+        }
+    }
 
     const std::string strNotReached = "not reached";
     oss << "  " << Label("context");
@@ -811,6 +900,11 @@ std::string CExplainReport::ToText() const
             << (m_nInventoryDevices == 1 ? " device" : " devices") << "\n";
     }
     oss << Label("Running OS") << OSText(m_runningOS) << "\n";
+    oss << Label("Collector limit") << TimeLimitText(m_collectorTimeLimit) << "\n";
+    if (!m_strRejectedTimeLimit.empty())
+    {
+        oss << Continuation() << CCollectorTimeLimit::RejectedValueMessage(m_strRejectedTimeLimit) << "\n";
+    }
     oss << Label("SMBIOS") << CSmbiosSummary::SourceText(m_smbios) << "\n";
     if (m_smbios.bTableRead)
     {
@@ -879,6 +973,26 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
     inventoryJson["records"] = bLookedUp ? Json(inventory.nRecords) : Json();
     inventoryJson["errorMessage"] = inventory.strErrorMessage.empty() ? Json() : Json(inventory.strErrorMessage);
     inventoryJson["reason"] = inventory.strReason.empty() ? Json() : Json(inventory.strReason);
+    if (inventory.collector)
+    {
+        const SExplainedCollector& collector = *inventory.collector;
+        Json collectorJson;
+        collectorJson["command"] = collector.strCommand;
+        collectorJson["seconds"] = collector.dSeconds;
+        collectorJson["declaredTimeoutSeconds"] = collector.nDeclaredSeconds;
+        collectorJson["enforcedLimitSeconds"] = collector.nLimitSeconds > 0 ? Json(collector.nLimitSeconds) : Json();
+        collectorJson["timedOut"] = collector.bTimedOut;
+        collectorJson["exitStatus"] =
+            WIFEXITED(collector.nWaitStatus) ? Json(WEXITSTATUS(collector.nWaitStatus)) : Json();
+        collectorJson["signal"] = WIFSIGNALED(collector.nWaitStatus) ? Json(WTERMSIG(collector.nWaitStatus)) : Json();
+        collectorJson["exceededDeclaredTimeout"] = collector.ExceededDeclaredLimit();
+        collectorJson["warning"] = collector.ExceededDeclaredLimit() ? Json(collector.Warning()) : Json();
+        inventoryJson["collector"] = collectorJson;
+    }
+    else
+    {
+        inventoryJson["collector"] = Json();
+    }
     json["inventory"] = inventoryJson;
 
     Json checks;
@@ -999,6 +1113,10 @@ Json CExplainReport::ToJson() const
     inventoryText["runningOS"] = OSJson(m_runningOS);
     json["inventoryText"] = inventoryText;
     json["smbios"] = CSmbiosSummary::ToJson(m_smbios);
+    Json timeLimit;
+    timeLimit["setting"] = m_collectorTimeLimit.ToText();
+    timeLimit["rejectedValue"] = m_strRejectedTimeLimit.empty() ? Json() : Json(m_strRejectedTimeLimit);
+    json["collectorTimeLimit"] = timeLimit;
 
     Json dependencies = Json::array();
     for (std::size_t i = 0; i < m_vDependencies.size(); ++i)

@@ -1,6 +1,7 @@
 #ifndef VEXDEP_EXPLAINREPORT_H
 #define VEXDEP_EXPLAINREPORT_H
 
+#include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
 #include "SMBIOSInventory.h"
@@ -29,6 +30,25 @@ struct SExplainedDevice
     static SExplainedDevice From(const CDeviceInfo& record);
 };
 
+// One run of a release's collector: how long it took against the limit it
+// declares and the limit that was enforced.
+struct SExplainedCollector
+{
+    std::string strCommand;
+    long nDeclaredSeconds = 0;
+    long nLimitSeconds = 0; // enforced by the guard; 0: waited without limit
+    double dSeconds = 0.0;  // wall time
+    int nWaitStatus = 0;    // the shell's wait status; -1: the shell could not be started
+    bool bTimedOut = false;
+
+    // Ran longer than it declares without being ended for it: a checker
+    // with the time-limit guard on would have reported it Failed.
+    bool ExceededDeclaredLimit() const;
+    // "took 94.2 s, declares 60 s: ..." when it exceeded its declared limit,
+    // else empty.
+    std::string Warning() const;
+};
+
 // The inventory lookup of one dependency and the collector run behind it.
 struct SExplainedInventory
 {
@@ -53,6 +73,7 @@ struct SExplainedInventory
     std::size_t nRecords = 0;
     std::string strErrorMessage; // Failed and TimedOut
     std::string strReason;       // NotRun, and Ran without records
+    std::optional<SExplainedCollector> collector; // when the collector was started
 };
 
 struct SExplainedPlatform
@@ -144,6 +165,9 @@ public:
                 bool bPackageDescriptionFound, const std::string& strInventoryText);
     // The machine as the inventory text and the SMBIOS table describe it.
     void SetMachine(const SOSInfo& runningOS, std::size_t nInventoryDevices, const SSmbiosSummary& smbios);
+    // The collectors' time limit the run used, and a value of the
+    // environment variable that was rejected (empty when none was).
+    void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
     // The result of Process and the checker's list: the exit status that
     // vexdepcheck returns for them, and its report's dependencies.
     void SetOutcome(bool bProcessed, const std::vector<CDeviceInfo*>& vReported);
@@ -184,6 +208,7 @@ private:
         std::string strErrorMessage;
         SExplainedInventory::EOutcome eOutcome = SExplainedInventory::EOutcome::Ran;
         std::string strReason;
+        std::optional<SExplainedCollector> collector;
     };
 
     SExplainedDependency* Find(const CDeviceInfo* pDependency);
@@ -200,6 +225,8 @@ private:
     SSmbiosSummary m_smbios;
     bool m_bProcessed;
     int m_nExitStatus;
+    CCollectorTimeLimit m_collectorTimeLimit;
+    std::string m_strRejectedTimeLimit;
 
     std::vector<SExplainedDependency> m_vDependencies;
     std::map<const CDeviceInfo*, std::size_t> m_mapIndex;

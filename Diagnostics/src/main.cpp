@@ -2,7 +2,8 @@
 // what vexdepcheck does with an update package, on the checker's own library
 // code.
 //
-//   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE] [--json]
+//   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE]
+//                      [--collector-timeout config|N|none] [--json]
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
 //   vexinspect lint [--package-dir DIR] [--json]
 //
@@ -47,6 +48,12 @@ int main(int argc, char* argv[])
                          "Evaluate the platform check against this binary SMBIOS dump instead of the machine's tables");
     pExplain->add_option("--log", explainOptions.strLogFile,
                          "Write the checker's debug log to this file (default: nowhere)");
+    pExplain
+        ->add_option("--collector-timeout", explainOptions.strCollectorTimeout,
+                     "Run collectors with this time limit: config (each collector's declared limit), a number of "
+                     "seconds, or none (wait until they end); default: the value of VEXDEP_COLLECTOR_TIMEOUT, as "
+                     "vexdepcheck takes it")
+        ->type_name("config|N|none");
     pExplain->add_flag("--json", explainOptions.bJson, "Print JSON instead of text");
 
     SSmbiosOptions smbiosOptions;
@@ -84,6 +91,7 @@ int main(int argc, char* argv[])
 
     if (pExplain->parsed())
     {
+        explainOptions.bCollectorTimeoutGiven = pExplain->count("--collector-timeout") > 0;
         return CExplainCommand(explainOptions).Run(std::cout, std::cerr);
     }
     if (pSmbios->parsed())

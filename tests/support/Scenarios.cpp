@@ -429,18 +429,37 @@ std::vector<Scenario> BuildCatalogue()
         vScenarios.push_back(s);
     }
 
-    // A collector that outlives its time limit makes its dependencies fail.
+    // A collector that outlives its declared time limit: waited for and read
+    // as usual; with the time-limit guard on, ended, and its dependencies
+    // fail.
     {
         Scenario s = MakeScenario(
-            "collector-timeout",
+            "collector-slower-than-its-limit",
             Package(NonPCIDevice("500", Dep("Dependency", Attributes("981", "2.0", "RT", "t.bin"), Display("Slow")))),
             kMachine);
         s.mapFiles["RT/PIEConfig.xml"] = PieConfig("collect.sh", "inventory.xml", "1");
-        s.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nexec sleep 600\n";
-        s.vRuns.push_back(Run({"hard"}, 1,
-                              kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
-                              ErrorLine("Inventory collector timed out after 1 seconds")));
+        s.mapFiles["RT/collect.sh"] =
+            "#!/bin/sh\necho run >> runs.log\nsleep 2\ncat > inventory.xml <<'INVENTORY'\n" +
+            InventoryDocument(Installed("981", "1.5")) + "\nINVENTORY\n";
+        s.vRuns.push_back(Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "1.5", "2.0", "t.bin") + kEnd));
         vScenarios.push_back(s);
+
+        Scenario guarded = s;
+        guarded.strName = "collector-timeout";
+        guarded.vEnvironment = {"VEXDEP_COLLECTOR_TIMEOUT=config"};
+        guarded.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nexec sleep 600\n";
+        guarded.vRuns = {Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
+                             ErrorLine("Inventory collector timed out after 1 seconds"))};
+        vScenarios.push_back(guarded);
+
+        Scenario fixed = s;
+        fixed.strName = "collector-guard-fixed";
+        fixed.vEnvironment = {"VEXDEP_COLLECTOR_TIMEOUT=1"};
+        fixed.mapFiles["RT/PIEConfig.xml"] = PieConfig("collect.sh", "inventory.xml", "600");
+        fixed.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nexec sleep 600\n";
+        fixed.vRuns = {Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
+                           ErrorLine("Inventory collector timed out after 1 seconds"))};
+        vScenarios.push_back(fixed);
     }
 
     // The sample package of the repository.
@@ -575,6 +594,18 @@ void WriteScenario(const Scenario& scenario, const std::string& strDirectory)
         const bool bScript = file.first.size() > 3 && file.first.compare(file.first.size() - 3, 3, ".sh") == 0;
         WriteFile(strPath, file.second, bScript);
     }
+}
+
+std::vector<std::string> WithEnvironment(const Scenario& scenario, const std::vector<std::string>& vCommand)
+{
+    if (scenario.vEnvironment.empty())
+    {
+        return vCommand;
+    }
+    std::vector<std::string> vWith = {"/usr/bin/env"};
+    vWith.insert(vWith.end(), scenario.vEnvironment.begin(), scenario.vEnvironment.end());
+    vWith.insert(vWith.end(), vCommand.begin(), vCommand.end());
+    return vWith;
 }
 
 std::string ExpandBase(const std::string& strText)

@@ -27,8 +27,12 @@ struct Scenario
     std::string strName;
     std::map<std::string, std::string> mapFiles; // path below the package directory -> content
     Firmware firmware = Firmware::NoTables();
+    std::vector<std::string> vEnvironment; // NAME=value, set for every run
     std::vector<ScenarioRun> vRuns;
 };
+
+// The command that runs vCommand with the scenario's environment set.
+std::vector<std::string> WithEnvironment(const Scenario& scenario, const std::vector<std::string>& vCommand);
 
 // The end-to-end catalogue: every scenario the checker is run on.
 const std::vector<Scenario>& EndToEndScenarios();
