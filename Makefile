@@ -22,7 +22,7 @@ CMAKE_FLAGS ?=
 # man-db and lintian build and check the Debian package.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
-                clang libclang-rt-14-dev strace
+                clang libclang-rt-14-dev strace python3-jsonschema
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer

@@ -2,7 +2,8 @@
 #
 #   bin/                      vexdepcheck, vexinspect
 #   share/man/man1/           their manual pages
-#   share/doc/vexdepcheck/    README, documentation, copyright, changelog
+#   share/doc/vexdepcheck/    README, documentation, copyright, changelog; json/ the
+#                             JSON Schemas of vexinspect's output
 
 include(GNUInstallDirs)
 
@@ -44,6 +45,9 @@ file(GLOB VEXDEP_DOCS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${VEXDEP_DOCS} ${PROJECT_SOURCE_DIR}/packaging/copyright
               ${PROJECT_BINARY_DIR}/packaging/changelog.gz
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The JSON Schemas of vexinspect's JSON output.
+file(GLOB VEXDEP_JSON_SCHEMAS ${PROJECT_SOURCE_DIR}/docs/json/*.schema.json)
+install(FILES ${VEXDEP_JSON_SCHEMAS} DESTINATION ${CMAKE_INSTALL_DOCDIR}/json)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vexdepcheck)

@@ -1269,10 +1269,33 @@ TEST_P(BadPackageExplain, AgreesWithTheCheckerOnTheReportedDependenciesAndTheExi
     // (Standard error holds what the collectors themselves write there.)
     ASSERT_EQ(run.result.nExitStatus, 0) << Shorten(run.result.strStderr);
     EXPECT_EQ(run.result.strStdout.find(kOutsideContent), std::string::npos);
+    EXPECT_EQ(JsonSchemaErrors("explain", run.result.strStdout), "");
     const nlohmann::json json = nlohmann::json::parse(run.result.strStdout);
     EXPECT_EQ(json["exitStatus"], expected.nStatus);
     const std::string strCheckerStdout = Expand(expected.strStdout, run.strOutside, RealPath(run.strPackage));
     EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(strCheckerStdout)) << Shorten(strCheckerStdout);
+
+    // The verdict agrees with what was reported: an unmet dependency is
+    // blocked (hard) or recommended (soft); a report of failed inventories
+    // alone is unverifiable; nothing to report is never blocked.
+    bool bAnyUnmet = false;
+    for (const nlohmann::json& entry : json["reported"])
+    {
+        bAnyUnmet = bAnyUnmet || entry["state"] == "unmet";
+    }
+    const std::string strVerdict = json["verdict"];
+    if (bAnyUnmet)
+    {
+        EXPECT_EQ(strVerdict, GetParam().strType == "hard" ? "blocked" : "recommended") << json["reasons"].dump();
+    }
+    else if (!json["reported"].empty())
+    {
+        EXPECT_EQ(strVerdict, "unverifiable") << json["reasons"].dump();
+    }
+    else
+    {
+        EXPECT_TRUE(strVerdict == "ready" || strVerdict == "unverifiable") << json["reasons"].dump();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackage, ::testing::ValuesIn(AllRuns()), RunName);

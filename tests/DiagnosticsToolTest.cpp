@@ -142,6 +142,7 @@ TEST_P(ExplainAgrees, OnTheReportedDependenciesAndTheExitStatus)
     // Failures are shown in the explanation, not on standard error.
     EXPECT_EQ(explain.strStderr, "");
     const Json json = Json::parse(explain.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
 
     EXPECT_EQ(json["exitStatus"], checker.nExitStatus);
     EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(checker.strStdout)) << checker.strStdout;
@@ -302,6 +303,8 @@ TEST(VexinspectSmbios, APackageEvaluatedAgainstADumpAgreesWithTheCheckerOnThatMa
                          dir.Path(), Firmware::NoTables());
         ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
         const Json json = Json::parse(explain.strStdout);
+        EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
+    EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
         EXPECT_EQ(json["exitStatus"], checker.nExitStatus);
         EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(checker.strStdout));
         EXPECT_EQ(json["smbios"]["source"], "dump-file");
@@ -376,6 +379,7 @@ TEST_F(VexinspectGolden, ExplainHardJson)
     const CommandResult result = Explain("hard", true);
     ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
     const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("explain", result.strStdout), "");
     EXPECT_EQ(json["command"], "explain");
     EXPECT_EQ(json["requested"], "hard");
     EXPECT_EQ(json["packageDirectory"], m_package.Path() + "/");
@@ -625,6 +629,8 @@ TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWr
         }
         return setKeys;
     };
+    // The documented example is a valid document of its schema.
+    EXPECT_EQ(JsonSchemaErrors("explain", vBlocks[0].dump()), "");
     EXPECT_EQ(Keys(vBlocks[0]), Keys(explain));
     EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]), Keys(explain["dependencies"][0]));
     EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["inventory"]), Keys(explain["dependencies"][0]["inventory"]));

@@ -87,7 +87,21 @@ TEST(ExplainCommand, AMissingPackageDirectoryIsReported)
     const std::string strStart = CurrentDirectory();
     const CommandOutput output = RunExplain(Options("hard", dir.File("absent")));
     EXPECT_EQ(output.nExitStatus, CExplainCommand::nExitUnusableInput);
-    EXPECT_EQ(output.strErr, "vexinspect explain: the package directory " + dir.File("absent") + " does not exist\n");
+    EXPECT_EQ(output.strErr, "vexinspect explain: cannot enter the package directory " + dir.File("absent") +
+                                 ": No such file or directory\n");
+    EXPECT_TRUE(output.strOut.empty());
+    EXPECT_EQ(CurrentDirectory(), strStart);
+}
+
+TEST(ExplainCommand, AFileGivenAsPackageDirectoryIsReported)
+{
+    TempDir dir;
+    WriteFile(dir.File("file"), "x");
+    const std::string strStart = CurrentDirectory();
+    const CommandOutput output = RunExplain(Options("hard", dir.File("file")));
+    EXPECT_EQ(output.nExitStatus, CExplainCommand::nExitUnusableInput);
+    EXPECT_EQ(output.strErr,
+              "vexinspect explain: cannot enter the package directory " + dir.File("file") + ": Not a directory\n");
     EXPECT_TRUE(output.strOut.empty());
     EXPECT_EQ(CurrentDirectory(), strStart);
 }
@@ -125,6 +139,7 @@ TEST(ExplainCommand, ExplainsInThePackageDirectoryAndReturnsFromIt)
     EXPECT_EQ(CurrentDirectory(), strStart);
 
     const Json json = Json::parse(output.strOut);
+    EXPECT_EQ(JsonSchemaErrors("explain", output.strOut), "");
     EXPECT_EQ(json["packageDirectory"], dir.Path() + "/");
     EXPECT_EQ(json["exitStatus"], 1);
     EXPECT_EQ(json["reported"].size(), 2u);
@@ -141,6 +156,7 @@ TEST(ExplainCommand, WithoutAPackageDirectoryTheCurrentOneIsExplained)
     const CommandOutput output = RunExplain(Options("soft", ""));
     ASSERT_EQ(output.nExitStatus, 0);
     const Json json = Json::parse(output.strOut);
+    EXPECT_EQ(JsonSchemaErrors("explain", output.strOut), "");
     EXPECT_EQ(json["requested"], "soft");
     EXPECT_EQ(json["exitStatus"], 2);
     ASSERT_EQ(json["reported"].size(), 1u);
@@ -202,6 +218,7 @@ TEST(ExplainCommand, ADumpDecidesThePlatformCheckAndStaysOutOfThePackage)
     const CommandOutput output = RunExplain(options);
     ASSERT_EQ(output.nExitStatus, 0) << output.strErr;
     const Json json = Json::parse(output.strOut);
+    EXPECT_EQ(JsonSchemaErrors("explain", output.strOut), "");
     EXPECT_EQ(json["smbios"]["source"], "dump-file");
     EXPECT_EQ(json["smbios"]["dumpFile"], dumps.File("server.dump"));
     EXPECT_EQ(json["smbios"]["systemID"], "0x0b");

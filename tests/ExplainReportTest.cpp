@@ -485,6 +485,7 @@ TEST(ExplainReport, JsonFieldByField)
     ExplainedRun run("met-unmet-failed");
     run.Run(CDeviceInfo::eDependencyTypeHard);
     const Json json = Json::parse(run.report.ToJson().dump());
+    EXPECT_EQ(JsonSchemaErrors("explain", run.report.ToJson().dump()), "");
 
     EXPECT_EQ(json["command"], "explain");
     EXPECT_EQ(json["requested"], "hard");

@@ -9,8 +9,10 @@
 #include <deque>
 #include <map>
 #include <set>
+#include <cstring>
 #include <thread>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -904,4 +906,44 @@ TEST(LinuxImplSleep, SleepsWholeSeconds)
     const Clock::time_point tStart = Clock::now();
     impl.Sleep(1);
     EXPECT_GE(SecondsSince(tStart), 0.95);
+}
+
+TEST(LinuxImplFiles, ChangeDirectoryReportsFailureWithTheSystemsReason)
+{
+    TempDir dir;
+    ScopedCwd cwd(dir.Path());
+    CLinuxImpl impl;
+    std::string strError;
+    EXPECT_FALSE(impl.ChangeDirectory(dir.File("missing"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOENT));
+    vextest::WriteFile(dir.File("file"), "x");
+    EXPECT_FALSE(impl.ChangeDirectory(dir.File("file"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOTDIR));
+    EXPECT_EQ(vextest::CurrentDirectory(), dir.Path());
+    vextest::MakeDirectory(dir.File("sub"));
+    EXPECT_TRUE(impl.ChangeDirectory(dir.File("sub"), strError));
+    EXPECT_EQ(vextest::CurrentDirectory(), dir.File("sub"));
+}
+
+TEST(LinuxImplFiles, ModificationTimeInMilliseconds)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    vextest::WriteFile(dir.File("f"), "x");
+    const struct timespec times[2] = {{1700000000, 250000000}, {1700000000, 250000000}};
+    ASSERT_EQ(utimensat(AT_FDCWD, dir.File("f").c_str(), times, 0), 0);
+    int64_t nMs = 0;
+    ASSERT_TRUE(impl.GetModificationTime(dir.File("f"), nMs));
+    EXPECT_EQ(nMs, int64_t(1700000000250));
+    EXPECT_FALSE(impl.GetModificationTime(dir.File("missing"), nMs));
+}
+
+TEST(LinuxImplFiles, WritableDirectory)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    EXPECT_TRUE(impl.IsWritableDirectory(dir.Path()));
+    EXPECT_FALSE(impl.IsWritableDirectory(dir.File("missing")));
+    vextest::WriteFile(dir.File("f"), "x");
+    EXPECT_FALSE(impl.IsWritableDirectory(dir.File("f")));
 }

@@ -125,7 +125,9 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
     ASSERT_GE(vDeclared.size(), vEstablished.size());
     EXPECT_EQ(std::vector<std::string>(vDeclared.begin(), vDeclared.begin() + vEstablished.size()), vEstablished);
     const std::vector<std::string> vOwn(vDeclared.begin() + vEstablished.size(), vDeclared.end());
-    const std::vector<std::string> vExpectedOwn = {"IsDirectory", "ReadRegularFile", "ExecuteCmdWithTimeout",
-                                                   "GetEnvironmentVariable"};
+    const std::vector<std::string> vExpectedOwn = {"IsDirectory",         "ReadRegularFile",
+                                                   "ExecuteCmdWithTimeout", "GetEnvironmentVariable",
+                                                   "ChangeDirectory",     "GetModificationTime",
+                                                   "IsWritableDirectory"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

@@ -8,6 +8,7 @@
 #include "PlatformLayer.h"
 #include "SmbiosDump.h"
 #include "SmbiosSummary.h"
+#include "XmlSupport.h"
 
 #include <ostream>
 
@@ -79,14 +80,16 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     CReturnToDirectory returnToDirectory;
     if (!m_options.strPackageDir.empty())
     {
-        // The platform layer's change of directory reports no failure: the
-        // directory is tested first.
-        if (!CPlatformLayer::IsDirectory(m_options.strPackageDir))
+        // Not the checker's change of directory, which reports no failure:
+        // a directory that cannot be entered must not leave the explanation
+        // in the current one.
+        std::string strError;
+        if (!CPlatformLayer::ChangeDirectory(m_options.strPackageDir, strError))
         {
-            err << "vexinspect explain: the package directory " << m_options.strPackageDir << " does not exist\n";
+            err << "vexinspect explain: cannot enter the package directory " << m_options.strPackageDir << ": "
+                << strError << "\n";
             return nExitUnusableInput;
         }
-        CPlatformLayer::setCurrentDirectory(m_options.strPackageDir);
     }
 
     // As vexdepcheck: the inventory text first, then the checker for the
@@ -100,6 +103,10 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
 
     CExplainReport report;
     report.SetRun(eType, strWorkingDirectory, bPackageDescriptionFound, strInventoryXml);
+    if (bPackageDescriptionFound && !xmlsupport::ParseFile("package.xml"))
+    {
+        report.SetPackageDescription(EPackageDescription::Unparsable);
+    }
     {
         CDependenciesChecker checker(strWorkingDirectory);
         // As vexdepcheck's wrapper does once the checker exists: the
@@ -147,5 +154,5 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     {
         out << report.ToText();
     }
-    return nExitExplained;
+    return m_options.bExitVerdict ? SRunVerdict::ExitStatus(report.Verdict().eVerdict) : nExitExplained;
 }

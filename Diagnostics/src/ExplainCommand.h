@@ -15,6 +15,9 @@ struct SExplainOptions
     bool bCollectorTimeoutGiven = false;
     std::string strCollectorTimeout;
     bool bJson = false;
+    // Exit with the verdict (0 ready, 1 blocked, 2 recommended,
+    // 3 unverifiable) instead of 0 for a finished explanation.
+    bool bExitVerdict = false;
 };
 
 // vexinspect explain: runs exactly the evaluation that vexdepcheck runs in
@@ -31,9 +34,14 @@ struct SExplainOptions
 // the time-limit guard that VEXDEP_COLLECTOR_TIMEOUT (or the option that
 // stands for it) sets; every run is timed against the limit it declares.
 //
-// Exit status: 0 when the explanation was printed, 64 for a type other than
+// The explanation ends with the run's verdict (ready, blocked, recommended or
+// unverifiable) and its reasons, decided from what the run saw.
+//
+// Exit status: 0 when the explanation was printed (with --exit-verdict: 0
+// ready, 1 blocked, 2 recommended, 3 unverifiable), 64 for a type other than
 // hard or soft or a time limit that is not config, none or a positive
-// number, 66 when the package directory, the dump or the log file
+// number, 66 when the package directory (missing, not a directory, not
+// enterable), the dump or the log file
 // cannot be used.
 class CExplainCommand
 {

@@ -349,6 +349,45 @@ std::string CollectorRunText(const SExplainedCollector& collector)
     return strText;
 }
 
+// What an operator should know about a collector run.
+std::vector<std::string> CollectorWarnings(const SExplainedCollector& collector)
+{
+    std::vector<std::string> vWarnings;
+    if (collector.ExceededDeclaredLimit())
+    {
+        vWarnings.push_back(collector.Warning());
+    }
+    if (collector.ExitedNonZero() && collector.nWaitStatus != -1)
+    {
+        vWarnings.push_back(WIFSIGNALED(collector.nWaitStatus)
+                                ? "the collector was ended by signal " + std::to_string(WTERMSIG(collector.nWaitStatus))
+                                : "the collector exited with status " + std::to_string(WEXITSTATUS(collector.nWaitStatus)) +
+                                      "; its document is read all the same");
+    }
+    if (collector.nWaitStatus == -1)
+    {
+        vWarnings.push_back("the shell could not be started for the collector");
+    }
+    if (!collector.bReleaseWritable)
+    {
+        vWarnings.push_back("the release directory is not writable by this user: the collector cannot write its "
+                            "output document there");
+    }
+    if (!collector.bTimedOut && !collector.strOutputPath.empty())
+    {
+        if (!collector.bOutputPresent)
+        {
+            vWarnings.push_back("no output document " + collector.strOutputPath + " after the run");
+        }
+        else if (collector.bOutputStale)
+        {
+            vWarnings.push_back("the output document " + collector.strOutputPath +
+                                " is older than the run: it was left by an earlier run and read instead");
+        }
+    }
+    return vWarnings;
+}
+
 // The collectors' time limit of a run, as the header shows it.
 std::string TimeLimitText(const CCollectorTimeLimit& limit)
 {
@@ -391,6 +430,11 @@ std::string PlatformText(const SExplainedPlatform& platform)
 }
 } // namespace
 
+bool SExplainedCollector::ExitedNonZero() const
+{
+    return !bTimedOut && !(WIFEXITED(nWaitStatus) && WEXITSTATUS(nWaitStatus) == 0);
+}
+
 bool SExplainedCollector::ExceededDeclaredLimit() const
 {
     return !bTimedOut && dSeconds > static_cast<double>(nDeclaredSeconds);
@@ -420,7 +464,8 @@ SExplainedDevice SExplainedDevice::From(const CDeviceInfo& record)
 
 CExplainReport::CExplainReport()
     : m_eRequested(CDeviceInfo::eDependencyTypeHard), m_bPackageDescriptionFound(false), m_bInventoryTextPresent(false),
-      m_nInventoryTextBytes(0), m_nInventoryDevices(0), m_bProcessed(false), m_nExitStatus(255)
+      m_nInventoryTextBytes(0), m_nInventoryDevices(0), m_bProcessed(false), m_nExitStatus(255),
+      m_ePackageDescription(EPackageDescription::Missing)
 {
 }
 
@@ -430,6 +475,7 @@ void CExplainReport::SetRun(CDeviceInfo::eDependencyType eRequested, const std::
     m_eRequested = eRequested;
     m_strPackageDirectory = strPackageDirectory;
     m_bPackageDescriptionFound = bPackageDescriptionFound;
+    m_ePackageDescription = bPackageDescriptionFound ? EPackageDescription::Parsed : EPackageDescription::Missing;
     m_bInventoryTextPresent = !strInventoryText.empty();
     m_nInventoryTextBytes = strInventoryText.size();
 }
@@ -482,6 +528,18 @@ void CExplainReport::ClassifyCollectorRuns()
     {
         SReleaseRun& run = entry.second;
         const std::string strConfigPath = run.strComponentPath + "/PIEConfig.xml";
+        if (run.collector)
+        {
+            // The document the checker read: written by this run, left by an
+            // earlier one, or not there at all.
+            SExplainedCollector& collector = *run.collector;
+            collector.bReleaseWritable = CPlatformLayer::IsWritableDirectory(run.strComponentPath);
+            collector.bOutputPresent = !collector.strOutputPath.empty() &&
+                                       CPlatformLayer::GetModificationTime(collector.strOutputPath,
+                                                                           collector.nOutputModifiedMs);
+            collector.bOutputStale = collector.bOutputPresent &&
+                                     collector.nOutputModifiedMs + CRunVerdict::nStaleToleranceMs < collector.nStartedMs;
+        }
         if (run.bFailed)
         {
             // A collector ended at its limit leaves one failed record.
@@ -544,6 +602,7 @@ void CExplainReport::ClassifyCollectorRuns()
             inventory.strComponentPath = itRun->second.strComponentPath;
         }
     }
+    m_verdict = CRunVerdict::Decide(m_eRequested, m_ePackageDescription, m_vDependencies);
 }
 
 SExplainedDependency* CExplainReport::Find(const CDeviceInfo* pDependency)
@@ -621,6 +680,8 @@ void CExplainReport::OnInventoryLookup(const CDeviceInfo* pDependency, const SIn
         collector.dSeconds = static_cast<double>(source.nEndedMs - source.nStartedMs) / 1000.0;
         collector.nWaitStatus = source.nWaitStatus;
         collector.bTimedOut = source.bTimedOut;
+        collector.nStartedMs = source.nStartedMs;
+        collector.strOutputPath = source.strOutputPath;
         run.collector = collector;
     }
     if (lookup.pRecords != nullptr)
@@ -750,9 +811,9 @@ std::string CExplainReport::DependencyText(std::size_t nIndex, const SExplainedD
     {
         const SExplainedCollector& collector = *dependency.inventory.collector;
         oss << "  " << Label("collector run") << CollectorRunText(collector) << "\n";
-        if (collector.ExceededDeclaredLimit())
+        for (const std::string& strWarning : CollectorWarnings(collector))
         {
-            oss << "  " << Label("warning") << collector.Warning() << "\n";
+            oss << "  " << Label("warning") << strWarning << "\n";
         }
     }
 
@@ -931,6 +992,11 @@ std::string CExplainReport::ToText() const
         }
         oss << "\n";
     }
+    oss << Label("Verdict") << SRunVerdict::Key(m_verdict.eVerdict) << "\n";
+    for (const SVerdictReason& reason : m_verdict.vReasons)
+    {
+        oss << Continuation() << reason.strText << "\n";
+    }
     oss << Label("Exit status") << m_nExitStatus << "\n";
     return oss.str();
 }
@@ -986,7 +1052,11 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
             WIFEXITED(collector.nWaitStatus) ? Json(WEXITSTATUS(collector.nWaitStatus)) : Json();
         collectorJson["signal"] = WIFSIGNALED(collector.nWaitStatus) ? Json(WTERMSIG(collector.nWaitStatus)) : Json();
         collectorJson["exceededDeclaredTimeout"] = collector.ExceededDeclaredLimit();
-        collectorJson["warning"] = collector.ExceededDeclaredLimit() ? Json(collector.Warning()) : Json();
+        collectorJson["outputDocument"] = collector.strOutputPath.empty() ? Json() : Json(collector.strOutputPath);
+        collectorJson["outputPresent"] = collector.bOutputPresent;
+        collectorJson["outputStale"] = collector.bOutputStale;
+        collectorJson["releaseWritable"] = collector.bReleaseWritable;
+        collectorJson["warnings"] = CollectorWarnings(collector);
         inventoryJson["collector"] = collectorJson;
     }
     else
@@ -1101,6 +1171,7 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
 Json CExplainReport::ToJson() const
 {
     Json json;
+    json["schemaVersion"] = nSchemaVersion;
     json["command"] = "explain";
     json["requested"] = TypeName(m_eRequested);
     json["packageDirectory"] = m_strPackageDirectory;
@@ -1135,5 +1206,17 @@ Json CExplainReport::ToJson() const
     }
     json["reported"] = reported;
     json["exitStatus"] = m_nExitStatus;
+    json["verdict"] = SRunVerdict::Key(m_verdict.eVerdict);
+    Json reasons = Json::array();
+    for (const SVerdictReason& reason : m_verdict.vReasons)
+    {
+        Json item;
+        item["kind"] = reason.strKind;
+        item["dependency"] = reason.strDependency.empty() ? Json() : Json(reason.strDependency);
+        item["releaseID"] = reason.strReleaseID.empty() ? Json() : Json(reason.strReleaseID);
+        item["text"] = reason.strText;
+        reasons.push_back(item);
+    }
+    json["reasons"] = reasons;
     return json;
 }

@@ -4,12 +4,14 @@
 #include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
+#include "RunVerdict.h"
 #include "SMBIOSInventory.h"
 #include "SmbiosSummary.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -40,6 +42,17 @@ struct SExplainedCollector
     double dSeconds = 0.0;  // wall time
     int nWaitStatus = 0;    // the shell's wait status; -1: the shell could not be started
     bool bTimedOut = false;
+    int64_t nStartedMs = 0; // when the run began, in milliseconds since the epoch
+
+    // The output document after the run.
+    std::string strOutputPath;
+    bool bOutputPresent = false;
+    int64_t nOutputModifiedMs = 0;
+    bool bOutputStale = false;    // older than the run: the collector did not write it
+    bool bReleaseWritable = true; // this process may create files in the release directory
+
+    // The collector's shell ended with a status other than 0.
+    bool ExitedNonZero() const;
 
     // Ran longer than it declares without being ended for it: a checker
     // with the time-limit guard on would have reported it Failed.
@@ -157,6 +170,9 @@ struct SReportedDependency
 class CExplainReport : public IDependencyDecisionListener
 {
 public:
+    // The version of the JSON document's shape (docs/json/explain.schema.json).
+    static constexpr int nSchemaVersion = 1;
+
     CExplainReport();
 
     // What was run: the requested type, the package directory (the
@@ -168,18 +184,24 @@ public:
     // The collectors' time limit the run used, and a value of the
     // environment variable that was rejected (empty when none was).
     void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
+    // How package.xml was found (missing, unparsable, parsed); parsed when
+    // not set and the description was found.
+    void SetPackageDescription(EPackageDescription eState) { m_ePackageDescription = eState; }
     // The result of Process and the checker's list: the exit status that
     // vexdepcheck returns for them, and its report's dependencies.
     void SetOutcome(bool bProcessed, const std::vector<CDeviceInfo*>& vReported);
     // Works out, for every release whose collector this run started, whether
-    // the collector ran, failed, timed out or never ran. Reads the release's
-    // "PIEConfig.xml" again; writes nothing.
+    // the collector ran, failed, timed out or never ran, and whether its
+    // output document is the one it wrote; then decides the run's verdict.
+    // Reads the release's "PIEConfig.xml" again; writes nothing.
     void ClassifyCollectorRuns();
 
     // 1 (hard) or 2 (soft) when vexdepcheck prints a report, else 255.
     static int ExitStatus(CDeviceInfo::eDependencyType eRequested, bool bProcessed, std::size_t nReported);
 
     int GetExitStatus() const { return m_nExitStatus; }
+    // The run's verdict, decided by ClassifyCollectorRuns.
+    const SRunVerdict& Verdict() const { return m_verdict; }
     const std::vector<SExplainedDependency>& Dependencies() const { return m_vDependencies; }
     const std::vector<SReportedDependency>& Reported() const { return m_vReported; }
 
@@ -227,6 +249,8 @@ private:
     int m_nExitStatus;
     CCollectorTimeLimit m_collectorTimeLimit;
     std::string m_strRejectedTimeLimit;
+    EPackageDescription m_ePackageDescription;
+    SRunVerdict m_verdict;
 
     std::vector<SExplainedDependency> m_vDependencies;
     std::map<const CDeviceInfo*, std::size_t> m_mapIndex;

@@ -3,7 +3,7 @@
 // code.
 //
 //   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE]
-//                      [--collector-timeout config|N|none] [--json]
+//                      [--collector-timeout config|N|none] [--json] [--exit-verdict]
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
 //   vexinspect lint [--package-dir DIR] [--json]
 //
@@ -55,6 +55,8 @@ int main(int argc, char* argv[])
                      "vexdepcheck takes it")
         ->type_name("config|N|none");
     pExplain->add_flag("--json", explainOptions.bJson, "Print JSON instead of text");
+    pExplain->add_flag("--exit-verdict", explainOptions.bExitVerdict,
+                       "Exit with the verdict: 0 ready, 1 blocked, 2 recommended, 3 unverifiable");
 
     SSmbiosOptions smbiosOptions;
     CLI::App* pSmbios = app.add_subcommand(

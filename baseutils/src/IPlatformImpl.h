@@ -54,6 +54,14 @@ public:
                                       bool& bTimedOut) = 0;
     // The value of an environment variable; false when it is not set.
     virtual bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) = 0;
+    // Changes the working directory; on failure false, with the system's
+    // reason in strError (setCurrentDirectory reports no failure).
+    virtual bool ChangeDirectory(const std::string& strPath, std::string& strError) = 0;
+    // The modification time of a file in milliseconds since the epoch
+    // (following symbolic links); false when it cannot be examined.
+    virtual bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) = 0;
+    // True when this process may create files in the directory.
+    virtual bool IsWritableDirectory(const std::string& strPath) = 0;
 
 protected:
     // The platform object lives for the whole process and is never deleted

@@ -389,6 +389,32 @@ bool CLinuxImpl::GetEnvironmentVariable(const std::string& strName, std::string&
     return true;
 }
 
+bool CLinuxImpl::ChangeDirectory(const std::string& strPath, std::string& strError)
+{
+    if (chdir(strPath.c_str()) != 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+bool CLinuxImpl::GetModificationTime(const std::string& strPath, int64_t& nMilliseconds)
+{
+    struct stat st = {};
+    if (stat(strPath.c_str(), &st) != 0)
+    {
+        return false;
+    }
+    nMilliseconds = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+    return true;
+}
+
+bool CLinuxImpl::IsWritableDirectory(const std::string& strPath)
+{
+    return IsDirectory(strPath) && access(strPath.c_str(), W_OK | X_OK) == 0;
+}
+
 void CLinuxImpl::Sleep(int nSeconds)
 {
     if (nSeconds > 0)

@@ -45,6 +45,9 @@ public:
     int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
                               bool& bTimedOut) override;
     bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) override;
+    bool ChangeDirectory(const std::string& strPath, std::string& strError) override;
+    bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) override;
+    bool IsWritableDirectory(const std::string& strPath) override;
 
     bool isKOVAZEPHInstalled();
     bool isESXiSystem();

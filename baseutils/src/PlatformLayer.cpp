@@ -99,6 +99,21 @@ bool CPlatformLayer::GetEnvironmentVariable(const std::string& strName, std::str
     return GetPlatform()->GetEnvironmentVariable(strName, strValue);
 }
 
+bool CPlatformLayer::ChangeDirectory(const std::string& strPath, std::string& strError)
+{
+    return GetPlatform()->ChangeDirectory(strPath, strError);
+}
+
+bool CPlatformLayer::GetModificationTime(const std::string& strPath, int64_t& nMilliseconds)
+{
+    return GetPlatform()->GetModificationTime(strPath, nMilliseconds);
+}
+
+bool CPlatformLayer::IsWritableDirectory(const std::string& strPath)
+{
+    return GetPlatform()->IsWritableDirectory(strPath);
+}
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

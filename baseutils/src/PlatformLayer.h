@@ -43,6 +43,9 @@ public:
     static bool isUSBblocklisted();
     static void unloadUSB();
     static bool GetEnvironmentVariable(const std::string& strName, std::string& strValue);
+    static bool ChangeDirectory(const std::string& strPath, std::string& strError);
+    static bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds);
+    static bool IsWritableDirectory(const std::string& strPath);
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.

@@ -320,4 +320,19 @@ CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::strin
     result.nExitStatus = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
     return result;
 }
+std::string JsonSchemaErrors(const std::string& strSchema, const std::string& strDocument)
+{
+    TempDir dir;
+    WriteFile(dir.File("document.json"), strDocument);
+    const CommandResult result =
+        RunCommand({"/usr/bin/python3", std::string(VEXDEP_SOURCE_DIR) + "/tests/validate-json.py",
+                    std::string(VEXDEP_SOURCE_DIR) + "/docs/json/" + strSchema + ".schema.json", dir.File("document.json")},
+                   dir.Path());
+    if (result.nExitStatus == 0)
+    {
+        return std::string();
+    }
+    return "not valid against docs/json/" + strSchema + ".schema.json (exit status " +
+           std::to_string(result.nExitStatus) + "):\n" + result.strStdout + result.strStderr;
+}
 } // namespace vextest

@@ -89,6 +89,12 @@ struct CommandResult
 // Runs argv[0] with the given arguments in strWorkingDirectory, with
 // standard input empty, and collects its output.
 CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory);
+
+// Checks a JSON document that vexinspect printed against its published
+// schema, docs/json/<strSchema>.schema.json (with tests/validate-json.py
+// and Python's jsonschema module, which the project's dependencies
+// install). Empty when the document is valid; otherwise what is wrong.
+std::string JsonSchemaErrors(const std::string& strSchema, const std::string& strDocument);
 } // namespace vextest
 
 #endif // VEXDEP_TESTSUPPORT_H

@@ -1,0 +1,68 @@
+#ifndef VEXDEP_RUNVERDICT_H
+#define VEXDEP_RUNVERDICT_H
+
+#include "DeviceInfo.h"
+
+#include <string>
+#include <vector>
+
+struct SExplainedDependency;
+
+// What one explained run means for an operator, decided from what the run
+// saw (never from the exit status alone, which is 255 both when everything
+// is met and when nothing could be checked).
+enum class ERunVerdict
+{
+    Ready,        // everything applicable was checked and is met
+    Blocked,      // a hard run found unmet hard dependencies
+    Recommended,  // a soft run found unmet soft dependencies
+    Unverifiable  // something applicable could not be checked, or nothing was declared
+};
+
+// One reason of a verdict.
+struct SVerdictReason
+{
+    std::string strKind;       // a stable key, e.g. "unmet", "inventory-failed", "stale-inventory"
+    std::string strDependency; // the dependency's display name, when the reason is about one
+    std::string strReleaseID;  // its release, when the reason is about one
+    std::string strText;       // the reason in words
+};
+
+// How the package description was found.
+enum class EPackageDescription
+{
+    Missing,    // no regular, readable package.xml
+    Unparsable, // package.xml does not parse
+    Parsed
+};
+
+struct SRunVerdict
+{
+    ERunVerdict eVerdict = ERunVerdict::Unverifiable;
+    std::vector<SVerdictReason> vReasons;
+
+    // "ready", "blocked", "recommended" or "unverifiable".
+    static std::string Key(ERunVerdict eVerdict);
+    // The exit status of --exit-verdict: 0 ready, 1 blocked, 2 recommended,
+    // 3 unverifiable.
+    static int ExitStatus(ERunVerdict eVerdict);
+};
+
+class CRunVerdict
+{
+public:
+    // A collector output document older than the collector's run by more
+    // than this was not written by the run (file times are coarser than the
+    // clock the run is timed with).
+    static const long long nStaleToleranceMs;
+
+    // Decides the verdict of a run of the requested type over the explained
+    // dependencies. An unmet dependency of the requested type outweighs
+    // everything else; anything applicable that could not be checked makes
+    // the run unverifiable; otherwise it is ready. Every reason found is
+    // listed, the weightier ones first.
+    static SRunVerdict Decide(CDeviceInfo::eDependencyType eRequested, EPackageDescription ePackage,
+                              const std::vector<SExplainedDependency>& vDependencies);
+};
+
+#endif // VEXDEP_RUNVERDICT_H
