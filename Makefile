@@ -19,7 +19,8 @@ CMAKE_FLAGS ?=
 
 # clang and its libFuzzer runtime build the fuzz targets; strace lets the
 # bad-package tests see every file the checker opens; dpkg-dev, file,
-# man-db and lintian build and check the Debian package.
+# man-db and lintian build and check the Debian package; python3-jsonschema
+# validates the tools' JSON output against its schemas.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
                 clang libclang-rt-14-dev strace python3-jsonschema

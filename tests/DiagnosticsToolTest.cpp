@@ -491,6 +491,23 @@ TEST(VexinspectLint, ExitStatusZeroForACleanPackageAndOneForWarnings)
     EXPECT_EQ(sample.nExitStatus, 1) << sample.strStdout;
 }
 
+TEST(VexinspectLint, FormatSarifOfTheFixturePackageAndTheJsonAliasExcludesIt)
+{
+    const std::string strPackage = kGoldens + "/lint-package";
+    const CommandResult result = RunCommand({kInspect, "lint", "--format", "sarif"}, strPackage);
+    EXPECT_EQ(result.nExitStatus, 2) << result.strStderr;
+    const Json sarif = Json::parse(result.strStdout);
+    EXPECT_EQ(sarif["version"], "2.1.0");
+    const std::vector<std::string> vText = Lines(ReadFile(kGoldens + "/lint-package.txt"));
+    ASSERT_EQ(sarif["runs"][0]["results"].size() + 1, vText.size());
+    const std::string strRoot = sarif["runs"][0]["originalUriBaseIds"]["PACKAGEROOT"]["uri"];
+    EXPECT_EQ(strRoot.rfind("file:///", 0), 0u) << strRoot;
+    EXPECT_EQ(strRoot.back(), '/');
+
+    EXPECT_EQ(RunCommand({kInspect, "lint", "--json", "--format", "sarif"}, strPackage).nExitStatus, 64);
+    EXPECT_EQ(RunCommand({kInspect, "lint", "--format", "xml"}, strPackage).nExitStatus, 64);
+}
+
 // ===========================================================================
 // The command line
 // ===========================================================================

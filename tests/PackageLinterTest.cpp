@@ -36,6 +36,16 @@ std::string Attributes(const std::string& strVersion = "2.0", const std::string&
            strReleaseID + "\"" + strExtra;
 }
 
+// The package with a DOCTYPE (and its internal subset or external
+// identifier) on the line after the declaration; the lines of the rest move
+// down by the lines of strDoctype.
+std::string WithDoctype(const std::string& strDoctype, const std::string& strPackage)
+{
+    const std::string::size_type nDeclarationEnd = strPackage.find('\n') + 1;
+    return strPackage.substr(0, nDeclarationEnd) + "<!DOCTYPE SoftwareComponent " + strDoctype + ">\n" +
+           strPackage.substr(nDeclarationEnd);
+}
+
 // One dependency: the element on one line, each child on a line of its own,
 // the closing tag on the last.
 std::string Dep(const std::string& strAttributes, const std::vector<std::string>& vChildren = {},
@@ -142,9 +152,69 @@ std::vector<LintCase> Cases()
          With(Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n"),
          {},
          "package.xml",
-         0,
+         3,
          "",
-         "not well-formed",
+         "not well-formed XML: Premature end of data in tag SupportedDevices line 2",
+         Clean(),
+         {}},
+        {"package-root-wrong",
+         With(Clean(), "package.xml", "<?xml version=\"1.0\"?>\n<Package>\n<Component/>\n</Package>\n"),
+         {},
+         "package.xml",
+         2,
+         "Package",
+         "the root element is Package and no SoftwareComponent element is anywhere",
+         Clean(),
+         {}},
+        {"supported-devices-missing",
+         With(Clean(), "package.xml",
+              "<?xml version=\"1.0\"?>\n<SoftwareComponent>\n<ComponentType value=\"FRMW\"/>\n</SoftwareComponent>\n"),
+         {},
+         "package.xml",
+         2,
+         "SoftwareComponent",
+         "SoftwareComponent has no SupportedDevices element: the checker reads no device and no dependency",
+         // A package that declares no dependency, but has its devices.
+         Files{{"package.xml", Package("")}},
+         {}},
+        {"entity-not-loaded",
+         Clean(WithDoctype("[\n<!ENTITY name SYSTEM \"name.txt\">\n]",
+                           Package(Dep(Attributes(), {"<Display>&name;</Display>"})))),
+         {},
+         "package.xml",
+         9,
+         "Display",
+         "Display refers to the external entity \"name\" (SYSTEM \"name.txt\"): the checker never loads it, so it "
+         "reads no text in Display",
+         // An internal entity is the text itself.
+         Clean(WithDoctype("[\n<!ENTITY name \"Firmware\">\n]",
+                           Package(Dep(Attributes(), {"<Display>&name;</Display>"})))),
+         {}},
+        {"external-declaration-not-loaded",
+         Clean(WithDoctype("SYSTEM \"package.dtd\"", Package(Dep(Attributes(), {"<Display>A</Display>"})))),
+         {},
+         "package.xml",
+         2,
+         "",
+         "the DOCTYPE names the external DTD SYSTEM \"package.dtd\": the checker never loads it",
+         Clean(WithDoctype("[\n<!ENTITY unused \"text\">\n]", Package(Dep(Attributes(), {"<Display>A</Display>"})))),
+         {}},
+        {"xml-parser-message",
+         Clean(Package(Dep(Attributes(), {"<Display xmlns:a=\"not absolute\">A</Display>"}))),
+         {},
+         "package.xml",
+         6,
+         "",
+         "the parser reports \"xmlns:a: 'not absolute' is not a valid URI\" and reads on",
+         Clean(Package(Dep(Attributes(), {"<Display xmlns:a=\"urn:absolute\">A</Display>"}))),
+         {}},
+        {"package-root-nested",
+         Clean("<?xml version=\"1.0\"?>\n<Wrapper>\n" + Package(Dep(Attributes())).substr(22) + "</Wrapper>\n"),
+         {},
+         "package.xml",
+         2,
+         "Wrapper",
+         "the root element is Wrapper, not SoftwareComponent: the checker reads the SoftwareComponent of line 3",
          Clean(),
          {}},
         {"missing-version",
@@ -217,9 +287,19 @@ std::vector<LintCase> Cases()
          With(Clean(), "R1/PIEConfig.xml", "<PIEConfig><Plugins>"),
          {},
          "R1/PIEConfig.xml",
-         0,
+         1,
          "",
-         "not well-formed",
+         "R1/PIEConfig.xml is not well-formed XML: Premature end of data in tag Plugins line 1: the collector of "
+         "release \"R1\" never runs",
+         Clean(),
+         {}},
+        {"pieconfig-root-wrong",
+         With(Clean(), "R1/PIEConfig.xml", "<?xml version=\"1.0\"?>\n<pieconfig>\n<Plugins/>\n</pieconfig>\n"),
+         {},
+         "R1/PIEConfig.xml",
+         2,
+         "pieconfig",
+         "the element pieconfig of line 2 differs from PIEConfig in case",
          Clean(),
          {}},
         {"no-inventory-plugin",
@@ -392,7 +472,8 @@ TEST(PackageLinter, ErrorsAndWarnings)
         "package-missing",        "package-unparsable",          "missing-version",     "missing-release-id",
         "missing-component-type", "release-id-shell-characters", "system-id-prefixed",  "release-directory-missing",
         "pieconfig-missing",      "pieconfig-unparsable",        "no-inventory-plugin", "inventory-command-missing",
-        "timeout-below-one"};
+        "timeout-below-one",      "package-root-wrong",          "supported-devices-missing", "entity-not-loaded",
+        "pieconfig-root-wrong"};
     for (const SLintRule& rule : CPackageLinter::Rules())
     {
         const bool bError = setErrors.count(rule.pszCode) == 1;
@@ -496,10 +577,13 @@ TEST(PackageLinter, DuplicatesAgreeWithThePackageReader)
     }
 }
 
-TEST(PackageLinter, APackageWithoutDependenciesIsClean)
+TEST(PackageLinter, APackageWithoutDependenciesIsCleanButNotOneWithoutSupportedDevices)
 {
     EXPECT_TRUE(LintFiles({{"package.xml", Package("")}}).empty());
-    EXPECT_TRUE(LintFiles({{"package.xml", "<SoftwareComponent/>"}}).empty());
+    const std::vector<SLintFinding> vFindings = LintFiles({{"package.xml", "<SoftwareComponent/>"}});
+    ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
+    EXPECT_EQ(vFindings[0].strCode, "supported-devices-missing");
+    EXPECT_EQ(vFindings[0].nLine, 1);
 }
 
 TEST(PackageLinter, TheSamplePackageIsCleanButForItsPreOSContext)
@@ -525,4 +609,88 @@ TEST(PackageLinter, FindingsAreInTheOrderOfTheFiles)
     EXPECT_EQ(vCodes, (std::vector<std::string>{
                           "version-compared-as-text@package.xml:5", "context-never-applies@package.xml:9",
                           "release-directory-missing@package.xml:7", "timeout-below-one@R3/PIEConfig.xml:4"}));
+}
+
+TEST(PackageLinter, ADocumentThatDoesNotParseIsReportedWithTheParsersMessageLineAndColumn)
+{
+    const std::vector<SLintFinding> vFindings = LintFiles(With(
+        Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n<Device a=\"1\" a=\"2\"/>\n"));
+    ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
+    EXPECT_EQ(vFindings[0].strCode, "package-unparsable");
+    // Where the parser stops, as xmllint shows it.
+    EXPECT_EQ(vFindings[0].nLine, 3);
+    EXPECT_EQ(vFindings[0].nColumn, 20);
+    EXPECT_EQ(vFindings[0].strMessage,
+              "package.xml is not well-formed XML: Attribute a redefined: the checker finds no dependency");
+
+    const std::vector<SLintFinding> vUnread =
+        LintFiles(Without(Clean(), "R1/PIEConfig.xml"), {"R1", "R1/PIEConfig.xml"});
+    ASSERT_EQ(vUnread.size(), 1u) << Describe(vUnread);
+    EXPECT_EQ(vUnread[0].strCode, "pieconfig-unparsable");
+    EXPECT_EQ(vUnread[0].nLine, 0);
+    EXPECT_EQ(vUnread[0].nColumn, 0);
+    EXPECT_NE(vUnread[0].strMessage.find("cannot be read (not a readable regular file)"), std::string::npos);
+}
+
+TEST(PackageLinter, EntitiesThatAreNeverLoadedAreReportedWhereTheyAreUsed)
+{
+    // Lines 2 to 5 the DOCTYPE with its internal subset; the dependency on
+    // line 9, its Detail on line 11.
+    const std::string strPackage = WithDoctype(
+        "SYSTEM \"package.dtd\" [\n<!ENTITY % more SYSTEM \"more.ent\">\n<!ENTITY detail SYSTEM \"detail.txt\">\n]",
+        Package(Dep(Attributes("&version;"), {"<Display>A</Display>", "<Detail>B &detail;</Detail>"})));
+    const std::vector<SLintFinding> vFindings = LintFiles(Clean(strPackage));
+    std::vector<std::string> vSeen;
+    for (const SLintFinding& finding : vFindings)
+    {
+        vSeen.push_back(finding.strCode + "@" + std::to_string(finding.nLine) + ":" + std::to_string(finding.nColumn));
+    }
+    EXPECT_EQ(vSeen, (std::vector<std::string>{"external-declaration-not-loaded@2:0",
+                                               "external-declaration-not-loaded@3:0", "entity-not-loaded@11:0",
+                                               "entity-not-loaded@9:70", "missing-version@9:0"}))
+        << Describe(vFindings);
+    ASSERT_EQ(vFindings.size(), 5u);
+    EXPECT_NE(vFindings[1].strMessage.find("the parameter entity \"more\" is external (SYSTEM \"more.ent\")"),
+              std::string::npos);
+    EXPECT_NE(vFindings[2].strMessage.find("so it reads only \"B \" as the text of Detail"), std::string::npos);
+    EXPECT_NE(vFindings[3].strMessage.find("the entity \"version\" is declared nowhere in the document (only the "
+                                           "external DTD"),
+              std::string::npos);
+}
+
+TEST(PackageLinter, TheRootElementMustBeMatchedExactlyAndWithoutNamespace)
+{
+    const std::vector<SLintFinding> vFindings = LintFiles(
+        With(Clean(), "package.xml", "<?xml version=\"1.0\"?>\n<SoftwareComponent xmlns=\"urn:example\">\n"
+                                     "<SupportedDevices/>\n</SoftwareComponent>\n"));
+    ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
+    EXPECT_EQ(vFindings[0].strCode, "package-root-wrong");
+    EXPECT_EQ(vFindings[0].nLine, 2);
+    EXPECT_NE(vFindings[0].strMessage.find("is in the namespace \"urn:example\""), std::string::npos);
+
+    const std::vector<SLintFinding> vCase =
+        LintFiles(With(Clean(), "package.xml", "<SoftwareComponent>\n<Supporteddevices/>\n</SoftwareComponent>\n"));
+    ASSERT_EQ(vCase.size(), 1u) << Describe(vCase);
+    EXPECT_EQ(vCase[0].strCode, "supported-devices-missing");
+    EXPECT_EQ(vCase[0].nLine, 2);
+    EXPECT_EQ(vCase[0].strElement, "Supporteddevices");
+    EXPECT_NE(vCase[0].strMessage.find("differs from SupportedDevices in case"), std::string::npos);
+}
+
+TEST(PackageLinter, PluginConfigurationsGetTheSameMarkupChecks)
+{
+    const std::vector<SLintFinding> vFindings = LintFiles(With(
+        Clean(), "R1/PIEConfig.xml",
+        "<?xml version=\"1.0\"?>\n<!DOCTYPE PIEConfig SYSTEM \"pie.dtd\">\n<PIEConfig>\n<Plugins>\n"
+        "<Plugin description=\"Inventory\" type=\"0\" timeout=\"&timeout;\">\n" +
+            kCliToFile + "\n</Plugin>\n</Plugins>\n</PIEConfig>\n"));
+    std::vector<std::string> vSeen;
+    for (const SLintFinding& finding : vFindings)
+    {
+        vSeen.push_back(finding.strCode + "@" + finding.strFile + ":" + std::to_string(finding.nLine));
+    }
+    EXPECT_EQ(vSeen, (std::vector<std::string>{"external-declaration-not-loaded@R1/PIEConfig.xml:2",
+                                               "entity-not-loaded@R1/PIEConfig.xml:5",
+                                               "no-inventory-plugin@R1/PIEConfig.xml:3"}))
+        << Describe(vFindings);
 }

@@ -409,3 +409,71 @@ TEST(XmlSupport, CompressedTextInMemoryIsNotDecompressed)
     EXPECT_FALSE(ParseMemory(vextest::ReadFile(strPath)));
     EXPECT_TRUE(ParseFile(strPath));
 }
+
+TEST(XmlSupport, DiagnosedParseGivesTheParsersMessagesWithLineAndColumnAndPrintsNothing)
+{
+    TempDir dir;
+    vextest::WriteFile(dir.File("good.xml"), "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
+    vextest::WriteFile(dir.File("bad.xml"), "<r>\n  <c a=\"1\" a=\"2\"/>\n</r>\n");
+    vextest::WriteFile(dir.File("warned.xml"),
+                       "<!DOCTYPE r SYSTEM \"r.dtd\">\n<r>\n<c>&undeclared;</c>\n</r>\n");
+    vextest::MakeDirectory(dir.File("directory.xml"));
+    {
+        StderrCapture capture(dir.File("stderr"));
+
+        SDiagnosedParse good = ParseFileWithDiagnostics(dir.File("good.xml"));
+        ASSERT_TRUE(good.pDocument);
+        EXPECT_TRUE(NameIs(Root(good.pDocument), "r"));
+        EXPECT_TRUE(good.vDiagnostics.empty());
+
+        SDiagnosedParse bad = ParseFileWithDiagnostics(dir.File("bad.xml"));
+        EXPECT_FALSE(bad.pDocument);
+        ASSERT_FALSE(bad.vDiagnostics.empty());
+        EXPECT_EQ(bad.vDiagnostics[0].nLine, 2);
+        EXPECT_GT(bad.vDiagnostics[0].nColumn, 0);
+        EXPECT_EQ(bad.vDiagnostics[0].eLevel, SParseDiagnostic::ELevel::Fatal);
+        EXPECT_EQ(bad.vDiagnostics[0].strMessage, "Attribute a redefined");
+        EXPECT_EQ(bad.vDiagnostics[0].nCode, XML_ERR_ATTRIBUTE_REDEFINED);
+
+        // A document that parses with a complaint: the document and the
+        // complaint, at the reference.
+        SDiagnosedParse warned = ParseFileWithDiagnostics(dir.File("warned.xml"));
+        ASSERT_TRUE(warned.pDocument);
+        ASSERT_EQ(warned.vDiagnostics.size(), 1u);
+        EXPECT_EQ(warned.vDiagnostics[0].nLine, 3);
+        EXPECT_EQ(warned.vDiagnostics[0].nColumn, 17);
+        EXPECT_NE(warned.vDiagnostics[0].strMessage.find("'undeclared'"), std::string::npos);
+        EXPECT_NE(warned.vDiagnostics[0].eLevel, SParseDiagnostic::ELevel::Fatal);
+
+        for (const char* pszName : {"missing.xml", "directory.xml"})
+        {
+            SDiagnosedParse unread = ParseFileWithDiagnostics(dir.File(pszName));
+            EXPECT_FALSE(unread.pDocument) << pszName;
+            ASSERT_EQ(unread.vDiagnostics.size(), 1u) << pszName;
+            EXPECT_EQ(unread.vDiagnostics[0].nLine, 0) << pszName;
+            EXPECT_EQ(unread.vDiagnostics[0].eLevel, SParseDiagnostic::ELevel::Fatal) << pszName;
+        }
+
+        // The messages are collected only during the diagnosed parse: the
+        // plain one still drops them.
+        EXPECT_FALSE(ParseFile(dir.File("bad.xml")));
+    }
+    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")), "");
+}
+
+TEST(XmlSupport, DiagnosedParseOfACompressedFileGivesItsMessages)
+{
+    TempDir dir;
+    const std::string strPath = dir.File("doc.xml");
+    vextest::WriteFile(strPath, "<r>\n<c>\n</r>\n");
+    if (!CompressInPlace("gzip -c", strPath))
+    {
+        GTEST_SKIP() << "gzip is not available here";
+    }
+    SDiagnosedParse parse = ParseFileWithDiagnostics(strPath);
+    EXPECT_FALSE(parse.pDocument);
+    ASSERT_FALSE(parse.vDiagnostics.empty());
+    EXPECT_EQ(parse.vDiagnostics[0].nLine, 3);
+    EXPECT_NE(parse.vDiagnostics[0].strMessage.find("mismatch"), std::string::npos)
+        << parse.vDiagnostics[0].strMessage;
+}

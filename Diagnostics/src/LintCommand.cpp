@@ -2,6 +2,7 @@
 
 #include "DiagnosticLog.h"
 #include "PlatformLayer.h"
+#include "SarifLog.h"
 
 #include <ostream>
 #include <sstream>
@@ -45,7 +46,12 @@ std::string CLintCommand::ToText(const std::vector<SLintFinding>& vFindings)
     std::ostringstream oss;
     for (const SLintFinding& finding : vFindings)
     {
-        oss << finding.strFile << ":" << finding.nLine << ": " << SeverityName(finding.eSeverity) << ": "
+        oss << finding.strFile << ":" << finding.nLine;
+        if (finding.nColumn > 0)
+        {
+            oss << ":" << finding.nColumn;
+        }
+        oss << ": " << SeverityName(finding.eSeverity) << ": "
             << finding.strMessage << " [" << finding.strCode << "]\n";
     }
     const std::size_t nErrors = CountOf(vFindings, SLintFinding::ESeverity::Error);
@@ -65,6 +71,7 @@ nlohmann::ordered_json CLintCommand::ToJson(const std::string& strPackageDirecto
                                             const std::vector<SLintFinding>& vFindings)
 {
     nlohmann::ordered_json json;
+    json["schemaVersion"] = nSchemaVersion;
     json["command"] = "lint";
     json["packageDirectory"] = strPackageDirectory;
     nlohmann::ordered_json findings = nlohmann::ordered_json::array();
@@ -75,6 +82,7 @@ nlohmann::ordered_json CLintCommand::ToJson(const std::string& strPackageDirecto
         entry["severity"] = SeverityName(finding.eSeverity);
         entry["file"] = finding.strFile;
         entry["line"] = finding.nLine;
+        entry["column"] = finding.nColumn;
         entry["element"] =
             finding.strElement.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(finding.strElement);
         entry["message"] = finding.strMessage;
@@ -101,9 +109,16 @@ int CLintCommand::Run(std::ostream& out, std::ostream& err)
     }
     CPackageLinter linter(strDirectory);
     const std::vector<SLintFinding> vFindings = linter.Lint();
-    if (m_options.bJson)
+    const std::string strFormat = m_options.bJson ? "json" : m_options.strFormat;
+    if (strFormat == "json")
     {
         out << ToJson(strDirectory, vFindings).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+            << "\n";
+    }
+    else if (strFormat == "sarif")
+    {
+        out << CSarifLog::ForLint(strDirectory, vFindings)
+                   .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
             << "\n";
     }
     else

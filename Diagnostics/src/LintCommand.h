@@ -12,7 +12,8 @@
 struct SLintOptions
 {
     std::string strPackageDir; // the package directory; the current one when empty
-    bool bJson = false;
+    bool bJson = false;          // --json, the same as strFormat "json"
+    std::string strFormat = "text"; // text, json or sarif
 };
 
 // vexinspect lint: reads the package as the checker would and lists what
@@ -36,6 +37,8 @@ public:
     static std::string ToText(const std::vector<SLintFinding>& vFindings);
     static nlohmann::ordered_json ToJson(const std::string& strPackageDirectory,
                                          const std::vector<SLintFinding>& vFindings);
+    // The first key of the JSON form.
+    static constexpr int nSchemaVersion = 1;
 
 private:
     SLintOptions m_options;

@@ -23,6 +23,7 @@ struct SLintFinding
     ESeverity eSeverity = ESeverity::Warning;
     std::string strFile; // relative to the package directory
     long nLine = 0;      // line of the element; 0 when there is no element to point at
+    long nColumn = 0;    // column, where the parser names one; 0 otherwise
     std::string strElement;
     std::string strMessage;
 };
@@ -33,6 +34,7 @@ struct SLintRule
     const char* pszCode;
     SLintFinding::ESeverity eSeverity;
     const char* pszSummary;
+    const char* pszHelp; // what the package's author can do about it
 };
 
 // Reads a package as the checker does (its "package.xml" with the same XPath
@@ -74,6 +76,17 @@ private:
 
     void Add(const std::string& strCode, const std::string& strFile, const xmlNode* pNode,
              const std::string& strMessage);
+    void AddAt(const std::string& strCode, const std::string& strFile, long nLine, long nColumn,
+               const std::string& strElement, const std::string& strMessage);
+    // Parses one of the package's files with the parser's messages; reports
+    // a document that does not parse (under strUnparsableCode, followed by
+    // strConsequence) and what the parser reads otherwise than written.
+    xmlsupport::DocumentPtr ParseAndLintMarkup(const std::string& strFile, const std::string& strPath,
+                                               const char* pszUnparsableCode, const std::string& strConsequence);
+    void LintMarkup(const std::string& strFile, const std::string& strPath, xmlDoc* pDocument,
+                    const std::vector<xmlsupport::SParseDiagnostic>& vDiagnostics);
+    // False when the package reader's queries find nothing to read.
+    bool LintPackageRoot(xmlDoc* pDocument);
     void LintDependency(xmlNode* pDependency);
     void LintAttributes(xmlNode* pDependency);
     void LintParentDevice(const xmlNode* pParent);

@@ -5,7 +5,7 @@
 //   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE]
 //                      [--collector-timeout config|N|none] [--json] [--exit-verdict]
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
-//   vexinspect lint [--package-dir DIR] [--json]
+//   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
 //
 // Exit status 64 for a command line that cannot be parsed; otherwise that of
 // the subcommand (see docs/diagnostics.md).
@@ -74,7 +74,12 @@ int main(int argc, char* argv[])
     pLint->set_version_flag("--version", kVersionText, "Print the version and exit");
     pLint->add_option("--package-dir", lintOptions.strPackageDir,
                       "The package directory (default: the current directory)");
-    pLint->add_flag("--json", lintOptions.bJson, "Print JSON instead of text");
+    CLI::Option* pLintJson = pLint->add_flag("--json", lintOptions.bJson, "Print JSON instead of text");
+    pLint
+        ->add_option("--format", lintOptions.strFormat,
+                     "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
+        ->check(CLI::IsMember({"text", "json", "sarif"}))
+        ->excludes(pLintJson);
 
     try
     {

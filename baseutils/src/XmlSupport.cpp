@@ -95,6 +95,68 @@ DocumentPtr ParseFile(const std::string& strPath)
 
 namespace
 {
+// Collects the parser's structured errors into the vector given as context.
+void CollectStructuredError(void* pContext, xmlError* pError)
+{
+    if (pContext == nullptr || pError == nullptr || pError->level == XML_ERR_NONE)
+    {
+        return;
+    }
+    SParseDiagnostic diagnostic;
+    diagnostic.nLine = pError->line > 0 ? pError->line : 0;
+    diagnostic.nColumn = pError->int2 > 0 ? pError->int2 : 0;
+    diagnostic.strMessage = pError->message != nullptr ? pError->message : "";
+    while (!diagnostic.strMessage.empty() &&
+           (diagnostic.strMessage.back() == '\n' || diagnostic.strMessage.back() == '\r'))
+    {
+        diagnostic.strMessage.pop_back();
+    }
+    diagnostic.eLevel = pError->level == XML_ERR_WARNING ? SParseDiagnostic::ELevel::Warning
+                        : pError->level == XML_ERR_ERROR ? SParseDiagnostic::ELevel::Error
+                                                         : SParseDiagnostic::ELevel::Fatal;
+    diagnostic.nCode = pError->code;
+    static_cast<std::vector<SParseDiagnostic>*>(pContext)->push_back(diagnostic);
+}
+} // namespace
+
+SDiagnosedParse ParseFileWithDiagnostics(const std::string& strPath)
+{
+    SDiagnosedParse result;
+    std::string strText;
+    if (!CPlatformLayer::ReadRegularFile(strPath, strText))
+    {
+        SParseDiagnostic diagnostic;
+        diagnostic.strMessage = "not a readable regular file";
+        result.vDiagnostics.push_back(diagnostic);
+        return result;
+    }
+    // The same parse as ParseFile, with the parser's messages collected
+    // instead of dropped for its duration.
+    PrepareLibrary();
+    xmlSetStructuredErrorFunc(&result.vDiagnostics, CollectStructuredError);
+    if (LooksCompressed(strText))
+    {
+        g_bMainDocumentPending = true;
+        result.pDocument.reset(xmlReadFile(strPath.c_str(), nullptr, kParseOptions));
+        g_bMainDocumentPending = false;
+    }
+    else if (strText.size() <= static_cast<std::size_t>(INT32_MAX))
+    {
+        result.pDocument.reset(
+            xmlReadMemory(strText.data(), static_cast<int>(strText.size()), nullptr, nullptr, kParseOptions));
+    }
+    else
+    {
+        SParseDiagnostic diagnostic;
+        diagnostic.strMessage = "the file is too large to parse";
+        result.vDiagnostics.push_back(diagnostic);
+    }
+    xmlSetStructuredErrorFunc(nullptr, IgnoreStructuredError);
+    return result;
+}
+
+namespace
+{
 bool KeepBlanksDefault()
 {
     // xmlKeepBlanksDefault sets the default and returns the previous one.

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -61,6 +62,33 @@ struct SParseStamp
 DocumentPtr ParseFile(const std::string& strPath, SParseStamp& stamp);
 // True when the file and the blank-node default are as the stamp recorded.
 bool IsUnchanged(const std::string& strPath, const SParseStamp& stamp);
+// One message of the parser about a document, as libxml2 reports it.
+struct SParseDiagnostic
+{
+    enum class ELevel
+    {
+        Warning, // the parser reads on
+        Error,   // the parser reads on, but the document is not as written
+        Fatal    // the document does not parse
+    };
+
+    long nLine = 0;   // 1-based; 0 when unknown
+    long nColumn = 0; // 1-based; 0 when unknown
+    std::string strMessage; // libxml2's own text, without its line end
+    ELevel eLevel = ELevel::Fatal;
+    int nCode = 0; // libxml2's error number (xmlParserErrors); 0 when the file could not be read
+};
+
+struct SDiagnosedParse
+{
+    DocumentPtr pDocument; // exactly what ParseFile gives
+    std::vector<SParseDiagnostic> vDiagnostics; // in the order the parser reported them
+};
+
+// ParseFile, and the parser's messages about the file. Nothing is printed.
+// A file that cannot be read gives one Fatal diagnostic without position.
+SDiagnosedParse ParseFileWithDiagnostics(const std::string& strPath);
+
 // Parses a document held in memory; null when it does not parse.
 DocumentPtr ParseMemory(const std::string& strText);
 
