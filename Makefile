@@ -1,9 +1,13 @@
 # Top-level entry points. See README.md.
 #   make deps   install the Debian packages the project needs (only the missing ones)
 #   make build  configure and build into build/
-#   make test   deps + build + every test, then the whole suite again under the sanitizers,
-#               then a short deterministic run of every fuzz target
-#   make demo   deps + build, then runs the checker on a copy of examples/package
+#   make test   deps + build + the portable checker + every test, then the whole suite again
+#               under the sanitizers, then a short deterministic run of every fuzz target;
+#               ends with one line that counts the tests of all three phases
+#   make portable  build-portable/bin/vexdepcheck: one static executable (libxml2 from
+#               Debian's source package)
+#   make demo   deps + the checker alone (build log in build/demo-build.log), then runs it
+#               on a copy of examples/package
 #   make bench  release build, synthetic packages, the checker against its baseline
 #   make package  the Debian binary package (release build in build-package/), checked by lintian
 #   make fuzz   builds the fuzz targets and runs each for FUZZ_SECONDS (default 60)
@@ -11,6 +15,9 @@
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
 BUILD_DIR   ?= build
+PORTABLE_DIR ?= build-portable
+# The portable checker's size bound in bytes (stripped).
+PORTABLE_MAX_BYTES ?= 3000000
 PACKAGE_DIR ?= build-package
 ASAN_DIR    ?= build-asan
 FUZZ_DIR    ?= build-fuzz
@@ -20,22 +27,28 @@ CMAKE_FLAGS ?=
 # clang and its libFuzzer runtime build the fuzz targets; strace lets the
 # bad-package tests see every file the checker opens; dpkg-dev, file,
 # man-db and lintian build and check the Debian package; python3-jsonschema
-# validates the tools' JSON output against its schemas.
+# validates the tools' JSON output against its schemas; dpkg-dev (apt-get
+# source) with the static archives of zlib1g-dev and liblzma-dev build the
+# portable checker, which busybox-static tests in a chroot; gzip and xz-utils
+# compress the documents the tests read compressed.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
-                clang libclang-rt-14-dev strace python3-jsonschema
+                clang libclang-rt-14-dev strace python3-jsonschema zlib1g-dev liblzma-dev \
+                busybox-static gzip xz-utils
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
+# The test phases run in pipelines whose status must be that of the phase.
+SHELL := /bin/bash
 
 # Sanitizer settings for the second test run: any report fails the run.
 SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:exitcode=86 \
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds
+.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds portable
 
 all: build
 
@@ -54,17 +67,43 @@ build:
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j$(JOBS)
 
-test: deps build
-	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS)
-	$(MAKE) --no-print-directory test-asan
-	$(MAKE) --no-print-directory fuzz-smoke
+# Every phase runs even when an earlier one failed; the last line counts
+# the tests of all of them, and the status is that of the worst.
+test: deps build portable
+	@logs=$(BUILD_DIR)/test-logs; mkdir -p $$logs; status=0; set -o pipefail; \
+	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS) 2>&1 | tee $$logs/main.log || status=1; \
+	$(MAKE) --no-print-directory test-asan 2>&1 | tee $$logs/asan.log || status=1; \
+	$(MAKE) --no-print-directory fuzz-smoke 2>&1 | tee $$logs/fuzz.log || status=1; \
+	echo; tests/count-tests.sh main=$$logs/main.log sanitizers=$$logs/asan.log fuzz-smoke=$$logs/fuzz.log; \
+	exit $$status
+
+# One static executable for every server: no dynamic dependency, at most
+# PORTABLE_MAX_BYTES bytes.
+portable: deps
+	cmake -S . -B $(PORTABLE_DIR) -DCMAKE_BUILD_TYPE=Release -DVEXDEP_PORTABLE=ON -DVEXDEP_BUILD_TESTS=OFF \
+	      $(CMAKE_FLAGS) > /dev/null
+	cmake --build $(PORTABLE_DIR) -j$(JOBS) --target vexdepcheck 2>&1 | grep -v "statically linked applications requires" \
+	  | grep -v "in function .CLinuxImpl::" || true
+	@exe=$(PORTABLE_DIR)/bin/vexdepcheck; test -x $$exe || { echo "make portable: $$exe was not built"; exit 1; }; \
+	size=$$(stat -c %s $$exe); \
+	if ldd $$exe > /dev/null 2>&1; then echo "make portable: $$exe is a dynamic executable"; exit 1; fi; \
+	if [ $$size -gt $(PORTABLE_MAX_BYTES) ]; then \
+	  echo "make portable: $$exe is $$size bytes, more than $(PORTABLE_MAX_BYTES)"; exit 1; fi; \
+	echo "$$exe: $$size bytes, statically linked"
 
 test-asan:
 	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DVEXDEP_SANITIZE=ON $(CMAKE_FLAGS)
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	$(SANITIZER_ENV) ctest --test-dir $(ASAN_DIR) --output-on-failure -j$(JOBS)
 
-demo: deps build
+# Only the checker is built, quietly; the build's output goes to a log that
+# is named when the build fails.
+demo: deps
+	@mkdir -p $(BUILD_DIR); log=$(BUILD_DIR)/demo-build.log; \
+	echo "Building vexdepcheck (log: $$log) ..."; \
+	if ! { cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS) && \
+	       cmake --build $(BUILD_DIR) -j$(JOBS) --target vexdepcheck; } > $$log 2>&1; then \
+	  tail -n 20 $$log; echo "make demo: the build failed; the whole log is $$log"; exit 1; fi
 	@dir=$$(mktemp -d "$${TMPDIR:-/tmp}/vexdep-demo-XXXXXX") && \
 	cp -R examples/package/. "$$dir" && cd "$$dir" && \
 	echo "Sample package copied to $$dir" && \

@@ -8,9 +8,12 @@
 #   3. vexdepcheck hard with the debug log on,
 # and checks the bounds the checker must keep.
 #
+# Then the portable checker's size and its start-up against the release
+# build on the sample package.
+#
 # Settings (environment): BENCH_SIZES (default "1000 10000 50000"),
 # BENCH_RUNS (default 5), BENCH_RELEASES (100), BENCH_DEVICES (100),
-# BENCH_BUILD_DIR (build-release).
+# BENCH_BUILD_DIR (build-release), PORTABLE_RUNS (20).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -82,6 +85,26 @@ if [ -n "${per_dependency[10000]:-}" ] && [ -n "${per_dependency[50000]:-}" ]; t
   echo "time per dependency at N=50000 / at N=10000: $growth (bound 1.3)"
   awk -v r="$growth" 'BEGIN { exit !(r <= 1.3) }' || { echo "bound: time per dependency grows $growth > 1.3"; failures=$((failures + 1)); }
 fi
+
+# The portable checker (make portable) against the release build on the
+# sample package: size, and the median of PORTABLE_RUNS runs of each, the
+# two alternating in one loop.
+portable=${BENCH_PORTABLE:-$root/build-portable/bin/vexdepcheck}
+portable_runs=${PORTABLE_RUNS:-20}
+make -C "$root" --no-print-directory portable > "$work/portable.log" 2>&1 || { cat "$work/portable.log"; exit 1; }
+sample=$work/sample
+cp -R "$root/examples/package" "$sample"
+"$checker" hard > /dev/null || true
+read -r ordinary_s _ _ < <(measure "$portable_runs" "$sample" "$checker" hard)
+read -r portable_s _ _ < <(measure "$portable_runs" "$sample" "$portable" hard)
+read -r ordinary_s2 _ _ < <(measure "$portable_runs" "$sample" "$checker" hard)
+ordinary_s=$(echo "$ordinary_s $ordinary_s2" | awk '{ printf "%.6f", ($1 + $2) / 2 }')
+echo
+echo "Portable checker: $(stat -c %s "$portable") bytes (release build: $(stat -c %s "$checker") bytes, plus its shared libraries)"
+printf 'Sample package, vexdepcheck hard, medians of %d runs: release %.2f ms, portable %.2f ms, ratio %.2f\n' \
+  "$portable_runs" "$(echo "$ordinary_s" | awk '{ print $1 * 1000 }')" "$(echo "$portable_s" | awk '{ print $1 * 1000 }')" \
+  "$(echo "$portable_s $ordinary_s" | awk '{ printf "%.2f", $1 / $2 }')"
+
 echo
 if [ "$failures" -eq 0 ]; then
   echo "All bounds hold."
