@@ -460,6 +460,7 @@ TEST(VexinspectLint, JsonOfTheFixturePackage)
     const CommandResult result = RunCommand({kInspect, "lint", "--json"}, strPackage);
     EXPECT_EQ(result.nExitStatus, 2) << result.strStderr;
     const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("lint", result.strStdout), "");
     EXPECT_EQ(json["command"], "lint");
     EXPECT_EQ(json["packageDirectory"], ".");
     const std::vector<std::string> vText = Lines(ReadFile(kGoldens + "/lint-package.txt"));
@@ -657,6 +658,8 @@ TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWr
     EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["versionComparisons"][0]),
               Keys(explain["dependencies"][0]["versionComparisons"][0]));
     EXPECT_EQ(Keys(vBlocks[1]), Keys(smbios));
+    EXPECT_EQ(JsonSchemaErrors("lint", vBlocks[2].dump()), "");
+    EXPECT_EQ(JsonSchemaErrors("lint", lint.dump()), "");
     EXPECT_EQ(Keys(vBlocks[2]), Keys(lint));
     EXPECT_EQ(Keys(vBlocks[2]["findings"][0]), Keys(lint["findings"][0]));
 }

@@ -82,6 +82,7 @@ TEST(LintCommand, JsonForm)
     EXPECT_EQ(json["errors"], 1);
     EXPECT_EQ(json["warnings"], 1);
     EXPECT_EQ(json["exitStatus"], 2);
+    EXPECT_EQ(JsonSchemaErrors("lint", json.dump()), "");
 }
 
 TEST(LintCommand, RunsOnADirectoryAndReportsAMissingOne)
