@@ -419,27 +419,18 @@ TEST_F(InventoryModuleTest, CollectorSlowerThanItsLimitIsWaitedForAndRead)
     EXPECT_GE(m_lastRun.nEndedMs - m_lastRun.nStartedMs, 1900);
 }
 
-TEST_F(InventoryModuleTest, UnguardedRunWritesOnlyTheEstablishedLines)
+// (The exact lines of an unguarded run are those of
+// RunsTheCollectorInItsDirectoryAndReadsItsDocument.)
+TEST_F(InventoryModuleTest, UnguardedRunWritesNoLineOfTheGuard)
 {
     WriteCollector(WritesDocument(kInventory), "1");
     ASSERT_EQ(Run().size(), 2u);
-    const std::vector<std::string> vExpected = {
-        "CInventoryModule::CInventoryModule  module file path  " + m_strModule,
-        "CInventoryModule::GetInventoryInfo Start   ",
-        "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule + "/PIEConfig.xml",
-        "CInventoryModule::GetInvntoryXml Start",
-        "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule + "//collect.sh",
-        "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//inv.xml",
-        "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo",
-        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo Before",
-        "CInventoryModule::GetInventoryInfo deviceInvInfo.GetDeviceInfo After",
-        "CInventoryModule::GetInventoryInfo END",
-        "CInventoryModule::~CInventoryModule  ",
-    };
-    EXPECT_EQ(ModuleLog(), vExpected);
-    for (const std::string& strLine : Log())
+    const std::vector<std::string> vLog = Log();
+    ASSERT_FALSE(vLog.empty());
+    for (const std::string& strLine : vLog)
     {
         EXPECT_EQ(strLine.find("CLinuxImpl::ExecuteCmd"), std::string::npos) << strLine;
+        EXPECT_EQ(strLine.find("timed out"), std::string::npos) << strLine;
     }
 }
 
