@@ -2,6 +2,8 @@
 #
 #   bin/                      vexdepcheck, vexinspect
 #   share/man/man1/           their manual pages
+#   share/bash-completion/completions/
+#                             their bash completion files (completions/)
 #   share/doc/vexdepcheck/    README, documentation, copyright, changelog; json/ the
 #                             JSON Schemas of vexinspect's output
 
@@ -41,6 +43,13 @@ if(TARGET vexinspect)
   install(TARGETS vexinspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(FILES ${VEXDEP_MAN_OUTPUTS} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+# bash-completion loads the file named after the command on first use.
+install(FILES ${PROJECT_SOURCE_DIR}/completions/vexdepcheck
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+if(TARGET vexinspect)
+  install(FILES ${PROJECT_SOURCE_DIR}/completions/vexinspect
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endif()
 file(GLOB VEXDEP_DOCS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${VEXDEP_DOCS} ${PROJECT_SOURCE_DIR}/packaging/copyright
               ${PROJECT_BINARY_DIR}/packaging/changelog.gz

@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+#include <sys/stat.h>
+
 using namespace vextest;
 
 TEST(DiagnosticLog, WithoutAFileTheLogGoesToDevNullAndTheMarkerChangesNothing)
@@ -52,6 +54,26 @@ TEST(DiagnosticLog, AFileThatCannotBeOpenedIsReported)
     TempDir dir;
     EXPECT_FALSE(CDiagnosticLog::Open(dir.File("missing/inspect.log")));
     EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
+}
+
+TEST(DiagnosticLog, AFileThatCannotBeOpenedIsReportedWithTheSystemsReason)
+{
+    TempDir dir;
+    std::string strReason;
+    EXPECT_FALSE(CDiagnosticLog::Open(dir.File("missing/inspect.log"), strReason));
+    EXPECT_EQ(strReason, "No such file or directory");
+    EXPECT_FALSE(CDiagnosticLog::Open(dir.Path(), strReason));
+    EXPECT_EQ(strReason, "Is a directory");
+    // A named pipe is refused by the logger itself, without a failing call.
+    ASSERT_EQ(mkfifo(dir.File("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(CDiagnosticLog::Open(dir.File("pipe"), strReason));
+    EXPECT_EQ(strReason, "not a regular file");
+    EXPECT_FALSE(CLogger::GetInstance()->IsInitialized());
+
+    EXPECT_TRUE(CDiagnosticLog::Open(dir.File("inspect.log"), strReason));
+    EXPECT_EQ(strReason, "");
+    EXPECT_FALSE(CDiagnosticLog::Open(dir.File("other.log"), strReason));
+    EXPECT_EQ(strReason, "the log is already open on another file");
 }
 
 TEST(DiagnosticLog, ALoggerAlreadyOpenIsNotTakenOver)

@@ -15,6 +15,9 @@
 
 #include <regex>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <set>
 #include <sstream>
@@ -585,6 +588,208 @@ TEST(VexinspectCommandLine, InputThatCannotBeUsedExitsWith66)
     EXPECT_EQ(RunCommand({kInspect, "explain", "hard", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
     EXPECT_EQ(RunCommand({kInspect, "smbios", "--from-dump", dir.File("absent")}, "/").nExitStatus, 66);
     EXPECT_EQ(RunCommand({kInspect, "lint", "--package-dir", dir.File("absent")}, "/").nExitStatus, 66);
+}
+
+namespace
+{
+CommandResult Inspect(const std::vector<std::string>& vArgs, const std::string& strDirectory = "/")
+{
+    std::vector<std::string> vCommand = {kInspect};
+    vCommand.insert(vCommand.end(), vArgs.begin(), vArgs.end());
+    return RunCommand(vCommand, strDirectory);
+}
+
+std::string Shown(const std::vector<std::string>& vArgs)
+{
+    std::string strShown = "vexinspect";
+    for (const std::string& strArg : vArgs)
+    {
+        strShown += " " + strArg;
+    }
+    return strShown;
+}
+} // namespace
+
+TEST(VexinspectCommandLine, EveryLineOfAUsageErrorStartsWithTheProgramName)
+{
+    const std::vector<std::vector<std::string>> vBad = {
+        {},
+        {"frobnicate"},
+        {"--nope"},
+        {"explain"},
+        {"explain", "HARD"},
+        {"explain", "hard", "--nope"},
+        {"explain", "hard", "--collector-timeout"},
+        {"explain", "hard", "--smbios-dump", "a", "--from-dump", "b"},
+        {"lint", "extra"},
+        {"smbios", "--from-dump"},
+        {"smbios", "--smbios-dump"},
+    };
+    for (const std::vector<std::string>& vArgs : vBad)
+    {
+        SCOPED_TRACE(Shown(vArgs));
+        const CommandResult result = Inspect(vArgs);
+        EXPECT_EQ(result.nExitStatus, 64);
+        EXPECT_EQ(result.strStdout, "");
+        const std::vector<std::string> vLines = Lines(result.strStderr);
+        ASSERT_FALSE(vLines.empty());
+        for (const std::string& strLine : vLines)
+        {
+            EXPECT_EQ(strLine.compare(0, 12, "vexinspect: "), 0) << strLine;
+        }
+        // The last line points at the help that answers.
+        const std::string strHelp = vArgs.empty() || vArgs[0][0] == '-' || vArgs[0] == "frobnicate"
+                                        ? "vexinspect --help"
+                                        : "vexinspect " + vArgs[0] + " --help";
+        EXPECT_EQ(vLines.back(), "vexinspect: run \"" + strHelp + "\" for the usage");
+    }
+}
+
+TEST(VexinspectCommandLine, AnUnknownSubcommandIsNamed)
+{
+    for (const std::vector<std::string>& vArgs :
+         std::vector<std::vector<std::string>>{{"frobnicate"}, {"frobnicate", "hard", "--json"}})
+    {
+        const CommandResult result = Inspect(vArgs);
+        EXPECT_EQ(result.nExitStatus, 64);
+        const std::vector<std::string> vLines = Lines(result.strStderr);
+        ASSERT_FALSE(vLines.empty());
+        EXPECT_EQ(vLines[0], "vexinspect: unknown subcommand \"frobnicate\" (expected explain, smbios or lint)");
+    }
+    const std::vector<std::string> vNone = Lines(Inspect({}).strStderr);
+    ASSERT_FALSE(vNone.empty());
+    EXPECT_EQ(vNone[0], "vexinspect: a subcommand is required (explain, smbios or lint)");
+}
+
+TEST(VexinspectCommandLine, BothDumpOptionNamesAreAcceptedByExplainAndSmbios)
+{
+    TempDir dir;
+    TempDir package;
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(IdentityTable(0xFE, 0x0A1C)));
+    for (const std::string strOption : {"--smbios-dump", "--from-dump"})
+    {
+        SCOPED_TRACE(strOption);
+        const CommandResult smbios = Inspect({"smbios", strOption, dir.File("server.dump"), "--json"});
+        ASSERT_EQ(smbios.nExitStatus, 0) << smbios.strStderr;
+        const Json smbiosJson = Json::parse(smbios.strStdout);
+        EXPECT_EQ(smbiosJson["source"], "dump-file");
+        EXPECT_EQ(smbiosJson["dumpFile"], dir.File("server.dump"));
+        EXPECT_EQ(smbiosJson["systemID"], "0x0A1C");
+
+        const CommandResult explain = Inspect(
+            {"explain", "hard", "--package-dir", package.Path(), strOption, dir.File("server.dump"), "--json"});
+        ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
+        const Json explainJson = Json::parse(explain.strStdout);
+        EXPECT_EQ(explainJson["smbios"]["source"], "dump-file");
+        EXPECT_EQ(explainJson["smbios"]["dumpFile"], dir.File("server.dump"));
+        EXPECT_EQ(explainJson["smbios"]["systemID"], "0x0A1C");
+    }
+    // Each help names the other spelling as the alias.
+    EXPECT_NE(Inspect({"explain", "--help"}).strStdout.find("--smbios-dump,--from-dump"), std::string::npos);
+    EXPECT_NE(Inspect({"explain", "--help"}).strStdout.find("(--from-dump is an alias)"), std::string::npos);
+    EXPECT_NE(Inspect({"smbios", "--help"}).strStdout.find("--from-dump,--smbios-dump"), std::string::npos);
+    EXPECT_NE(Inspect({"smbios", "--help"}).strStdout.find("(--smbios-dump is an alias)"), std::string::npos);
+}
+
+TEST(VexinspectCommandLine, ALogFileThatCannotBeOpenedIsNamedWithTheReason)
+{
+    TempDir dir;
+    TempDir package;
+    const std::vector<std::pair<std::string, std::string>> vCases = {
+        {dir.File("missing/inspect.log"), "No such file or directory"},
+        {dir.Path(), "Is a directory"},
+    };
+    for (const auto& logCase : vCases)
+    {
+        const std::vector<std::vector<std::string>> vRuns = {
+            {"explain", "hard", "--package-dir", package.Path(), "--log", logCase.first},
+            {"smbios", "--log", logCase.first}};
+        for (const std::vector<std::string>& vArgs : vRuns)
+        {
+            SCOPED_TRACE(Shown(vArgs));
+            const CommandResult result = Inspect(vArgs);
+            EXPECT_EQ(result.nExitStatus, 66);
+            EXPECT_EQ(result.strStdout, "");
+            EXPECT_EQ(result.strStderr, "vexinspect " + vArgs[0] + ": cannot open the log file " + logCase.first +
+                                            ": " + logCase.second + "\n");
+        }
+    }
+}
+
+TEST(VexinspectCommandLine, ALogFileInADirectoryWithoutWritePermissionIsReportedSo)
+{
+    if (geteuid() == 0)
+    {
+        GTEST_SKIP() << "run as root: every directory is writable";
+    }
+    TempDir dir;
+    MakeDirectory(dir.File("locked"));
+    ASSERT_EQ(chmod(dir.File("locked").c_str(), 0555), 0);
+    const CommandResult result = Inspect({"smbios", "--log", dir.File("locked/inspect.log")});
+    chmod(dir.File("locked").c_str(), 0755);
+    EXPECT_EQ(result.nExitStatus, 66);
+    EXPECT_EQ(result.strStderr,
+              "vexinspect smbios: cannot open the log file " + dir.File("locked/inspect.log") + ": Permission denied\n");
+}
+
+TEST(VexinspectCommandLine, ADumpThatCannotBeReadIsNamedWithTheReason)
+{
+    TempDir dir;
+    TempDir package;
+    for (const std::string strSubcommand : {"explain", "smbios"})
+    {
+        for (const std::string strOption : {"--smbios-dump", "--from-dump"})
+        {
+            std::vector<std::string> vArgs = {strSubcommand};
+            if (strSubcommand == "explain")
+            {
+                vArgs.insert(vArgs.end(), {"hard", "--package-dir", package.Path()});
+            }
+            vArgs.insert(vArgs.end(), {strOption, dir.File("absent.dump")});
+            SCOPED_TRACE(Shown(vArgs));
+            CommandResult result = Inspect(vArgs);
+            EXPECT_EQ(result.nExitStatus, 66);
+            EXPECT_EQ(result.strStderr, "vexinspect " + strSubcommand + ": cannot open " + dir.File("absent.dump") +
+                                            ": No such file or directory\n");
+            vArgs.back() = dir.Path();
+            result = Inspect(vArgs);
+            EXPECT_EQ(result.nExitStatus, 66);
+            EXPECT_EQ(result.strStderr,
+                      "vexinspect " + strSubcommand + ": cannot read " + dir.Path() + ": Is a directory\n");
+        }
+    }
+}
+
+TEST(VexinspectCommandLine, HelpListsTheExitStatusesAndAnExample)
+{
+    const std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> vHelps = {
+        {{"--help"}, {"  64  the command line cannot be parsed", "  vexinspect explain hard --package-dir"}},
+        {{"explain", "--help"},
+         {"  0   the explanation was printed", "  64  usage error",
+          "  66  the package directory, the dump or the log file cannot be used",
+          "  with --exit-verdict: 0 ready, 1 blocked, 2 recommended, 3 unverifiable", "  vexinspect explain hard "}},
+        {{"smbios", "--help"},
+         {"  0   a table was read", "  1   no table could be read", "  64  usage error",
+          "  66  the dump or the log file cannot be used", "  vexinspect smbios --from-dump "}},
+        {{"lint", "--help"},
+         {"  0   no finding", "  1   warnings only", "  2   at least one error", "  64  usage error",
+          "  66  the package directory does not exist", "  vexinspect lint --package-dir "}},
+    };
+    for (const auto& help : vHelps)
+    {
+        SCOPED_TRACE(Shown(help.first));
+        const CommandResult result = Inspect(help.first);
+        EXPECT_EQ(result.nExitStatus, 0);
+        const std::string::size_type nExit = result.strStdout.find("\nExit status:\n");
+        const std::string::size_type nExample = result.strStdout.find("\nExample:\n");
+        ASSERT_NE(nExit, std::string::npos) << result.strStdout;
+        ASSERT_NE(nExample, std::string::npos) << result.strStdout;
+        EXPECT_LT(nExit, nExample);
+        for (const std::string& strText : help.second)
+        {
+            EXPECT_NE(result.strStdout.find(strText), std::string::npos) << strText;
+        }
+    }
 }
 
 // ===========================================================================

@@ -113,7 +113,8 @@ TEST(ExplainCommand, ALogFileThatCannotBeOpenedIsReported)
     options.strLogFile = dir.File("no/such/directory.log");
     const CommandOutput output = RunExplain(options);
     EXPECT_EQ(output.nExitStatus, CExplainCommand::nExitUnusableInput);
-    EXPECT_EQ(output.strErr, "vexinspect explain: cannot open the log file " + options.strLogFile + "\n");
+    EXPECT_EQ(output.strErr,
+              "vexinspect explain: cannot open the log file " + options.strLogFile + ": No such file or directory\n");
 }
 
 TEST(ExplainCommand, AnUnusableDumpIsReported)

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds the Debian package from a configured build tree, unpacks it into a
 # scratch root, runs both programs from there on the sample package,
-# renders both manual pages without warnings, and runs lintian when it is
+# renders both manual pages without warnings, checks that both bash
+# completion files are installed and complete, and runs lintian when it is
 # installed.
 set -u
 build=$1
@@ -21,7 +22,8 @@ dpkg -x "$deb" "$root" || fail "dpkg -x failed"
 for file in usr/bin/vexdepcheck usr/bin/vexinspect usr/share/man/man1/vexdepcheck.1.gz \
             usr/share/man/man1/vexinspect.1.gz usr/share/doc/vexdepcheck/README.md \
             usr/share/doc/vexdepcheck/diagnostics.md \
-            usr/share/doc/vexdepcheck/copyright usr/share/doc/vexdepcheck/changelog.gz; do
+            usr/share/doc/vexdepcheck/copyright usr/share/doc/vexdepcheck/changelog.gz \
+            usr/share/bash-completion/completions/vexdepcheck usr/share/bash-completion/completions/vexinspect; do
   [ -e "$root/$file" ] || fail "the package lacks /$file"
 done
 
@@ -48,6 +50,21 @@ for page in vexdepcheck vexinspect; do
   grep -q "EXIT STATUS" "$work/$page.txt" || fail "$page(1) has no EXIT STATUS section"
 done
 echo "both manual pages render without warnings"
+
+# The installed completion files, sourced into a bash without start-up files.
+completions=$root/usr/share/bash-completion/completions
+for file in vexdepcheck vexinspect; do
+  if [ ! -f "$completions/$file" ] || [ -x "$completions/$file" ]; then
+    fail "/usr/share/bash-completion/completions/$file is not a plain file"
+  fi
+done
+offered=$(bash --norc --noprofile -c 'source "$1" && COMP_WORDS=(vexdepcheck h) COMP_CWORD=1 && _vexdepcheck && echo "${COMPREPLY[*]}"' \
+          bash "$completions/vexdepcheck")
+[ "$offered" = "hard" ] || fail "the installed completion of vexdepcheck h offers \"$offered\""
+offered=$(bash --norc --noprofile -c 'source "$1" && COMP_WORDS=(vexinspect ex) COMP_CWORD=1 && _vexinspect && echo "${COMPREPLY[*]}"' \
+          bash "$completions/vexinspect")
+[ "$offered" = "explain" ] || fail "the installed completion of vexinspect ex offers \"$offered\""
+echo "both bash completion files are installed and complete"
 
 if command -v lintian > /dev/null 2>&1; then
   lintian --tag-display-limit 0 "$deb" > "$work/lintian" 2>&1

@@ -21,6 +21,11 @@ public:
     // logger writes to that file afterwards; false when it could not be
     // opened or the logger was already open on another file.
     static bool Open(const std::string& strPath);
+    // The same; when it fails, strReason says why, as the system words it
+    // ("Permission denied", "No such file or directory", "Is a directory"),
+    // or "not a regular file" for a link, named pipe or device the logger
+    // refuses to open.
+    static bool Open(const std::string& strPath, std::string& strReason);
 };
 
 #endif // VEXDEP_DIAGNOSTICLOG_H

@@ -61,10 +61,12 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
 
     // Before anything reads the package: with the logger open, the readers
     // cannot switch it on inside the package directory.
-    if (!CDiagnosticLog::Open(m_options.strLogFile))
+    std::string strLogError;
+    if (!CDiagnosticLog::Open(m_options.strLogFile, strLogError))
     {
         err << "vexinspect explain: cannot open the log file "
-            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << "\n";
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": "
+            << strLogError << "\n";
         return nExitUnusableInput;
     }
 

@@ -10,10 +10,12 @@ CSmbiosCommand::CSmbiosCommand(const SSmbiosOptions& options) : m_options(option
 
 int CSmbiosCommand::Run(std::ostream& out, std::ostream& err)
 {
-    if (!CDiagnosticLog::Open(m_options.strLogFile))
+    std::string strLogError;
+    if (!CDiagnosticLog::Open(m_options.strLogFile, strLogError))
     {
         err << "vexinspect smbios: cannot open the log file "
-            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << "\n";
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": "
+            << strLogError << "\n";
         return nExitUnusableInput;
     }
 

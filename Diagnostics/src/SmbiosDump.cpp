@@ -59,7 +59,7 @@ bool ReadWhole(const std::string& strPath, std::string& strBytes, std::string& s
     }
     if (ifs.bad())
     {
-        strError = "cannot read " + strPath;
+        strError = "cannot read " + strPath + ": " + std::strerror(errno);
         return false;
     }
     return true;

@@ -7,8 +7,11 @@
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
 //   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
 //
+// --smbios-dump and --from-dump name the same option on explain and smbios.
+//
 // Exit status 64 for a command line that cannot be parsed; otherwise that of
-// the subcommand (see docs/diagnostics.md).
+// the subcommand (see docs/diagnostics.md). Every error line starts with
+// "vexinspect:" (or "vexinspect SUBCOMMAND:").
 
 #include "ExplainCommand.h"
 #include "LintCommand.h"
@@ -18,13 +21,85 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace
 {
 const int kExitUsage = 64;
 
 const std::string kVersionText = std::string("vexinspect ") + VEXDEP_VERSION;
+
+const char* const kSubcommandList = "explain, smbios or lint";
+
+// The help footers: exit statuses and one example.
+const char* const kToolFooter = "Exit status:\n"
+                                "  that of the subcommand (see vexinspect SUBCOMMAND --help)\n"
+                                "  64  the command line cannot be parsed\n"
+                                "\n"
+                                "Example:\n"
+                                "  vexinspect explain hard --package-dir /srv/updates/pkg";
+const char* const kExplainFooter = "Exit status:\n"
+                                   "  0   the explanation was printed\n"
+                                   "  64  usage error\n"
+                                   "  66  the package directory, the dump or the log file cannot be used\n"
+                                   "  with --exit-verdict: 0 ready, 1 blocked, 2 recommended, 3 unverifiable\n"
+                                   "\n"
+                                   "Example:\n"
+                                   "  vexinspect explain hard --package-dir /srv/updates/pkg --smbios-dump server.dump";
+const char* const kSmbiosFooter = "Exit status:\n"
+                                  "  0   a table was read\n"
+                                  "  1   no table could be read\n"
+                                  "  64  usage error\n"
+                                  "  66  the dump or the log file cannot be used\n"
+                                  "\n"
+                                  "Example:\n"
+                                  "  vexinspect smbios --from-dump server.dump --json";
+const char* const kLintFooter = "Exit status:\n"
+                                "  0   no finding\n"
+                                "  1   warnings only\n"
+                                "  2   at least one error\n"
+                                "  64  usage error\n"
+                                "  66  the package directory does not exist\n"
+                                "\n"
+                                "Example:\n"
+                                "  vexinspect lint --package-dir pkg";
+
+// Prints a command line that cannot be parsed on err, every line prefixed
+// with "vexinspect:", and returns the usage exit status. A first word that
+// is neither an option nor a subcommand is named as the unknown subcommand.
+int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char* argv[], std::ostream& err)
+{
+    const std::vector<const CLI::App*> vParsed =
+        app.get_subcommands([](const CLI::App* pSubcommand) { return pSubcommand->parsed(); });
+    if (vParsed.empty())
+    {
+        const std::string strFirst = argc > 1 ? argv[1] : "";
+        if (strFirst.empty())
+        {
+            err << "vexinspect: a subcommand is required (" << kSubcommandList << ")\n";
+        }
+        else if (strFirst[0] != '-')
+        {
+            err << "vexinspect: unknown subcommand \"" << strFirst << "\" (expected " << kSubcommandList << ")\n";
+        }
+        else
+        {
+            err << "vexinspect: unknown option \"" << strFirst << "\" (expected --help, --version or a subcommand: "
+                << kSubcommandList << ")\n";
+        }
+        err << "vexinspect: run \"vexinspect --help\" for the usage\n";
+        return kExitUsage;
+    }
+    std::istringstream issMessage(error.what());
+    for (std::string strLine; std::getline(issMessage, strLine);)
+    {
+        err << "vexinspect: " << strLine << "\n";
+    }
+    err << "vexinspect: run \"vexinspect " << vParsed.front()->get_name() << " --help\" for the usage\n";
+    return kExitUsage;
+}
 } // namespace
 
 int main(int argc, char* argv[])
@@ -34,6 +109,7 @@ int main(int argc, char* argv[])
                  "vexinspect"};
     app.set_version_flag("--version", kVersionText, "Print the version and exit");
     app.require_subcommand(1, 1);
+    app.footer(kToolFooter);
 
     SExplainOptions explainOptions;
     CLI::App* pExplain = app.add_subcommand(
@@ -44,8 +120,10 @@ int main(int argc, char* argv[])
         ->check(CLI::IsMember({"hard", "soft"}));
     pExplain->add_option("--package-dir", explainOptions.strPackageDir,
                          "The package directory (default: the current directory)");
-    pExplain->add_option("--smbios-dump", explainOptions.strSmbiosDump,
-                         "Evaluate the platform check against this binary SMBIOS dump instead of the machine's tables");
+    pExplain->footer(kExplainFooter);
+    pExplain->add_option("--smbios-dump,--from-dump", explainOptions.strSmbiosDump,
+                         "Evaluate the platform check against this binary SMBIOS dump instead of the machine's tables "
+                         "(--from-dump is an alias)");
     pExplain->add_option("--log", explainOptions.strLogFile,
                          "Write the checker's debug log to this file (default: nowhere)");
     pExplain
@@ -62,9 +140,10 @@ int main(int argc, char* argv[])
     CLI::App* pSmbios = app.add_subcommand(
         "smbios", "Show where the SMBIOS table comes from, its identity strings and the system ID the checker uses");
     pSmbios->set_version_flag("--version", kVersionText, "Print the version and exit");
-    pSmbios->add_option(
-        "--from-dump", smbiosOptions.strFromDump,
-        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables");
+    pSmbios->footer(kSmbiosFooter);
+    pSmbios->add_option("--from-dump,--smbios-dump", smbiosOptions.strFromDump,
+                        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables "
+                        "(--smbios-dump is an alias)");
     pSmbios->add_option("--log", smbiosOptions.strLogFile, "Write the SMBIOS reader's debug log to this file");
     pSmbios->add_flag("--json", smbiosOptions.bJson, "Print JSON instead of text");
 
@@ -72,6 +151,7 @@ int main(int argc, char* argv[])
     CLI::App* pLint =
         app.add_subcommand("lint", "Report what the checker will do differently from what a package seems to say");
     pLint->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pLint->footer(kLintFooter);
     pLint->add_option("--package-dir", lintOptions.strPackageDir,
                       "The package directory (default: the current directory)");
     CLI::Option* pLintJson = pLint->add_flag("--json", lintOptions.bJson, "Print JSON instead of text");
@@ -92,8 +172,7 @@ int main(int argc, char* argv[])
     }
     catch (const CLI::ParseError& e)
     {
-        app.exit(e);
-        return kExitUsage;
+        return ReportUsageError(app, e, argc, argv, std::cerr);
     }
 
     if (pExplain->parsed())
