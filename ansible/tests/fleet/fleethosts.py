@@ -103,10 +103,17 @@ class Fleet(object):
         os.makedirs(self.host_tmp)
         os.makedirs(os.path.join(self.root, 'ansible-home'))
 
+    def _new_port(self):
+        taken = {host.port for host in self.hosts}
+        while True:
+            port = free_port()
+            if port not in taken:
+                return port
+
     def add(self, name, system_id=None, inventory=None, collector_fails=False, listening=True):
         directory = os.path.join(self.root, 'hosts', name)
         os.makedirs(os.path.join(directory, 'state'))
-        host = Host(name, directory, free_port(), system_id, inventory, collector_fails, listening)
+        host = Host(name, directory, self._new_port(), system_id, inventory, collector_fails, listening)
         self.hosts.append(host)
         return host
 
@@ -124,6 +131,9 @@ class Fleet(object):
         if host.collector_fails:
             with open(os.path.join(state, 'collector-fails'), 'w'):
                 pass
+
+    def _write_config(self, host):
+        state = os.path.join(host.directory, 'state')
         config = [
             'Port %d' % host.port,
             'ListenAddress 127.0.0.1',
@@ -146,23 +156,31 @@ class Fleet(object):
         with open(os.path.join(host.directory, 'sshd_config'), 'w') as handle:
             handle.write('\n'.join(config) + '\n')
 
+    def _launch(self, host):
+        self._write_config(host)
+        env = dict(os.environ, HOSTDIR=host.directory)
+        with open(host.log, 'wb') as log:
+            host.process = subprocess.Popen(
+                [UNSHARE, '--mount', '--propagation', 'private', '/bin/sh', '-c', NAMESPACE_SCRIPT],
+                env=env, stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT,
+                start_new_session=True)
+
     def start(self, timeout=30):
         for host in self.hosts:
             self._prepare(host)
-            if not host.listening:
-                continue
-            env = dict(os.environ, HOSTDIR=host.directory)
-            with open(host.log, 'wb') as log:
-                host.process = subprocess.Popen(
-                    [UNSHARE, '--mount', '--propagation', 'private', '/bin/sh', '-c', NAMESPACE_SCRIPT],
-                    env=env, stdin=subprocess.DEVNULL, stdout=log, stderr=subprocess.STDOUT,
-                    start_new_session=True)
+            if host.listening:
+                self._launch(host)
         deadline = time.time() + timeout
         for host in self.hosts:
             if not host.listening:
                 continue
             while True:
                 if host.process.poll() is not None:
+                    # Another program may have taken the port in the meantime: try another one.
+                    if 'Address already in use' in self.read_log(host) and time.time() < deadline:
+                        host.port = self._new_port()
+                        self._launch(host)
+                        continue
                     raise RuntimeError('sshd of %s ended with status %s: %s'
                                        % (host.name, host.process.returncode, self.read_log(host)))
                 try:

@@ -166,8 +166,12 @@ def test_report_files(preflight):
 
 def test_hosts_keep_no_temporary_directory(preflight):
     fleet, result, report_dir = preflight
-    # The package was unpacked below fleet.host_tmp on every host (the same
-    # directory here); the role removes it whatever happened.
-    assert os.path.isdir(fleet.host_tmp)
+    # Every reached host unpacked the package below fleet.host_tmp (the same
+    # directory here) into a private directory that is gone again.
+    saved = json.loads(load(report_dir, 'preflight-results.json'))
+    checked = [entry['check']['package_dir'] for entry in saved['hosts'] if entry['host'] != 'delta']
+    assert len(checked) == 3
+    for directory in checked:
+        assert os.path.dirname(directory) == fleet.host_tmp
+        assert not os.path.exists(directory)
     assert os.listdir(fleet.host_tmp) == []
-    assert 'Remove the temporary directory' in result.stdout

@@ -20,7 +20,7 @@ description:
   - The evaluation is exactly the one C(vexdepcheck hard) or C(vexdepcheck soft) runs; the package's
     collectors run as they do for C(vexdepcheck) and write their documents into the package directory.
   - Never reports a change. In check mode the check runs all the same (it only reads the host's state).
-  - The task fails only when the check cannot run (no C(vexinspect), no such package directory, an
+  - The task fails only when the check cannot run (no C(vexinspect), no such package directory or archive, an
     unusable collector time limit, a C(vexinspect) that fails or prints no JSON); a package that
     cannot be verified is a verdict, not a failure.
 version_added: 1.0.0
@@ -30,8 +30,20 @@ options:
   package_dir:
     description:
       - The update package's directory on the managed host (the one holding C(package.xml)).
+      - Exactly one of I(package_dir), I(package_archive) and I(src) is required.
     type: path
-    required: true
+  package_archive:
+    description:
+      - A C(.tar.gz) of the update package on the managed host. It is unpacked into a private
+        temporary directory (mode 0700), checked there, and the directory is removed again before
+        the module returns, whatever happened.
+    type: path
+  src:
+    description:
+      - A C(.tar.gz) of the update package on the controller. The action copies it into the task's
+        temporary directory on the host and checks it as I(package_archive) in the same round trip;
+        both are removed afterwards.
+    type: path
   type:
     description:
       - Which dependencies to check. C(both) runs the hard and then the soft check.
@@ -72,6 +84,11 @@ EXAMPLES = r'''
   ansible.builtin.fail:
     msg: "{{ preflight.checks.hard.reasons | map(attribute='text') | join('; ') }}"
   when: preflight.checks.hard.verdict != 'ready'
+
+- name: Copy a package archive from the controller, check it on the host, remove it again
+  vexdep.fleet.vexdep_check:
+    src: /srv/updates/VX4K7.tar.gz
+  register: preflight
 
 - name: Only the hard dependencies, with every collector ended at its declared limit
   vexdep.fleet.vexdep_check:
@@ -159,6 +176,13 @@ verdict:
   returned: success
   type: str
   sample: ready
+package_dir:
+  description:
+    - The package directory that was checked; for I(package_archive) and I(src) the private directory
+      it was unpacked into, which no longer exists when the module returns.
+  returned: success
+  type: str
+  sample: /tmp/vexdep-preflight-k2j4l1x0
 vexinspect:
   description: The vexinspect executable that ran.
   returned: success
@@ -167,6 +191,9 @@ vexinspect:
 '''
 
 import os
+import shutil
+import tarfile
+import tempfile
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
@@ -284,8 +311,48 @@ def host_verdict(checks):
     return hard or 'unverifiable'
 
 
+def unpack(archive):
+    """Unpacks a package archive into a new private directory; returns the directory."""
+    if not os.path.exists(archive):
+        raise CheckError('package archive %s does not exist' % archive)
+    if not os.path.isfile(archive):
+        raise CheckError('package archive %s is not a file' % archive)
+    directory = tempfile.mkdtemp(prefix='vexdep-preflight-')
+    try:
+        with tarfile.open(archive, 'r:*') as tar:
+            for member in tar.getmembers():
+                name = os.path.normpath(member.name)
+                if name.startswith('..') or os.path.isabs(name) or member.issym() or member.islnk() or \
+                        member.isdev():
+                    raise CheckError('package archive %s holds %s, which would not stay inside the package'
+                                     % (archive, member.name))
+            tar.extractall(directory)
+    except (tarfile.TarError, EnvironmentError) as error:
+        shutil.rmtree(directory, ignore_errors=True)
+        raise CheckError('package archive %s cannot be unpacked: %s' % (archive, error))
+    except CheckError:
+        shutil.rmtree(directory, ignore_errors=True)
+        raise
+    return directory
+
+
 def run_check(module, params):
     """Runs the requested checks; returns the module's result or raises CheckError."""
+    archive = params.get('package_archive') or params.get('src')
+    if archive:
+        # Everything that can fail before the unpacking is checked first.
+        validate_timeout(params.get('collector_timeout'))
+        find_vexinspect(module, params.get('vexinspect'))
+        directory = unpack(archive)
+        try:
+            return check_directory(module, dict(params, package_dir=directory))
+        finally:
+            shutil.rmtree(directory, ignore_errors=True)
+    return check_directory(module, params)
+
+
+def check_directory(module, params):
+    """The checks of an unpacked package directory."""
     package_dir = params['package_dir']
     if not os.path.exists(package_dir):
         raise CheckError('package directory %s does not exist' % package_dir)
@@ -313,17 +380,22 @@ def run_check(module, params):
         'system_id_origin': system_id_origin,
         'smbios_source': smbios_source,
         'vexinspect': vexinspect,
+        'package_dir': package_dir,
     }
 
 
 def main():
     module = AnsibleModule(
         argument_spec=dict(
-            package_dir=dict(type='path', required=True),
+            package_dir=dict(type='path'),
+            package_archive=dict(type='path'),
+            src=dict(type='path'),
             type=dict(type='str', choices=['hard', 'soft', 'both'], default='both'),
             vexinspect=dict(type='path'),
             collector_timeout=dict(type='str'),
         ),
+        required_one_of=[('package_dir', 'package_archive', 'src')],
+        mutually_exclusive=[('package_dir', 'package_archive', 'src')],
         supports_check_mode=True,
     )
     try:

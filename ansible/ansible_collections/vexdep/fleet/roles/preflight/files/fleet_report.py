@@ -86,7 +86,8 @@ def normalize_host(entry):
         return normalized
     if check.get('failed') or 'checks' not in check:
         normalized.update(category='failed', status='failed',
-                          message=_message(check) or 'no result: the host left the play before the check')
+                          message=_message(check) or 'no result: the host left the play before the check '
+                          '(unreachable or failed while the checker was installed)')
         return normalized
     checks = check.get('checks') or {}
     normalized.update(
