@@ -17,6 +17,7 @@ from __future__ import absolute_import, division, print_function
 import csv
 import json
 import os
+import shutil
 import subprocess
 import sys
 
@@ -62,12 +63,10 @@ def start_test_fleet(tables_tool):
 
 
 def run_preflight(fleet, vexinspect, report_dir, forks=10):
-    command = ['ansible-playbook', '-i', fleet.inventory(), PLAYBOOK,
-               '-e', 'preflight_package=%s' % PACKAGE,
-               '-e', 'preflight_vexinspect=%s' % vexinspect,
-               '-e', 'preflight_report_dir=%s' % report_dir,
-               '-e', 'preflight_remote_tmp_parent=%s' % fleet.host_tmp,
-               '-e', 'preflight_report_title=Fleet preflight of the test fleet']
+    variables = {'preflight_package': PACKAGE, 'preflight_vexinspect': vexinspect,
+                 'preflight_report_dir': report_dir, 'preflight_remote_tmp_parent': fleet.host_tmp,
+                 'preflight_report_title': 'Fleet preflight of the test fleet'}
+    command = ['ansible-playbook', '-i', fleet.inventory(), PLAYBOOK, '-e', json.dumps(variables)]
     return subprocess.run(command, env=fleet.ansible_environment(COLLECTIONS, forks=forks),
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True, timeout=500)
 
@@ -88,6 +87,10 @@ def preflight(tmp_path_factory):
         fleet.start()
         report_dir = str(tmp_path_factory.mktemp('report'))
         result = run_preflight(fleet, vexinspect, report_dir)
+        keep = os.environ.get('VEXDEP_FLEET_KEEP_REPORT')
+        if keep:
+            # For the screenshot in docs/fleet.md: the report of this fleet.
+            shutil.copytree(report_dir, keep, dirs_exist_ok=True)
         yield fleet, result, report_dir
     finally:
         fleet.stop()
@@ -145,6 +148,7 @@ def test_preflight_of_four_hosts(preflight):
 def test_report_files(preflight):
     fleet, result, report_dir = preflight
     markdown = load(report_dir, 'fleet-report.md')
+    assert markdown.startswith('# Fleet preflight of the test fleet\n')
     assert '1 of 4 hosts can take the update now' in markdown
     assert '| delta | unreachable |' in markdown
     assert 'Download path: `%s`' % BACKPLANE in markdown

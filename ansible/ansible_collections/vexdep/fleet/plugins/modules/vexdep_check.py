@@ -171,7 +171,7 @@ smbios_source:
   sample: sysfs
 verdict:
   description:
-    - The host's verdict over the requested types: the hard verdict when it is C(blocked) or
+    - The host's verdict over the requested types. It is the hard verdict when that is C(blocked) or
       C(unverifiable), else C(recommended) when the soft check recommends something, else C(ready).
   returned: success
   type: str

@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 # -*- coding: utf-8 -*-
 # Copyright (C) 2026 vexdepcheck developers
 """Writes the fleet report of a preflight: Markdown, CSV, JSON and one self-contained HTML page.
@@ -173,7 +172,7 @@ def headline(report):
     counts = report['counts']
     total = sum(counts.values())
     can = counts['ready'] + counts['recommended']
-    return '%d of %d hosts can take the update now; %d are blocked, %d unverifiable, %d failed, %d unreachable.' % (
+    return '%d of %d hosts can take the update now; blocked: %d, unverifiable: %d, failed: %d, unreachable: %d.' % (
         can, total, counts['blocked'], counts['unverifiable'], counts['failed'], counts['unreachable'])
 
 
@@ -256,7 +255,7 @@ def svg_bar(counts, width=720):
         parts.append('<rect x="%d" y="56" width="14" height="14" fill="%s"/>' % (lx, COLOURS[category]))
         label = '%s %d' % (category, counts[category])
         parts.append('<text x="%d" y="68" font-size="13" fill="#222">%s</text>' % (lx + 19, _e(label)))
-        lx += 24 + 8 * len(label)
+        lx += 30 + 9 * len(label)
     parts.append('</svg>')
     return ''.join(parts)
 

@@ -100,7 +100,7 @@ def test_normalizing_twice_changes_nothing(report):
 def test_markdown(report):
     text = fleet_report.to_markdown(report)
     assert text.startswith('# Test fleet\n')
-    assert '2 of 8 hosts can take the update now; 2 are blocked, 1 unverifiable, 2 failed, 1 unreachable.' in text
+    assert '2 of 8 hosts can take the update now; blocked: 2, unverifiable: 1, failed: 2, unreachable: 1.' in text
     assert '| blocked | 2 | needs the missing prerequisites first |' in text
     assert '| old1 | unreachable |  |  |  | Failed to connect to the host via ssh: Connection refused |' in text
     assert '### Backplane 2.0 (required, 2 hosts)' in text
