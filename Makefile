@@ -11,6 +11,8 @@
 #   make bench  release build, synthetic packages, the checker against its baseline
 #   make package  the Debian binary package (release build in build-package/), checked by lintian
 #   make fuzz   builds the fuzz targets and runs each for FUZZ_SECONDS (default 60)
+#   make fleet-bench  the Ansible preflight against FLEET_HOSTS (100) local sshd hosts
+#   make fleet-sanity ansible-test sanity and ansible-lint on the vexdep.fleet collection
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
@@ -22,6 +24,8 @@ PACKAGE_DIR ?= build-package
 ASAN_DIR    ?= build-asan
 FUZZ_DIR    ?= build-fuzz
 FUZZ_SECONDS ?= 60
+FLEET_HOSTS ?= 100
+FLEET_FORKS ?= 25
 CMAKE_FLAGS ?=
 
 # clang and its libFuzzer runtime build the fuzz targets; strace lets the
@@ -30,11 +34,15 @@ CMAKE_FLAGS ?=
 # validates the tools' JSON output against its schemas; dpkg-dev (apt-get
 # source) with the static archives of zlib1g-dev and liblzma-dev build the
 # portable checker, which busybox-static tests in a chroot; gzip and xz-utils
-# compress the documents the tests read compressed.
+# compress the documents the tests read compressed. ansible-core, the OpenSSH
+# server and client and pytest run the vexdep.fleet collection's tests (every
+# managed host is an sshd of its own on a loopback port); ansible-lint checks
+# its role and playbook; chromium (headless) renders the fleet report.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
                 clang libclang-rt-14-dev strace python3-jsonschema zlib1g-dev liblzma-dev \
-                busybox-static gzip xz-utils
+                busybox-static gzip xz-utils \
+                ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer
@@ -48,7 +56,8 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds portable
+.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds portable \
+        fleet-bench fleet-sanity
 
 all: build
 
@@ -158,6 +167,21 @@ fuzz-smoke: deps fuzz-build
 # Writes the seed corpora in fuzz/corpus anew from the test fixtures.
 fuzz-seeds: build
 	$(BUILD_DIR)/bin/vexfuzzseeds fuzz/corpus
+
+# The preflight playbook against FLEET_HOSTS managed hosts (one sshd each, in
+# a private mount namespace; needs root) with FLEET_FORKS forks: prints wall
+# time, hosts per minute and the controller's peak memory.
+fleet-bench: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS)
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target vexinspect vexdepcheck vexfleettables
+	/usr/bin/python3 ansible/tests/fleet/bench.py $(BUILD_DIR)/bin/vexinspect $(BUILD_DIR)/bin/vexfleettables \
+	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS)
+
+# ansible-test sanity (the tests Debian's packages provide the requirements
+# for) and ansible-lint on the collection; ansible-test wants the collection
+# below a path ending in ansible_collections/vexdep/fleet.
+fleet-sanity: deps
+	ansible/tests/sanity.sh
 
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR) $(PACKAGE_DIR) build-release

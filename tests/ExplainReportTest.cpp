@@ -544,6 +544,8 @@ TEST(ExplainReport, JsonFieldByField)
     EXPECT_TRUE(unmet["reason"].is_null());
     EXPECT_EQ(unmet["currentVersion"], "1.9");
     EXPECT_TRUE(unmet["errorMessage"].is_null());
+    // The download path as the report prints it: backslashes become slashes behind the base address.
+    EXPECT_EQ(unmet["downloadPath"], ExpandBase("{BASE}A/a.bin"));
 
     const Json& failed = json["dependencies"][1];
     EXPECT_EQ(failed["inventory"]["outcome"], "failed");
@@ -551,6 +553,7 @@ TEST(ExplainReport, JsonFieldByField)
     EXPECT_EQ(failed["verdict"], "reported-failed");
     EXPECT_EQ(failed["errorMessage"], "collector could not reach the device");
     EXPECT_TRUE(failed["currentVersion"].is_null());
+    EXPECT_EQ(failed["downloadPath"], ExpandBase("{BASE}B/b.bin"));
 
     const Json& soft = json["dependencies"][3];
     EXPECT_EQ(soft["dependencyType"], "soft");

@@ -640,6 +640,7 @@ void CExplainReport::OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDepe
         dependency.pci = pRecord->getPCIInfo();
         dependency.eParentDeviceType = pRecord->getParentDeviceType();
         dependency.strParentComponentID = pRecord->getParentComponentID();
+        dependency.strDownloadPath = CDeviceInfo(*pRecord).getFilePath();
         const std::vector<SPCIInfo> vParentPCI = pRecord->getParentPCIInfo();
         dependency.nParentPCICount = vParentPCI.size();
         dependency.vParentPCI.assign(vParentPCI.begin(),
@@ -1165,6 +1166,7 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
     const bool bFailed = dependency.verdict && *dependency.verdict == EVerdict::Failed;
     json["currentVersion"] = bUnmet ? Json(dependency.strCurrentVersion) : Json();
     json["errorMessage"] = bFailed ? Json(dependency.strErrorMessage) : Json();
+    json["downloadPath"] = dependency.strDownloadPath;
     return json;
 }
 

@@ -138,6 +138,8 @@ struct SExplainedDependency
     SPCIInfo pci;
     CDeviceInfo::eDeviceType eParentDeviceType = CDeviceInfo::eDeviceTypeUnknown;
     std::string strParentComponentID;
+    // Where the report tells to fetch the update from (VEX DownloadPath).
+    std::string strDownloadPath;
     // The parent's first PCI identities (at most 16) and how
     // many it has: a package can give one device thousands of them, and
     // every record of the device carries them all.

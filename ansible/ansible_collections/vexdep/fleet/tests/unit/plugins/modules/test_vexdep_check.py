@@ -1,0 +1,285 @@
+# -*- coding: utf-8 -*-
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+import json
+import os
+import stat
+import sys
+
+import pytest
+
+from ansible.module_utils import basic
+from ansible.module_utils.common.text.converters import to_bytes
+from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import CheckError
+from ansible_collections.vexdep.fleet.plugins.modules import vexdep_check
+
+sys.path.insert(0, os.path.dirname(__file__))
+import explain_documents as docs  # noqa: E402
+
+
+class FakeModule(object):
+    """Stands in for AnsibleModule: canned vexinspect output per type, and what was run."""
+
+    def __init__(self, outputs, on_path='/usr/bin/vexinspect'):
+        self.outputs = outputs
+        self.on_path = on_path
+        self.commands = []
+
+    def get_bin_path(self, name, required=False):
+        assert name == 'vexinspect'
+        return self.on_path
+
+    def run_command(self, argv, check_rc=False):
+        assert isinstance(argv, list), 'vexinspect must run from an argument list'
+        self.commands.append(argv)
+        rc, out, err = self.outputs[argv[2]]
+        return rc, out if isinstance(out, str) else json.dumps(out), err
+
+
+def params(package_dir, **extra):
+    result = {'package_dir': package_dir, 'type': 'both', 'vexinspect': None, 'collector_timeout': None}
+    result.update(extra)
+    return result
+
+
+# --- every verdict ---------------------------------------------------------
+
+def test_ready(tmp_path):
+    module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.READY_SOFT, '')})
+    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    assert result['changed'] is False
+    assert result['verdict'] == 'ready'
+    assert result['checks']['hard']['verdict'] == 'ready'
+    assert result['checks']['soft']['verdict'] == 'ready'
+    assert result['checks']['hard']['reported'] == []
+    assert result['checks']['hard']['exit_status'] == 255
+    assert result['system_id'] == '0x0A1C'
+    assert result['system_id_origin'] == 'revision-two-byte'
+    assert result['smbios_source'] == 'sysfs'
+    assert result['vexinspect'] == '/usr/bin/vexinspect'
+    assert [c[2] for c in module.commands] == ['hard', 'soft']
+    assert module.commands[0] == ['/usr/bin/vexinspect', 'explain', 'hard', '--package-dir', str(tmp_path), '--json']
+
+
+def test_blocked_reports_every_dependency_with_its_download_path(tmp_path):
+    module = FakeModule({'hard': (0, docs.BLOCKED_HARD, '')})
+    result = vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+    hard = result['checks']['hard']
+    assert result['verdict'] == 'blocked'
+    assert 'soft' not in result['checks']
+    assert hard['exit_status'] == 1
+    assert [(r['name'], r['state'], r['current_version'], r['download_path']) for r in hard['reported']] == [
+        ('Unmet A', 'unmet', '1.9', docs.BASE + 'A/a.bin'),
+        ('Failed B', 'failed', None, docs.BASE + 'B/b.bin'),
+        ('Unmet A', 'unmet', '1.0', docs.BASE + 'C/a.bin'),
+    ]
+    assert hard['reported'][0]['required_version'] == '2.0'
+    assert hard['reported'][0]['recommended_version'] is None
+    assert hard['reported'][1]['error_message'] == 'device did not answer'
+    assert [r['kind'] for r in hard['reasons']] == ['unmet', 'inventory-failed', 'unmet']
+    assert hard['reasons'][0]['release_id'] == 'RA'
+    assert hard['failed_inventories'] == [{'release_id': 'RB', 'outcome': 'failed', 'message': 'device did not answer'}]
+    assert [c['release_id'] for c in hard['collectors']] == ['RA', 'RB', 'RC']
+
+
+def test_recommended(tmp_path):
+    module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.RECOMMENDED_SOFT, '')})
+    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    soft = result['checks']['soft']
+    assert result['verdict'] == 'recommended'
+    assert soft['verdict'] == 'recommended'
+    assert soft['exit_status'] == 2
+    assert soft['reported'][0]['recommended_version'] == '3.1'
+    assert soft['reported'][0]['required_version'] is None
+    assert soft['reported'][0]['current_version'] == '3.0.9'
+
+
+def test_unverifiable(tmp_path):
+    module = FakeModule({'hard': (0, docs.UNVERIFIABLE_HARD, ''), 'soft': (0, docs.RECOMMENDED_SOFT, '')})
+    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    hard = result['checks']['hard']
+    # Unverifiable hard dependencies outweigh a soft recommendation.
+    assert result['verdict'] == 'unverifiable'
+    assert hard['verdict'] == 'unverifiable'
+    assert hard['failed_inventories'] == [{'release_id': 'RE', 'outcome': 'timed-out',
+                                           'message': 'collector timed out'}]
+    assert hard['collectors'][0]['timed_out'] is True
+    assert hard['reasons'][0]['kind'] == 'inventory-timed-out'
+    # The hard run read no table; the soft run's document has the system ID.
+    assert result['system_id'] == '0x0A1C'
+
+
+def test_host_verdict_order():
+    verdict = vexdep_check.host_verdict
+    assert verdict({'hard': {'verdict': 'blocked'}, 'soft': {'verdict': 'recommended'}}) == 'blocked'
+    assert verdict({'hard': {'verdict': 'unverifiable'}, 'soft': {'verdict': 'ready'}}) == 'unverifiable'
+    assert verdict({'hard': {'verdict': 'ready'}, 'soft': {'verdict': 'recommended'}}) == 'recommended'
+    assert verdict({'hard': {'verdict': 'ready'}, 'soft': {'verdict': 'unverifiable'}}) == 'ready'
+    assert verdict({'soft': {'verdict': 'unverifiable'}}) == 'unverifiable'
+    assert verdict({'hard': {'verdict': 'ready'}}) == 'ready'
+
+
+def test_collector_timeout_is_passed_through(tmp_path):
+    module = FakeModule({'hard': (0, docs.READY_HARD, '')})
+    vexdep_check.run_check(module, params(str(tmp_path), type='hard', collector_timeout='config'))
+    assert module.commands[0][-2:] == ['--collector-timeout', 'config']
+    module = FakeModule({'soft': (0, docs.READY_SOFT, '')})
+    vexdep_check.run_check(module, params(str(tmp_path), type='soft', collector_timeout=' 045 '))
+    assert module.commands[0][-2:] == ['--collector-timeout', '45']
+    assert module.commands[0][2] == 'soft'
+
+
+# --- failure messages --------------------------------------------------------
+
+@pytest.mark.parametrize('value', ['0', '-3', 'forever', '1.5', ''])
+def test_bad_collector_timeout(tmp_path, value):
+    with pytest.raises(CheckError, match='collector_timeout must be config, none or a positive whole number'):
+        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), collector_timeout=value))
+
+
+def test_no_such_package_directory(tmp_path):
+    missing = str(tmp_path / 'nowhere')
+    with pytest.raises(CheckError, match='package directory %s does not exist' % missing):
+        vexdep_check.run_check(FakeModule({}), params(missing))
+
+
+def test_package_directory_is_a_file(tmp_path):
+    path = tmp_path / 'package.xml'
+    path.write_text('x')
+    with pytest.raises(CheckError, match='is not a directory'):
+        vexdep_check.run_check(FakeModule({}), params(str(path)))
+
+
+def test_no_vexinspect_on_path(tmp_path):
+    with pytest.raises(CheckError, match='vexinspect not found on PATH'):
+        vexdep_check.run_check(FakeModule({}, on_path=None), params(str(tmp_path)))
+
+
+def test_given_vexinspect_missing(tmp_path):
+    with pytest.raises(CheckError, match='vexinspect not found: /opt/none/vexinspect does not exist'):
+        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), vexinspect='/opt/none/vexinspect'))
+
+
+def test_given_vexinspect_not_executable(tmp_path):
+    path = tmp_path / 'vexinspect'
+    path.write_text('#!/bin/sh\n')
+    with pytest.raises(CheckError, match='is not an executable file'):
+        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), vexinspect=str(path)))
+
+
+def test_vexinspect_fails(tmp_path):
+    module = FakeModule({'hard': (66, '', 'vexinspect explain: /p: No such file or directory\n')})
+    with pytest.raises(CheckError) as error:
+        vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+    assert str(error.value) == ('vexinspect explain hard failed with exit status 66: '
+                                'vexinspect explain: /p: No such file or directory')
+
+
+def test_vexinspect_prints_no_json(tmp_path):
+    module = FakeModule({'hard': (0, 'Explanation of vexdepcheck hard\n', '')})
+    with pytest.raises(CheckError, match='vexinspect explain hard printed no JSON document'):
+        vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+
+
+def test_other_schema_version_is_refused(tmp_path):
+    document = dict(docs.READY_HARD, schemaVersion=2)
+    with pytest.raises(CheckError, match='printed schemaVersion 2; this collection reads version 1'):
+        vexdep_check.run_check(FakeModule({'hard': (0, document, '')}), params(str(tmp_path), type='hard'))
+
+
+# --- the module as Ansible runs it -------------------------------------------
+
+def run_main(monkeypatch, capsys, args):
+    monkeypatch.setattr(basic, '_ANSIBLE_ARGS', to_bytes(json.dumps({'ANSIBLE_MODULE_ARGS': args})))
+    with pytest.raises(SystemExit):
+        vexdep_check.main()
+    return json.loads(capsys.readouterr().out)
+
+
+def fake_vexinspect(tmp_path, document):
+    """An executable that records its arguments and prints the document."""
+    record = tmp_path / 'argv.json'
+    script = tmp_path / 'vexinspect'
+    script.write_text('#!%s\nimport json, sys\njson.dump(sys.argv[1:], open(%r, "w"))\nprint(%r)\n'
+                      % (sys.executable, str(record), json.dumps(document)))
+    script.chmod(script.stat().st_mode | stat.S_IXUSR)
+    return str(script), record
+
+
+def test_main_in_check_mode(monkeypatch, capsys, tmp_path):
+    package = tmp_path / 'pkg; touch hacked'
+    package.mkdir()
+    vexinspect, record = fake_vexinspect(tmp_path, docs.BLOCKED_HARD)
+    result = run_main(monkeypatch, capsys, {'package_dir': str(package), 'type': 'hard', 'vexinspect': vexinspect,
+                                            '_ansible_check_mode': True})
+    assert result['changed'] is False
+    assert 'failed' not in result
+    assert result['checks']['hard']['verdict'] == 'blocked'
+    # The directory name reaches vexinspect as one argument, through no shell.
+    assert json.loads(record.read_text()) == ['explain', 'hard', '--package-dir', str(package), '--json']
+    assert not (tmp_path / 'hacked').exists()
+
+
+def test_main_fails_with_the_reason(monkeypatch, capsys, tmp_path):
+    result = run_main(monkeypatch, capsys, {'package_dir': str(tmp_path / 'gone'), 'vexinspect': '/bin/true'})
+    assert result['failed'] is True
+    assert result['changed'] is False
+    assert result['msg'] == 'package directory %s does not exist' % (tmp_path / 'gone')
+
+
+# --- a package archive: unpacked privately, removed afterwards ---------------
+
+def make_archive(tmp_path, members):
+    import io
+    import tarfile
+    path = tmp_path / 'package.tar.gz'
+    with tarfile.open(str(path), 'w:gz') as tar:
+        for name, content in members.items():
+            info = tarfile.TarInfo(name)
+            info.size = len(content)
+            tar.addfile(info, io.BytesIO(content))
+    return str(path)
+
+
+def test_archive_is_checked_in_a_private_directory_and_removed(tmp_path, monkeypatch):
+    monkeypatch.setenv('TMPDIR', str(tmp_path))
+    import tempfile
+    monkeypatch.setattr(tempfile, 'tempdir', None)
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>', 'REL001/collect.sh': b'#!/bin/sh\n'})
+    seen = {}
+
+    class Recording(FakeModule):
+        def run_command(self, argv, check_rc=False):
+            directory = argv[4]
+            seen['files'] = sorted(os.listdir(directory))
+            seen['mode'] = stat.S_IMODE(os.stat(directory).st_mode)
+            seen['directory'] = directory
+            return FakeModule.run_command(self, argv, check_rc)
+
+    module = Recording({'hard': (0, docs.READY_HARD, '')})
+    result = vexdep_check.run_check(module, {'package_archive': archive, 'type': 'hard'})
+    assert result['verdict'] == 'ready'
+    assert seen['files'] == ['REL001', 'package.xml']
+    assert seen['mode'] == 0o700
+    assert os.path.dirname(seen['directory']) == str(tmp_path)
+    assert not os.path.exists(seen['directory'])
+
+
+def test_archive_leaving_the_package_is_refused(tmp_path):
+    archive = make_archive(tmp_path, {'../escape.xml': b'x'})
+    with pytest.raises(CheckError, match='holds ../escape.xml, which would not stay inside the package'):
+        vexdep_check.run_check(FakeModule({}), {'package_archive': archive, 'type': 'hard'})
+
+
+def test_missing_archive(tmp_path):
+    with pytest.raises(CheckError, match='package archive %s does not exist' % (tmp_path / 'x.tar.gz')):
+        vexdep_check.run_check(FakeModule({}), {'package_archive': str(tmp_path / 'x.tar.gz'), 'type': 'hard'})
+
+
+def test_archive_that_is_no_archive(tmp_path):
+    path = tmp_path / 'x.tar.gz'
+    path.write_text('not a tar')
+    with pytest.raises(CheckError, match='cannot be unpacked'):
+        vexdep_check.run_check(FakeModule({}), {'package_archive': str(path), 'type': 'hard'})
