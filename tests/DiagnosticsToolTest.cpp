@@ -254,6 +254,124 @@ TEST(VexinspectSmbios, AgreesWithDmidecodeOnADumpOfTheTestBuilder)
     }
 }
 
+namespace
+{
+#define SKIP_WITHOUT_DMIDECODE()                                                                                       \
+    if (!FileExists(kDmidecode))                                                                                       \
+    GTEST_SKIP() << "dmidecode is not installed"
+
+// The SMBIOS version dmidecode prints ("SMBIOS 3.1.1 present.") and the note
+// it prints on standard error when it fixes a version up, or empty.
+struct DmidecodeVersion
+{
+    std::string strVersion;
+    std::string strNote;
+};
+
+DmidecodeVersion DmidecodeEntryPointVersion(const std::string& strDump)
+{
+    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-t", "0"}, "/");
+    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
+    DmidecodeVersion version;
+    static const std::regex rePresent("SMBIOS ([0-9.]+) present\\.");
+    for (const std::string& strLine : Lines(result.strStdout))
+    {
+        std::smatch match;
+        if (std::regex_match(strLine, match, rePresent))
+        {
+            version.strVersion = match[1];
+        }
+    }
+    for (const std::string& strLine : Lines(result.strStderr))
+    {
+        if (strLine.compare(0, 20, "SMBIOS version fixup") == 0)
+        {
+            version.strNote = strLine;
+        }
+    }
+    return version;
+}
+
+// vexinspect smbios shows the version of the dump as dmidecode does, in JSON
+// and text, with dmidecode's note when dmidecode fixes the version up.
+// strForm is what the dump was built to be (dmidecode's version) and bFixup
+// whether it was built with version bytes dmidecode fixes up.
+void ExpectEntryPointVersionAgreesWithDmidecode(const std::string& strDump, const std::string& strForm, bool bFixup)
+{
+    const DmidecodeVersion dmidecode = DmidecodeEntryPointVersion(strDump);
+    ASSERT_EQ(dmidecode.strVersion, strForm);
+    ASSERT_EQ(dmidecode.strNote.empty(), !bFixup) << dmidecode.strNote;
+
+    const CommandResult json = RunCommand({kInspect, "smbios", "--from-dump", strDump, "--json"}, "/");
+    ASSERT_EQ(json.nExitStatus, 0) << json.strStderr;
+    const Json document = Json::parse(json.strStdout);
+    EXPECT_EQ(document["entryPointVersion"], dmidecode.strVersion);
+    if (bFixup)
+    {
+        EXPECT_EQ(document["entryPointVersionNote"], dmidecode.strNote);
+    }
+    else
+    {
+        EXPECT_TRUE(document["entryPointVersionNote"].is_null()) << document["entryPointVersionNote"];
+    }
+
+    const CommandResult text = RunCommand({kInspect, "smbios", "--from-dump", strDump}, "/");
+    ASSERT_EQ(text.nExitStatus, 0) << text.strStderr;
+    const std::vector<std::string> vLines = Lines(text.strStdout);
+    ASSERT_FALSE(vLines.empty());
+    EXPECT_EQ(vLines[0], "Source              : dump file " + strDump + ", entry point " + dmidecode.strVersion +
+                             (bFixup ? "; " + dmidecode.strNote : ""));
+}
+
+// The 32-bit entry point versions dmidecode fixes up, each with its note.
+void ExpectFixedUpVersionAgreesWithDmidecode(uint8_t nMinor, const std::string& strFixed)
+{
+    TempDir dir;
+    EntryPoint2Options options;
+    options.nMinor = nMinor;
+    WriteFile(dir.File("table.dump"), SmbiosDumpImage2(IdentityTable(0x0B), options, 6));
+    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), strFixed, true);
+}
+
+} // namespace
+
+TEST(VexinspectSmbios, ShowsA3xVersionWithItsDocRevisionAsDmidecodeDoes)
+{
+    SKIP_WITHOUT_DMIDECODE();
+    TempDir dir;
+    EntryPoint3Options options;
+    options.nMinor = 1;
+    options.nDocRevision = 1;
+    WriteFile(dir.File("table.dump"), SmbiosDumpImage3(IdentityTable(0x0B), options));
+    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), "3.1.1", false);
+}
+
+TEST(VexinspectSmbios, ShowsA2xVersionAsDmidecodeDoes)
+{
+    SKIP_WITHOUT_DMIDECODE();
+    TempDir dir;
+    WriteFile(dir.File("table.dump"), SmbiosDumpImage2(IdentityTable(0x0B), EntryPoint2Options(), 6));
+    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), "2.8", false);
+}
+
+TEST(VexinspectSmbios, ShowsTheFixupOf2_31AsDmidecodeDoes)
+{
+    SKIP_WITHOUT_DMIDECODE();
+    ExpectFixedUpVersionAgreesWithDmidecode(31, "2.3");
+}
+
+TEST(VexinspectSmbios, ShowsTheFixupOf2_33AsDmidecodeDoes)
+{
+    SKIP_WITHOUT_DMIDECODE();
+    ExpectFixedUpVersionAgreesWithDmidecode(33, "2.3");
+}
+
+TEST(VexinspectSmbios, ShowsTheFixupOf2_51AsDmidecodeDoes)
+{
+    SKIP_WITHOUT_DMIDECODE();
+    ExpectFixedUpVersionAgreesWithDmidecode(51, "2.6");
+}
+
 TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
 {
     ASSERT_TRUE(FileExists(kDmidecode)) << "dmidecode is missing: make deps installs it";
@@ -425,12 +543,34 @@ TEST_F(VexinspectGolden, SmbiosText)
     EXPECT_EQ(result.strStdout, Expected("smbios-r760.txt"));
 }
 
+TEST_F(VexinspectGolden, ExplainSaysWhenTheRevisionStructureIsTooShortForTheSystemId)
+{
+    // The maker's OEM strings, then a revision structure of formatted length
+    // 4 whose empty string set ends the table.
+    WriteFile(m_dumps.File("short.dump"),
+              SmbiosDumpImage2(SmbiosTable({OemStringsStructure(kOEMStrings), SmbiosStructure(0xD0, "")}, false)));
+    const CommandResult result = RunCommand(
+        {kInspect, "explain", "hard", "--package-dir", m_package.Path(), "--smbios-dump", m_dumps.File("short.dump")},
+        "/");
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    const std::string strWhy = "none (revision structure (type 208) too short to hold a system ID (formatted length "
+                               "4), and the table ends before the byte at offset 6: physical-memory fallback, which "
+                               "gives none: empty ID)";
+    EXPECT_NE(result.strStdout.find("\nSystem ID          : " + strWhy + "\n"), std::string::npos) << result.strStdout;
+    // The platform step of a dependency with a platform list says the same.
+    EXPECT_NE(result.strStdout.find("0x0A1C, 0x0A1D listed; this machine is " + strWhy + ": does not apply\n"),
+              std::string::npos)
+        << result.strStdout;
+    EXPECT_EQ(result.strStdout.find("no revision structure"), std::string::npos) << result.strStdout;
+}
+
 TEST_F(VexinspectGolden, SmbiosJson)
 {
     const CommandResult result =
         RunCommand({kInspect, "smbios", "--from-dump", m_dumps.File("r760.dump"), "--json"}, "/");
     ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
     const Json json = Json::parse(result.strStdout);
+    EXPECT_EQ(result.strStdout.rfind("{\n  \"schemaVersion\": 1,\n", 0), 0u) << result.strStdout;
     EXPECT_EQ(json["command"], "smbios");
     EXPECT_EQ(json["tableRead"], true);
     EXPECT_EQ(json["source"], "dump-file");

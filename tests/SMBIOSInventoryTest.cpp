@@ -339,6 +339,8 @@ TEST_F(SMBIOSInventoryTest, SysfsWith2xEntryPointHoldsTheWholeTableFile)
     EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceSysfs);
     EXPECT_EQ(inventory.GetEntryPointMajorVersion(), 2u);
     EXPECT_EQ(inventory.GetEntryPointMinorVersion(), 7u);
+    EXPECT_FALSE(inventory.IsEntryPoint64Bit());
+    EXPECT_EQ(inventory.GetEntryPointDocRevision(), 0u);
     EXPECT_EQ(inventory.GetManufacturerName(), "Example Systems");
 
     const std::vector<std::string> vMessages = Messages();
@@ -363,6 +365,7 @@ TEST_F(SMBIOSInventoryTest, SysfsWith3xEntryPointIsAcceptedAndTheWholeFileIsTheT
     options.nMaxTableSize = 10; // smaller than the file: the file is taken whole anyway
     options.nMajor = 3;
     options.nMinor = 4;
+    options.nDocRevision = 1;
     WriteSysfs(SmbiosEntryPoint3(options), strTable);
     InspectableSMBIOSInventory inventory(Sources());
     EXPECT_EQ(inventory.FetchRawBIOSTable(), 1);
@@ -370,6 +373,8 @@ TEST_F(SMBIOSInventoryTest, SysfsWith3xEntryPointIsAcceptedAndTheWholeFileIsTheT
     EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceSysfs);
     EXPECT_EQ(inventory.GetEntryPointMajorVersion(), 3u);
     EXPECT_EQ(inventory.GetEntryPointMinorVersion(), 4u);
+    EXPECT_TRUE(inventory.IsEntryPoint64Bit());
+    EXPECT_EQ(inventory.GetEntryPointDocRevision(), 1u);
     EXPECT_EQ(inventory.GetSystemID(), "0x0b");
 }
 

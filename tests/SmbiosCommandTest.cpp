@@ -55,14 +55,18 @@ TEST(SmbiosCommand, ADumpIsShownAsJson)
     std::string strOut;
     std::string strErr;
     ASSERT_EQ(RunSmbios(options, strOut, strErr), 0);
-    const nlohmann::json json = nlohmann::json::parse(strOut);
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(strOut);
+    ASSERT_FALSE(json.empty());
+    EXPECT_EQ(json.begin().key(), "schemaVersion");
+    EXPECT_EQ(json["schemaVersion"], 1);
     EXPECT_EQ(json["command"], "smbios");
     EXPECT_EQ(json["source"], "dump-file");
-    EXPECT_EQ(json["entryPointVersion"], "3.2");
+    EXPECT_EQ(json["entryPointVersion"], "3.2.0");
+    EXPECT_TRUE(json["entryPointVersionNote"].is_null());
     EXPECT_EQ(json["manufacturer"], "Brix");
     EXPECT_EQ(json["productName"], "Server R1");
     EXPECT_EQ(json["serialNumber"], "SN0001");
-    EXPECT_EQ(json["oemStrings"], nlohmann::json({"Brix System", "5[0000]"}));
+    EXPECT_EQ(json["oemStrings"], nlohmann::ordered_json({"Brix System", "5[0000]"}));
     EXPECT_EQ(json["systemID"], "0x0b");
 }
 
@@ -91,4 +95,38 @@ TEST(SmbiosCommand, AMissingDumpIsReported)
     EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitUnusableInput);
     EXPECT_TRUE(strOut.empty());
     EXPECT_EQ(strErr.find("vexinspect smbios: cannot open " + dir.File("absent.dump")), 0u) << strErr;
+}
+
+TEST(SmbiosCommand, TheJsonOfADumpWithoutATableStillStartsWithItsSchemaVersion)
+{
+    TempDir dir;
+    EntryPoint2Options broken;
+    broken.bBreakIntermediateAnchor = true;
+    WriteFile(dir.File("broken.dump"), SmbiosDumpImage2(kTable, broken));
+    SSmbiosOptions options;
+    options.strFromDump = dir.File("broken.dump");
+    options.bJson = true;
+    std::string strOut;
+    std::string strErr;
+    EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitNoTable);
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(strOut);
+    ASSERT_FALSE(json.empty());
+    EXPECT_EQ(json.begin().key(), "schemaVersion");
+    EXPECT_EQ(json["schemaVersion"], 1);
+    EXPECT_EQ(json["tableRead"], false);
+}
+
+TEST(SmbiosCommand, AFixedUpVersionIsShownWithDmidecodesNote)
+{
+    TempDir dir;
+    EntryPoint2Options fixedUp;
+    fixedUp.nMinor = 31;
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(kTable, fixedUp));
+    SSmbiosOptions options;
+    options.strFromDump = dir.File("server.dump");
+    std::string strOut;
+    std::string strErr;
+    ASSERT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitTableRead);
+    EXPECT_EQ(strOut.substr(0, strOut.find('\n') + 1), "Source              : dump file " + dir.File("server.dump") +
+                                                           ", entry point 2.3; SMBIOS version fixup (2.31 -> 2.3).\n");
 }

@@ -16,12 +16,17 @@ class SmbiosSummaryTest : public ::testing::Test
 {
 protected:
     SMBIOSSources Sources() const { return vextest::SmbiosSourcesIn(m_dir.Path()); }
-    void WriteSysfs(const std::string& strTable) const
+    void WriteSysfs(const std::string& strTable, unsigned int nMinor = 7) const
     {
         EntryPoint2Options options;
-        options.nMinor = 7;
+        options.nMinor = static_cast<uint8_t>(nMinor);
         options.nTableLength = static_cast<uint16_t>(strTable.size());
         WriteFile(m_dir.File("smbios_entry_point"), SmbiosEntryPoint2(options));
+        WriteFile(m_dir.File("DMI"), strTable);
+    }
+    void WriteSysfs3(const std::string& strTable, const EntryPoint3Options& options) const
+    {
+        WriteFile(m_dir.File("smbios_entry_point"), SmbiosEntryPoint3(options));
         WriteFile(m_dir.File("DMI"), strTable);
     }
 
@@ -136,6 +141,9 @@ TEST_F(SmbiosSummaryTest, JsonForm)
     EXPECT_EQ(json["structureCounts"][2]["count"], 2);
     EXPECT_EQ(json["systemID"], "0x07C1");
     EXPECT_EQ(json["systemIDOrigin"], "revision-two-byte");
+    EXPECT_EQ(json["revisionStructureLength"], 10);
+    EXPECT_EQ(json["revisionStructureTooShort"], false);
+    EXPECT_TRUE(json["entryPointVersionNote"].is_null());
 }
 
 TEST(SmbiosSummaryWords, EveryOriginHasItsKeyAndWords)
@@ -176,4 +184,235 @@ TEST(SmbiosSummaryWords, SourcesAndVersions)
     EXPECT_EQ(CSmbiosSummary::EntryPointVersion(0, 0), "");
     EXPECT_EQ(CSmbiosSummary::StructureTypeName(11), "OEM strings");
     EXPECT_EQ(CSmbiosSummary::StructureTypeName(150), "");
+}
+
+// ---------------------------------------------------------------------------
+// The entry point version as dmidecode shows it
+// ---------------------------------------------------------------------------
+
+TEST_F(SmbiosSummaryTest, A64BitEntryPointShowsItsDocRevision)
+{
+    EntryPoint3Options options;
+    options.nMinor = 1;
+    options.nDocRevision = 1;
+    WriteSysfs3(kTable, options);
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    ASSERT_TRUE(summary.bTableRead);
+    EXPECT_TRUE(summary.bEntryPoint64Bit);
+    EXPECT_EQ(summary.nEntryPointDocRevision, 1u);
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "3.1.1");
+    EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), "");
+    EXPECT_EQ(CSmbiosSummary::SourceText(summary), "sysfs, entry point 3.1.1");
+    const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
+    EXPECT_EQ(json["entryPointVersion"], "3.1.1");
+    EXPECT_TRUE(json["entryPointVersionNote"].is_null());
+}
+
+TEST_F(SmbiosSummaryTest, A64BitEntryPointWithDocRevision0ShowsThreeParts)
+{
+    EntryPoint3Options options;
+    options.nMinor = 2;
+    WriteSysfs3(kTable, options);
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "3.2.0");
+    const std::string strText = CSmbiosSummary::ToText(summary);
+    EXPECT_EQ(strText.substr(0, strText.find('\n') + 1), "Source              : sysfs, entry point 3.2.0\n");
+}
+
+TEST_F(SmbiosSummaryTest, A32BitEntryPointShowsMajorAndMinor)
+{
+    WriteSysfs(kTable, 8);
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_FALSE(summary.bEntryPoint64Bit);
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "2.8");
+    EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), "");
+    EXPECT_EQ(CSmbiosSummary::SourceText(summary), "sysfs, entry point 2.8");
+}
+
+TEST_F(SmbiosSummaryTest, KnownBadVersionBytesOfA32BitEntryPointAreFixedUpWithANote)
+{
+    const std::vector<std::pair<unsigned int, std::string>> vFixups = {{31, "2.3"}, {33, "2.3"}, {51, "2.6"}};
+    for (const auto& fixup : vFixups)
+    {
+        SCOPED_TRACE(fixup.first);
+        WriteSysfs(kTable, fixup.first);
+        const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+        ASSERT_TRUE(summary.bTableRead);
+        // The reader keeps the bytes as they are; only the display changes.
+        EXPECT_EQ(summary.nEntryPointMinor, fixup.first);
+        const std::string strNote =
+            "SMBIOS version fixup (2." + std::to_string(fixup.first) + " -> " + fixup.second + ").";
+        EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), fixup.second);
+        EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), strNote);
+        EXPECT_EQ(CSmbiosSummary::SourceText(summary), "sysfs, entry point " + fixup.second + "; " + strNote);
+        const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
+        EXPECT_EQ(json["entryPointVersion"], fixup.second);
+        EXPECT_EQ(json["entryPointVersionNote"], strNote);
+    }
+}
+
+TEST(SmbiosSummaryWords, OnlyThe32BitEntryPointVersionsDmidecodeKnowsAreFixedUp)
+{
+    SSmbiosSummary summary;
+    summary.bTableRead = true;
+    summary.nEntryPointMajor = 2;
+    summary.nEntryPointMinor = 32;
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "2.32");
+    EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), "");
+    summary.nEntryPointMajor = 3;
+    summary.nEntryPointMinor = 31;
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "3.31");
+    // A 64-bit entry point is never fixed up.
+    summary.bEntryPoint64Bit = true;
+    summary.nEntryPointMajor = 2;
+    summary.nEntryPointMinor = 31;
+    summary.nEntryPointDocRevision = 4;
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), "2.31.4");
+    EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), "");
+    // No entry point version at all.
+    EXPECT_EQ(CSmbiosSummary::DisplayedVersion(SSmbiosSummary()), "");
+}
+
+// ---------------------------------------------------------------------------
+// A revision structure too short to hold the system ID
+// ---------------------------------------------------------------------------
+
+namespace
+{
+const std::string kMakerStrings = OemStringsStructure({"Brix System"});
+}
+
+TEST_F(SmbiosSummaryTest, AShortRevisionStructureAtTheTableEndFallsBackToPhysicalMemory)
+{
+    // Formatted length 4 and an empty string set end the table 6 bytes in.
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}, false));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    ASSERT_TRUE(summary.bTableRead);
+    EXPECT_EQ(summary.vStructureCounts, (std::vector<std::pair<unsigned int, int>>{{11, 1}, {208, 1}}));
+    EXPECT_TRUE(summary.bRevisionStructure);
+    EXPECT_EQ(summary.nRevisionLength, 4u);
+    EXPECT_TRUE(summary.bRevisionTooShort);
+    // The checker's own result: no physical memory here, no ID.
+    CSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(summary.strSystemID, inventory.GetSystemID());
+    EXPECT_EQ(summary.eSystemIdOrigin, inventory.GetSystemIdOrigin());
+    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdMemoryUnavailable);
+
+    const std::string strText = CSmbiosSummary::ToText(summary);
+    EXPECT_NE(strText.find("System ID           : none (revision structure (type 208) too short to hold a system ID "
+                           "(formatted length 4), and the table ends before the byte at offset 6: physical-memory "
+                           "fallback, which gives none: empty ID)\n"),
+              std::string::npos)
+        << strText;
+    EXPECT_EQ(strText.find("no revision structure"), std::string::npos) << strText;
+    const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
+    EXPECT_EQ(json["systemID"], "");
+    EXPECT_EQ(json["systemIDOrigin"], "memory-unavailable");
+    EXPECT_EQ(json["revisionStructureLength"], 4);
+    EXPECT_EQ(json["revisionStructureTooShort"], true);
+}
+
+TEST_F(SmbiosSummaryTest, AShortRevisionStructureAtTheTableEndTakesTheIdFromPhysicalMemory)
+{
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}, false));
+    SmbiosMemoryImage image;
+    image.SetTwoByteSystemId(0x07C1);
+    image.WriteTo(m_dir.File("mem"));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(summary.strSystemID, "0x07c1");
+    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdMemoryTwoByte);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
+              "0x07c1 (revision structure (type 208) too short to hold a system ID (formatted length 4), and the "
+              "table ends before the byte at offset 6: physical-memory fallback, two bytes at 0xFE840)");
+}
+
+TEST_F(SmbiosSummaryTest, AShortRevisionStructureLendsTheCheckerTheByteBehindIt)
+{
+    // Behind the empty string set comes the end structure: its type, 127, is
+    // the byte at offset 6.
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(summary.strSystemID, "0x7f");
+    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdRevisionSingleByte);
+    EXPECT_TRUE(summary.bRevisionTooShort);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
+              "0x7f (revision structure (type 208) too short to hold a system ID (formatted length 4): the single "
+              "byte at offset 6 is taken from the bytes behind it)");
+}
+
+TEST_F(SmbiosSummaryTest, AMarkerWithoutRoomForTheTwoByteIdIsTooShort)
+{
+    // Formatted length 8: the marker at 6 is inside, the ID at 8 is the
+    // empty string set behind it.
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE\0", 4))}));
+    SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(summary.strSystemID, "0x0000");
+    EXPECT_EQ(summary.nRevisionLength, 8u);
+    EXPECT_TRUE(summary.bRevisionTooShort);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
+              "0x0000 (revision structure (type 208) too short to hold a system ID (formatted length 8): it has the "
+              "marker 0xFE, and the two-byte ID at offset 8 is taken from the bytes behind it)");
+
+    // Formatted length 7 at the end of the table: the two bytes at 8 are not
+    // all in it.
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE", 3))}, false));
+    summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(summary.strSystemID, "");
+    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdRevisionTwoByteMissing);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
+              "none (revision structure (type 208) too short to hold a system ID (formatted length 7): it has the "
+              "marker 0xFE, and the table ends before the two-byte ID at offset 8: empty ID)");
+}
+
+TEST_F(SmbiosSummaryTest, ASingleByteIdNeedsNoRoomForATwoByteOne)
+{
+    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\x0B", 3))}));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_EQ(summary.strSystemID, "0x0b");
+    EXPECT_EQ(summary.nRevisionLength, 7u);
+    EXPECT_FALSE(summary.bRevisionTooShort);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), "0x0b (from the revision structure (type 208), single byte)");
+}
+
+TEST_F(SmbiosSummaryTest, OnAnotherMakersSystemAShortRevisionStructureIsNotRead)
+{
+    WriteSysfs(SmbiosTable({OemStringsStructure({"Other"}), SmbiosStructure(0xD0, "")}));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_TRUE(summary.bRevisionTooShort);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), "none (the first OEM string is not \"Brix System\")");
+    EXPECT_EQ(CSmbiosSummary::ToJson(summary)["revisionStructureTooShort"], true);
+}
+
+TEST_F(SmbiosSummaryTest, WithoutARevisionStructureNothingIsTooShort)
+{
+    WriteSysfs(SmbiosTable({kMakerStrings}));
+    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
+    EXPECT_FALSE(summary.bRevisionStructure);
+    EXPECT_EQ(CSmbiosSummary::ShortRevisionLength(summary), 0u);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), "none (no revision structure, and physical memory gives none)");
+    const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
+    EXPECT_TRUE(json["revisionStructureLength"].is_null());
+    EXPECT_EQ(json["revisionStructureTooShort"], false);
+}
+
+TEST(SmbiosSummaryWords, EveryOriginThatReadsTheRevisionStructureSaysItIsTooShort)
+{
+    for (const CSMBIOSInventory::eSystemIdOrigin eOrigin :
+         {CSMBIOSInventory::eSystemIdRevisionSingleByte, CSMBIOSInventory::eSystemIdRevisionTwoByte,
+          CSMBIOSInventory::eSystemIdRevisionTwoByteMissing, CSMBIOSInventory::eSystemIdMemorySingleByte,
+          CSMBIOSInventory::eSystemIdMemoryTwoByte, CSMBIOSInventory::eSystemIdMemoryUnavailable})
+    {
+        const std::string strText = CSmbiosSummary::TooShortOriginText(eOrigin, 5);
+        EXPECT_EQ(strText.find("revision structure (type 208) too short to hold a system ID (formatted length 5)"), 0u)
+            << strText;
+        EXPECT_EQ(CSmbiosSummary::SystemIdText("0x01", eOrigin, 5), "0x01 (" + strText + ")");
+    }
+    EXPECT_EQ(CSmbiosSummary::TooShortOriginText(CSMBIOSInventory::eSystemIdNotMakerSystem, 5), "");
+    EXPECT_EQ(CSmbiosSummary::TooShortOriginText(CSMBIOSInventory::eSystemIdNotRead, 5), "");
+    EXPECT_EQ(CSmbiosSummary::SystemIdText("", CSMBIOSInventory::eSystemIdNotRead, 5), "none (not read)");
+    EXPECT_EQ(CSmbiosSummary::TooShortOriginText(CSMBIOSInventory::eSystemIdRevisionTwoByte, 5),
+              "revision structure (type 208) too short to hold a system ID (formatted length 5): the marker 0xFE at "
+              "offset 6 is taken from the bytes behind it, and the two-byte ID at offset 8 is taken from the bytes "
+              "behind it");
 }

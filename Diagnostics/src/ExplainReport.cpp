@@ -414,7 +414,8 @@ std::string PlatformListText(const std::vector<std::string>& vPlatforms)
     return strText;
 }
 
-std::string PlatformText(const SExplainedPlatform& platform)
+// nShortRevisionLength: see CSmbiosSummary::TooShortOriginText.
+std::string PlatformText(const SExplainedPlatform& platform, unsigned int nShortRevisionLength)
 {
     if (platform.vPlatforms.empty())
     {
@@ -425,7 +426,8 @@ std::string PlatformText(const SExplainedPlatform& platform)
     {
         return strListed + "no SMBIOS table could be read: check passed over";
     }
-    return strListed + "this machine is " + CSmbiosSummary::SystemIdText(platform.strSystemID, platform.eOrigin) +
+    return strListed + "this machine is " +
+           CSmbiosSummary::SystemIdText(platform.strSystemID, platform.eOrigin, nShortRevisionLength) +
            (platform.bApplies ? ": applies" : ": does not apply");
 }
 } // namespace
@@ -830,7 +832,9 @@ std::string CExplainReport::DependencyText(std::size_t nIndex, const SExplainedD
     }
     oss << "\n";
 
-    oss << "  " << Label("platform") << (dependency.platform ? PlatformText(*dependency.platform) : strNotReached)
+    oss << "  " << Label("platform")
+        << (dependency.platform ? PlatformText(*dependency.platform, CSmbiosSummary::ShortRevisionLength(m_smbios))
+                                : strNotReached)
         << "\n";
 
     oss << "  " << Label("operating system");
@@ -970,8 +974,7 @@ std::string CExplainReport::ToText() const
     oss << Label("SMBIOS") << CSmbiosSummary::SourceText(m_smbios) << "\n";
     if (m_smbios.bTableRead)
     {
-        oss << Label("System ID") << CSmbiosSummary::SystemIdText(m_smbios.strSystemID, m_smbios.eSystemIdOrigin)
-            << "\n";
+        oss << Label("System ID") << CSmbiosSummary::SystemIdText(m_smbios) << "\n";
     }
 
     for (std::size_t i = 0; i < m_vDependencies.size(); ++i)

@@ -35,6 +35,7 @@ int CSmbiosCommand::Run(std::ostream& out, std::ostream& err)
     if (m_options.bJson)
     {
         nlohmann::ordered_json json;
+        json["schemaVersion"] = nSchemaVersion;
         json["command"] = "smbios";
         json.update(CSmbiosSummary::ToJson(summary));
         out << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";

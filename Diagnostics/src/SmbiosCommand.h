@@ -23,6 +23,8 @@ public:
     static constexpr int nExitTableRead = 0;
     static constexpr int nExitNoTable = 1;
     static constexpr int nExitUnusableInput = 66;
+    // The version of the JSON document's layout, its first key.
+    static constexpr int nSchemaVersion = 1;
 
     explicit CSmbiosCommand(const SSmbiosOptions& options);
     int Run(std::ostream& out, std::ostream& err);

@@ -8,6 +8,37 @@ namespace
 // never counted.
 const unsigned int kStructureTypes = 256;
 
+// The revision structure and where the checker reads the system ID in it.
+const int kRevisionType = 208;
+const unsigned int kSingleByteIdOffset = 6;
+const unsigned int kTwoByteIdOffset = 8;
+const unsigned char kTwoByteIdMarker = 0xFE;
+
+// The 32-bit entry point versions that dmidecode replaces, and by what.
+struct SVersionFixup
+{
+    unsigned int nMajor;
+    unsigned int nMinor;
+    unsigned int nFixedMinor;
+};
+const SVersionFixup kVersionFixups[] = {{2, 31, 3}, {2, 33, 3}, {2, 51, 6}};
+
+const SVersionFixup* FindVersionFixup(const SSmbiosSummary& summary)
+{
+    if (summary.bEntryPoint64Bit)
+    {
+        return nullptr;
+    }
+    for (const SVersionFixup& fixup : kVersionFixups)
+    {
+        if (fixup.nMajor == summary.nEntryPointMajor && fixup.nMinor == summary.nEntryPointMinor)
+        {
+            return &fixup;
+        }
+    }
+    return nullptr;
+}
+
 std::string Label(const std::string& strLabel)
 {
     std::string strText = strLabel;
@@ -29,6 +60,8 @@ SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::str
     summary.eSource = inventory.GetTableSource();
     summary.nEntryPointMajor = inventory.GetEntryPointMajorVersion();
     summary.nEntryPointMinor = inventory.GetEntryPointMinorVersion();
+    summary.bEntryPoint64Bit = inventory.IsEntryPoint64Bit();
+    summary.nEntryPointDocRevision = inventory.GetEntryPointDocRevision();
     summary.strBiosVendor = inventory.GetVendorName();
     summary.strBiosVersion = inventory.GetBiosVersion();
     summary.strManufacturer = inventory.GetManufacturerName();
@@ -45,6 +78,19 @@ SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::str
     }
     summary.strSystemID = inventory.GetSystemID();
     summary.eSystemIdOrigin = inventory.GetSystemIdOrigin();
+
+    int nRevisionLength = 0;
+    unsigned char* pRevision = nullptr;
+    if (inventory.getSMBIOSStruct(&nRevisionLength, &pRevision, kRevisionType, 0) != 0 && pRevision != nullptr)
+    {
+        // The walk only offers structures whose formatted area lies inside
+        // the table, so the bytes below nRevisionLength can be read.
+        summary.bRevisionStructure = true;
+        summary.nRevisionLength = static_cast<unsigned int>(nRevisionLength);
+        summary.bRevisionTooShort =
+            summary.nRevisionLength <= kSingleByteIdOffset ||
+            (summary.nRevisionLength < kTwoByteIdOffset + 2 && pRevision[kSingleByteIdOffset] == kTwoByteIdMarker);
+    }
     return summary;
 }
 
@@ -77,6 +123,32 @@ std::string CSmbiosSummary::EntryPointVersion(unsigned int nMajor, unsigned int 
         return std::string();
     }
     return std::to_string(nMajor) + "." + std::to_string(nMinor);
+}
+
+std::string CSmbiosSummary::DisplayedVersion(const SSmbiosSummary& summary)
+{
+    if (summary.bEntryPoint64Bit)
+    {
+        return std::to_string(summary.nEntryPointMajor) + "." + std::to_string(summary.nEntryPointMinor) + "." +
+               std::to_string(summary.nEntryPointDocRevision);
+    }
+    const SVersionFixup* pFixup = FindVersionFixup(summary);
+    if (pFixup != nullptr)
+    {
+        return EntryPointVersion(pFixup->nMajor, pFixup->nFixedMinor);
+    }
+    return EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
+}
+
+std::string CSmbiosSummary::VersionFixupNote(const SSmbiosSummary& summary)
+{
+    const SVersionFixup* pFixup = FindVersionFixup(summary);
+    if (pFixup == nullptr)
+    {
+        return std::string();
+    }
+    return "SMBIOS version fixup (" + EntryPointVersion(pFixup->nMajor, pFixup->nMinor) + " -> " +
+           EntryPointVersion(pFixup->nMajor, pFixup->nFixedMinor) + ").";
 }
 
 std::string CSmbiosSummary::OriginKey(CSMBIOSInventory::eSystemIdOrigin eOrigin)
@@ -125,6 +197,42 @@ std::string CSmbiosSummary::OriginText(CSMBIOSInventory::eSystemIdOrigin eOrigin
         return "no revision structure, and physical memory gives none";
     }
     return "not read";
+}
+
+std::string CSmbiosSummary::TooShortOriginText(CSMBIOSInventory::eSystemIdOrigin eOrigin,
+                                               unsigned int nShortRevisionLength)
+{
+    const std::string strTooShort = "revision structure (type 208) too short to hold a system ID (formatted length " +
+                                    std::to_string(nShortRevisionLength) + ")";
+    // Below offset 7 even the marker is taken from behind the structure.
+    const bool bMarkerBehind = nShortRevisionLength <= kSingleByteIdOffset;
+    const std::string strMarker =
+        bMarkerBehind ? "the marker 0xFE at offset 6 is taken from the bytes behind it" : "it has the marker 0xFE";
+    const std::string strTableEnds = ", and the table ends before the byte at offset 6: physical-memory fallback";
+    switch (eOrigin)
+    {
+    case CSMBIOSInventory::eSystemIdNotRead:
+    case CSMBIOSInventory::eSystemIdNotMakerSystem:
+        break;
+    case CSMBIOSInventory::eSystemIdRevisionSingleByte:
+        return strTooShort + ": the single byte at offset 6 is taken from the bytes behind it";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByte:
+        return strTooShort + ": " + strMarker + ", and the two-byte ID at offset 8 is taken from the bytes behind it";
+    case CSMBIOSInventory::eSystemIdRevisionTwoByteMissing:
+        return strTooShort + ": " + strMarker + ", and the table ends before the two-byte ID at offset 8: empty ID";
+    case CSMBIOSInventory::eSystemIdMemorySingleByte:
+        return strTooShort + strTableEnds + ", the byte at 0xFE845 as a character";
+    case CSMBIOSInventory::eSystemIdMemoryTwoByte:
+        return strTooShort + strTableEnds + ", two bytes at 0xFE840";
+    case CSMBIOSInventory::eSystemIdMemoryUnavailable:
+        return strTooShort + strTableEnds + ", which gives none: empty ID";
+    }
+    return std::string();
+}
+
+unsigned int CSmbiosSummary::ShortRevisionLength(const SSmbiosSummary& summary)
+{
+    return summary.bRevisionStructure && summary.bRevisionTooShort ? summary.nRevisionLength : 0;
 }
 
 std::string CSmbiosSummary::StructureTypeName(unsigned int nType)
@@ -196,17 +304,27 @@ std::string CSmbiosSummary::SourceText(const SSmbiosSummary& summary)
         strText = "unknown";
         break;
     }
-    const std::string strVersion = EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
-    return strText + ", entry point " + (strVersion.empty() ? "of unknown version" : strVersion);
+    const std::string strVersion = DisplayedVersion(summary);
+    const std::string strNote = VersionFixupNote(summary);
+    return strText + ", entry point " + (strVersion.empty() ? "of unknown version" : strVersion) +
+           (strNote.empty() ? "" : "; " + strNote);
 }
 
-std::string CSmbiosSummary::SystemIdText(const std::string& strSystemID, CSMBIOSInventory::eSystemIdOrigin eOrigin)
+std::string CSmbiosSummary::SystemIdText(const std::string& strSystemID, CSMBIOSInventory::eSystemIdOrigin eOrigin,
+                                         unsigned int nShortRevisionLength)
 {
-    if (strSystemID.empty())
+    std::string strOrigin =
+        nShortRevisionLength == 0 ? std::string() : TooShortOriginText(eOrigin, nShortRevisionLength);
+    if (strOrigin.empty())
     {
-        return "none (" + OriginText(eOrigin) + ")";
+        strOrigin = OriginText(eOrigin);
     }
-    return strSystemID + " (" + OriginText(eOrigin) + ")";
+    return (strSystemID.empty() ? "none" : strSystemID) + " (" + strOrigin + ")";
+}
+
+std::string CSmbiosSummary::SystemIdText(const SSmbiosSummary& summary)
+{
+    return SystemIdText(summary.strSystemID, summary.eSystemIdOrigin, ShortRevisionLength(summary));
 }
 
 std::string CSmbiosSummary::ToText(const SSmbiosSummary& summary)
@@ -239,7 +357,7 @@ std::string CSmbiosSummary::ToText(const SSmbiosSummary& summary)
         oss << "  type " << count.first << (strName.empty() ? "" : " (" + strName + ")") << ": " << count.second
             << "\n";
     }
-    oss << Label("System ID") << SystemIdText(summary.strSystemID, summary.eSystemIdOrigin) << "\n";
+    oss << Label("System ID") << SystemIdText(summary) << "\n";
     return oss.str();
 }
 
@@ -250,8 +368,10 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["source"] = summary.bTableRead ? SourceKey(summary) : "none";
     json["dumpFile"] =
         summary.strDumpFile.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(summary.strDumpFile);
-    const std::string strVersion = EntryPointVersion(summary.nEntryPointMajor, summary.nEntryPointMinor);
+    const std::string strVersion = DisplayedVersion(summary);
     json["entryPointVersion"] = strVersion.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strVersion);
+    const std::string strNote = VersionFixupNote(summary);
+    json["entryPointVersionNote"] = strNote.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strNote);
     if (!summary.bTableRead)
     {
         return json;
@@ -273,5 +393,8 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["structureCounts"] = counts;
     json["systemID"] = summary.strSystemID;
     json["systemIDOrigin"] = OriginKey(summary.eSystemIdOrigin);
+    json["revisionStructureLength"] =
+        summary.bRevisionStructure ? nlohmann::ordered_json(summary.nRevisionLength) : nlohmann::ordered_json();
+    json["revisionStructureTooShort"] = summary.bRevisionStructure && summary.bRevisionTooShort;
     return json;
 }

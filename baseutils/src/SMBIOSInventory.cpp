@@ -49,6 +49,7 @@ const std::size_t kEntryPointLength = 31;
 // The 64-bit entry point keeps its versions one byte further on.
 const std::size_t kEntryPoint3MajorOffset = 0x07;
 const std::size_t kEntryPoint3MinorOffset = 0x08;
+const std::size_t kEntryPoint3DocRevisionOffset = 0x09;
 
 // The copy VerifySMBIOS checks the intermediate part in.
 const std::size_t kEntryPointCopyLength = 36;
@@ -137,7 +138,8 @@ CSMBIOSInventory::CSMBIOSInventory() : CSMBIOSInventory(SMBIOSSources()) {}
 CSMBIOSInventory::CSMBIOSInventory(const SMBIOSSources& sources)
     : m_tokenFlag(0), m_rawTable(nullptr), m_rawTableLength(0), m_isESXi(0), m_mapBase(nullptr),
       m_mapLength(0), m_sources(sources), m_eTableSource(eTableSourceNone), m_nEntryPointMajor(0),
-      m_nEntryPointMinor(0), m_eSystemIdOrigin(eSystemIdNotRead)
+      m_nEntryPointMinor(0), m_bEntryPoint64Bit(false), m_nEntryPointDocRevision(0),
+      m_eSystemIdOrigin(eSystemIdNotRead)
 {
     if (CPlatformLayer::IsFileExits(strEnableLogFileName))
     {
@@ -377,10 +379,17 @@ int CSMBIOSInventory::AcquireTableFromDMI()
     const int nVerified = VerifySMBIOS(pEntryPoint, nEntryPointSize);
     unsigned int nMajor = 0;
     unsigned int nMinor = 0;
+    bool bEntryPoint64Bit = false;
+    unsigned int nDocRevision = 0;
     if (nEntryPointSize > kEntryPoint3MinorOffset && std::memcmp(pEntryPoint, "_SM3_", 5) == 0)
     {
         nMajor = pEntryPoint[kEntryPoint3MajorOffset];
         nMinor = pEntryPoint[kEntryPoint3MinorOffset];
+        bEntryPoint64Bit = true;
+        if (nEntryPointSize > kEntryPoint3DocRevisionOffset)
+        {
+            nDocRevision = pEntryPoint[kEntryPoint3DocRevisionOffset];
+        }
     }
     else if (nEntryPointSize > kEntryPointMinorOffset && std::memcmp(pEntryPoint, "_SM_", 4) == 0)
     {
@@ -405,7 +414,7 @@ int CSMBIOSInventory::AcquireTableFromDMI()
     m_rawTable = pTable;
     m_rawTableLength = static_cast<uint32_t>(nTableSize);
     m_mapBase = nullptr;
-    RecordTable(eTableSourceSysfs, nMajor, nMinor);
+    RecordTable(eTableSourceSysfs, nMajor, nMinor, bEntryPoint64Bit, nDocRevision);
     return 1;
 }
 
@@ -574,13 +583,18 @@ void CSMBIOSInventory::ReleaseHeldTable()
     m_eTableSource = eTableSourceNone;
     m_nEntryPointMajor = 0;
     m_nEntryPointMinor = 0;
+    m_bEntryPoint64Bit = false;
+    m_nEntryPointDocRevision = 0;
 }
 
-void CSMBIOSInventory::RecordTable(eTableSource eSource, unsigned int nMajor, unsigned int nMinor)
+void CSMBIOSInventory::RecordTable(eTableSource eSource, unsigned int nMajor, unsigned int nMinor,
+                                   bool bEntryPoint64Bit, unsigned int nDocRevision)
 {
     m_eTableSource = eSource;
     m_nEntryPointMajor = nMajor;
     m_nEntryPointMinor = nMinor;
+    m_bEntryPoint64Bit = bEntryPoint64Bit;
+    m_nEntryPointDocRevision = nDocRevision;
 }
 
 // ---------------------------------------------------------------------------

@@ -123,6 +123,10 @@ public:
     eTableSource GetTableSource() const { return m_eTableSource; }
     unsigned int GetEntryPointMajorVersion() const { return m_nEntryPointMajor; }
     unsigned int GetEntryPointMinorVersion() const { return m_nEntryPointMinor; }
+    // Whether that entry point is the 64-bit one ("_SM3_"), and its document
+    // revision (the third part of its version; 0 for a 32-bit entry point).
+    bool IsEntryPoint64Bit() const { return m_bEntryPoint64Bit; }
+    unsigned int GetEntryPointDocRevision() const { return m_nEntryPointDocRevision; }
     // How the last system ID was obtained; changes nothing in what is read.
     eSystemIdOrigin GetSystemIdOrigin() const { return m_eSystemIdOrigin; }
 
@@ -169,7 +173,8 @@ private:
     int ScanMemoryForTable(int nFd);
     // Releases the held table the way its source requires, without logging.
     void ReleaseHeldTable();
-    void RecordTable(eTableSource eSource, unsigned int nMajor, unsigned int nMinor);
+    void RecordTable(eTableSource eSource, unsigned int nMajor, unsigned int nMinor, bool bEntryPoint64Bit = false,
+                     unsigned int nDocRevision = 0);
 
     // Structure walk over the held table: calls visit(offset, type, length)
     // for each well-formed structure until visit returns true.
@@ -192,6 +197,8 @@ private:
     eTableSource m_eTableSource;
     unsigned int m_nEntryPointMajor;
     unsigned int m_nEntryPointMinor;
+    bool m_bEntryPoint64Bit;
+    unsigned int m_nEntryPointDocRevision;
     eSystemIdOrigin m_eSystemIdOrigin;
 };
 
