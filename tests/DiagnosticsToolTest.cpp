@@ -108,6 +108,7 @@ void ExpectSmbiosAgreesWithDmidecode(const std::string& strDump)
     const CommandResult inspect = RunCommand({kInspect, "smbios", "--from-dump", strDump, "--json"}, "/");
     ASSERT_EQ(inspect.nExitStatus, 0) << inspect.strStderr;
     const Json json = Json::parse(inspect.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("smbios", inspect.strStdout), "");
 
     const std::string strManufacturer = DmidecodeString(strDump, "system-manufacturer");
     const std::string strProduct = DmidecodeString(strDump, "system-product-name");
@@ -306,6 +307,7 @@ void ExpectEntryPointVersionAgreesWithDmidecode(const std::string& strDump, cons
     ASSERT_EQ(json.nExitStatus, 0) << json.strStderr;
     const Json document = Json::parse(json.strStdout);
     EXPECT_EQ(document["entryPointVersion"], dmidecode.strVersion);
+    EXPECT_EQ(JsonSchemaErrors("smbios", json.strStdout), "");
     if (bFixup)
     {
         EXPECT_EQ(document["entryPointVersionNote"], dmidecode.strNote);
@@ -391,6 +393,7 @@ TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
     const CommandResult inspect =
         RunCommand({kInspect, "smbios", "--from-dump", dir.File("captured.bin"), "--json"}, "/");
     const Json json = Json::parse(inspect.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("smbios", inspect.strStdout), "");
     EXPECT_EQ(json["systemID"], "0x0A1C");
     EXPECT_EQ(json["systemIDOrigin"], "revision-two-byte");
 
@@ -399,6 +402,7 @@ TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
                                                Firmware::FromSysfs(SmbiosEntryPoint2(options), strTable));
     ASSERT_EQ(machine.nExitStatus, 0) << machine.strStderr;
     const Json machineJson = Json::parse(machine.strStdout);
+    EXPECT_EQ(JsonSchemaErrors("smbios", machine.strStdout), "");
     EXPECT_EQ(machineJson["source"], "sysfs");
     EXPECT_EQ(machineJson["systemID"], json["systemID"]);
     EXPECT_EQ(machineJson["oemStrings"], json["oemStrings"]);
@@ -571,6 +575,7 @@ TEST_F(VexinspectGolden, SmbiosJson)
     ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
     const Json json = Json::parse(result.strStdout);
     EXPECT_EQ(result.strStdout.rfind("{\n  \"schemaVersion\": 1,\n", 0), 0u) << result.strStdout;
+    EXPECT_EQ(JsonSchemaErrors("smbios", result.strStdout), "");
     EXPECT_EQ(json["command"], "smbios");
     EXPECT_EQ(json["tableRead"], true);
     EXPECT_EQ(json["source"], "dump-file");
@@ -1002,6 +1007,8 @@ TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWr
               Keys(explain["dependencies"][0]["checks"]["platform"]));
     EXPECT_EQ(Keys(vBlocks[0]["dependencies"][0]["versionComparisons"][0]),
               Keys(explain["dependencies"][0]["versionComparisons"][0]));
+    EXPECT_EQ(JsonSchemaErrors("smbios", vBlocks[1].dump()), "");
+    EXPECT_EQ(JsonSchemaErrors("smbios", smbios.dump()), "");
     EXPECT_EQ(Keys(vBlocks[1]), Keys(smbios));
     EXPECT_EQ(JsonSchemaErrors("lint", vBlocks[2].dump()), "");
     EXPECT_EQ(JsonSchemaErrors("lint", lint.dump()), "");
