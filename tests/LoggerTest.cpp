@@ -402,6 +402,31 @@ TEST_F(LoggerReserveTest, TheReserveIsOneMebibyteAskedForEverySixteenKibibytes)
 {
     EXPECT_EQ(CLogger::nFreeSpaceReserve, 1048576u);
     EXPECT_EQ(CLogger::nFreeSpaceCheckBytes, 16384u);
+    EXPECT_EQ(CLogger::nFreeSpaceForLastLine, 65536u);
+}
+
+TEST_F(LoggerReserveTest, WithLessThanRoomForTheLastLineTheLogStopsWithoutIt)
+{
+    g_nFreeBytes = 65535;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("never written"));
+    pLogger->log("x", 2, std::string("nor this"));
+    EXPECT_EQ(ReadFile(m_dir.File("baseutils.log")), "");
+    EXPECT_FALSE(pLogger->IsWriting());
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+}
+
+TEST_F(LoggerReserveTest, WithRoomForTheLastLineItIsWritten)
+{
+    g_nFreeBytes = 65536;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("never written"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vextest::MessageOf(vLines[0]), "CLogger::log debug log stopped: 65536 bytes free on the log's file "
+                                             "system, below the reserve of 1048576 bytes kept for the collectors");
 }
 
 TEST_F(LoggerReserveTest, BelowTheReserveTheFirstLineIsReplacedByOneLastLineThatSaysWhy)
@@ -527,7 +552,8 @@ TEST_F(LoggerTest, TheDefaultQuestionIsTheFileSystemsFreeSpace)
     struct statvfs stFs;
     ASSERT_EQ(statvfs(m_dir.Path().c_str(), &stFs), 0);
     const unsigned long long nFree = static_cast<unsigned long long>(stFs.f_bavail) * stFs.f_frsize;
-    if (nFree < 4 * CLogger::nFreeSpaceReserve && nFree >= CLogger::nFreeSpaceReserve)
+    if ((nFree < 4 * CLogger::nFreeSpaceReserve && nFree >= CLogger::nFreeSpaceReserve) ||
+        nFree < 2 * CLogger::nFreeSpaceForLastLine)
     {
         GTEST_SKIP() << "the temporary directory's free space is too close to the reserve to tell";
     }

@@ -170,11 +170,14 @@ bool CLogger::KeepsTheReserve()
     {
         return true;
     }
-    std::ostringstream ossLast;
-    ossLast << "CLogger::log debug log stopped: " << nFree
-            << " bytes free on the log's file system, below the reserve of " << nFreeSpaceReserve
-            << " bytes kept for the collectors";
-    WriteFormatted(VEXLOG_SOURCE, __LINE__, ossLast.str());
+    if (static_cast<unsigned long long>(nFree) >= nFreeSpaceForLastLine)
+    {
+        std::ostringstream ossLast;
+        ossLast << "CLogger::log debug log stopped: " << nFree
+                << " bytes free on the log's file system, below the reserve of " << nFreeSpaceReserve
+                << " bytes kept for the collectors";
+        WriteFormatted(VEXLOG_SOURCE, __LINE__, ossLast.str());
+    }
     m_bStopped = true;
     return false;
 }

@@ -56,9 +56,12 @@ public:
     // logger asks for the free space of the log file's file system; when
     // it is below nFreeSpaceReserve, one last line says so and the log
     // stops: the collectors, whose output documents decide the verdict,
-    // keep the space. A debug log never changes a verdict.
+    // keep the space. With less than nFreeSpaceForLastLine free, even that
+    // line is left out (on a tmpfs it would take a whole page that a
+    // collector's document may need). A debug log never changes a verdict.
     static constexpr unsigned long long nFreeSpaceReserve = 1024ULL * 1024ULL;
     static constexpr unsigned long long nFreeSpaceCheckBytes = 16ULL * 1024ULL;
+    static constexpr unsigned long long nFreeSpaceForLastLine = 64ULL * 1024ULL;
 
     // The question asked for the free space: bytes available to the
     // process on the file system that holds strPath, or -1 when it cannot
