@@ -2,8 +2,8 @@
 #   make deps   install the Debian packages the project needs (only the missing ones)
 #   make build  configure and build into build/
 #   make test   deps + build + the portable checker + every test, then the whole suite again
-#               under the sanitizers, then a short deterministic run of every fuzz target;
-#               ends with one line that counts the tests of all three phases
+#               under the sanitizers, then a short deterministic run of every fuzz target and
+#               a replay of its corpus; ends with one line that counts the tests of all three phases
 #   make portable  build-portable/bin/vexdepcheck: one static executable (libxml2 from
 #               Debian's source package)
 #   make demo   deps + the checker alone (build log in build/demo-build.log), then runs it
@@ -11,6 +11,7 @@
 #   make bench  release build, synthetic packages, the checker against its baseline
 #   make package  the Debian binary package (release build in build-package/), checked by lintian
 #   make fuzz   builds the fuzz targets and runs each for FUZZ_SECONDS (default 60)
+#   make fuzz-regress  replays every file of fuzz/corpus once under the sanitizers
 #   make fleet-bench  the Ansible preflight against FLEET_HOSTS (100) local sshd hosts
 #   make fleet-sanity ansible-test sanity and ansible-lint on the vexdep.fleet collection
 
@@ -56,8 +57,8 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-seeds portable \
-        fleet-bench fleet-sanity
+.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-regress fuzz-seeds \
+        portable fleet-bench fleet-sanity
 
 all: build
 
@@ -159,10 +160,16 @@ fuzz: deps fuzz-build
 	  echo "fuzzing found problems in:$$failed (see $(FUZZ_DIR)/logs and $(FUZZ_DIR)/artifacts)"; exit 1; \
 	fi
 
-# A fixed seed and a fixed number of runs per target over its seed corpus
-# (registered as tests of the fuzz build).
+# A fixed seed and a fixed number of runs per target over its seed corpus,
+# and the replay of every corpus file (all registered as tests of the fuzz
+# build, so that make test counts them).
 fuzz-smoke: deps fuzz-build
 	ctest --test-dir $(FUZZ_DIR) --output-on-failure -j$(JOBS)
+
+# Every file of fuzz/corpus/<target> once, under AddressSanitizer and
+# UndefinedBehaviorSanitizer: no mutation, no new input.
+fuzz-regress: deps fuzz-build
+	ctest --test-dir $(FUZZ_DIR) --output-on-failure -j$(JOBS) -R '^FuzzRegress\.'
 
 # Writes the seed corpora in fuzz/corpus anew from the test fixtures.
 fuzz-seeds: build

@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <regex>
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 using vextest::ReadFile;
@@ -360,4 +362,212 @@ TEST_F(LoggerTest, TheNullDeviceIsAcceptedAsALogThatDiscards)
     vextest::ScopedCwd cwd(m_dir.Path());
     EXPECT_TRUE(pLogger->Initialize(strBaseUtilsLogFileName));
     EXPECT_FALSE(vextest::FileExists(m_dir.File("baseutils.log")));
+}
+
+// ---------------------------------------------------------------------------
+// The reserve of free space the log leaves to the collectors
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// What the free-space question of the tests answers, and what it was asked.
+long long g_nFreeBytes = 0;
+std::vector<std::string> g_vAskedPaths;
+
+long long AnswerFreeBytes(const std::string& strPath)
+{
+    g_vAskedPaths.push_back(strPath);
+    return g_nFreeBytes;
+}
+
+// Puts the test's question in place for one test, the default back after it.
+class LoggerReserveTest : public LoggerTest
+{
+protected:
+    void SetUp() override
+    {
+        LoggerTest::SetUp();
+        g_nFreeBytes = 0;
+        g_vAskedPaths.clear();
+        CLogger::SetFreeSpaceQuery(AnswerFreeBytes);
+    }
+    void TearDown() override { CLogger::SetFreeSpaceQuery(nullptr); }
+};
+
+const std::string kStopMessage = "CLogger::log debug log stopped: 524288 bytes free on the log's file system, below "
+                                 "the reserve of 1048576 bytes kept for the collectors";
+} // namespace
+
+TEST_F(LoggerReserveTest, TheReserveIsOneMebibyteAskedForEverySixteenKibibytes)
+{
+    EXPECT_EQ(CLogger::nFreeSpaceReserve, 1048576u);
+    EXPECT_EQ(CLogger::nFreeSpaceCheckBytes, 16384u);
+    EXPECT_EQ(CLogger::nFreeSpaceForLastLine, 65536u);
+}
+
+TEST_F(LoggerReserveTest, WithLessThanRoomForTheLastLineTheLogStopsWithoutIt)
+{
+    g_nFreeBytes = 65535;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("never written"));
+    pLogger->log("x", 2, std::string("nor this"));
+    EXPECT_EQ(ReadFile(m_dir.File("baseutils.log")), "");
+    EXPECT_FALSE(pLogger->IsWriting());
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+}
+
+TEST_F(LoggerReserveTest, WithRoomForTheLastLineItIsWritten)
+{
+    g_nFreeBytes = 65536;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("never written"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vextest::MessageOf(vLines[0]), "CLogger::log debug log stopped: 65536 bytes free on the log's file "
+                                             "system, below the reserve of 1048576 bytes kept for the collectors");
+}
+
+TEST_F(LoggerReserveTest, BelowTheReserveTheFirstLineIsReplacedByOneLastLineThatSaysWhy)
+{
+    g_nFreeBytes = 512 * 1024;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    ASSERT_TRUE(pLogger->IsWriting());
+    pLogger->log("DependenciesChecker", 114, std::string("CDependenciesChecker::Process Start "));
+    pLogger->log("DependenciesChecker", 115, std::string("never written"));
+    VEXLOG(std::string("nor this"));
+
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vextest::MessageOf(vLines[0]), kStopMessage);
+    // The usual layout, with the logger's own source name.
+    EXPECT_EQ(vLines[0].find("[TIME] :                    Logger:"), 0u) << vLines[0];
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+    EXPECT_FALSE(pLogger->IsWriting());
+    // Still on: the file cannot be changed any more.
+    EXPECT_TRUE(pLogger->IsInitialized());
+    EXPECT_TRUE(pLogger->Initialize(m_dir.File("dependency.log")));
+    EXPECT_FALSE(vextest::FileExists(m_dir.File("dependency.log")));
+}
+
+TEST_F(LoggerReserveTest, TheFreeSpaceIsAskedAgainOnlyAfterSixteenKibibytesWereWritten)
+{
+    g_nFreeBytes = 64LL * 1024 * 1024;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    // Each line: 22 stamp + 2 + 25 + 1 + 5 + 2 + 1000 + 1 = 1058 bytes.
+    const std::string strMessage(1000, 'm');
+    for (int i = 0; i < 15; ++i)
+    {
+        pLogger->log("x", 1, strMessage);
+    }
+    // 15 lines are 15,870 bytes: asked once, before the first.
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+    pLogger->log("x", 1, strMessage);
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+    // 16,928 bytes are past 16 KiB: the next line asks again.
+    g_nFreeBytes = 512 * 1024;
+    pLogger->log("x", 1, std::string("not written"));
+    EXPECT_EQ(g_vAskedPaths.size(), 2u);
+    pLogger->log("x", 1, std::string("nor this"));
+    EXPECT_EQ(g_vAskedPaths.size(), 2u);
+
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 17u);
+    EXPECT_EQ(vextest::MessageOf(vLines[15]), strMessage);
+    EXPECT_EQ(vextest::MessageOf(vLines[16]), kStopMessage);
+}
+
+TEST_F(LoggerReserveTest, ExactlyTheReserveFreeKeepsTheLogWriting)
+{
+    g_nFreeBytes = static_cast<long long>(CLogger::nFreeSpaceReserve);
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("kept"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    EXPECT_EQ(vextest::MessageOf(vLines[0]), "kept");
+    EXPECT_TRUE(pLogger->IsWriting());
+}
+
+TEST_F(LoggerReserveTest, AFreeSpaceThatCannotBeToldKeepsTheLogWriting)
+{
+    g_nFreeBytes = -1;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("kept"));
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).size(), 1u);
+    EXPECT_EQ(g_vAskedPaths.size(), 1u);
+}
+
+TEST_F(LoggerReserveTest, TheLogFileIsAskedAboutByItsAbsolutePathFromAnyWorkingDirectory)
+{
+    g_nFreeBytes = 64LL * 1024 * 1024;
+    CLogger* pLogger = CLogger::GetInstance();
+    {
+        vextest::ScopedCwd cwd(m_dir.Path());
+        pLogger->Initialize(strBaseUtilsLogFileName);
+    }
+    // Logging starts after the checker moved into a release directory.
+    TempDir release;
+    vextest::ScopedCwd cwd(release.Path());
+    pLogger->log("x", 1, std::string("kept"));
+    ASSERT_EQ(g_vAskedPaths.size(), 1u);
+    char szReal[PATH_MAX];
+    ASSERT_NE(realpath(m_dir.Path().c_str(), szReal), nullptr);
+    EXPECT_TRUE(g_vAskedPaths[0] == m_dir.File("baseutils.log") ||
+                g_vAskedPaths[0] == std::string(szReal) + "/baseutils.log")
+        << g_vAskedPaths[0];
+}
+
+TEST_F(LoggerReserveTest, TheNullDeviceIsNeverAskedAbout)
+{
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize("/dev/null");
+    pLogger->log("x", 1, std::string("discarded"));
+    EXPECT_TRUE(g_vAskedPaths.empty());
+    EXPECT_TRUE(pLogger->IsWriting());
+}
+
+TEST_F(LoggerReserveTest, SilencedLinesAreNotCountedAndDoNotAsk)
+{
+    g_nFreeBytes = 512 * 1024;
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    {
+        CLogSilencer silencer;
+        pLogger->log("x", 1, std::string("silenced"));
+    }
+    EXPECT_TRUE(g_vAskedPaths.empty());
+    EXPECT_TRUE(pLogger->IsWriting());
+}
+
+// The default question is statvfs: on this test's own file system, whose
+// free space the test reads the same way, the log writes when the space
+// is there and stops when it is not.
+TEST_F(LoggerTest, TheDefaultQuestionIsTheFileSystemsFreeSpace)
+{
+    struct statvfs stFs;
+    ASSERT_EQ(statvfs(m_dir.Path().c_str(), &stFs), 0);
+    const unsigned long long nFree = static_cast<unsigned long long>(stFs.f_bavail) * stFs.f_frsize;
+    if ((nFree < 4 * CLogger::nFreeSpaceReserve && nFree >= CLogger::nFreeSpaceReserve) ||
+        nFree < 2 * CLogger::nFreeSpaceForLastLine)
+    {
+        GTEST_SKIP() << "the temporary directory's free space is too close to the reserve to tell";
+    }
+    CLogger* pLogger = CLogger::GetInstance();
+    pLogger->Initialize(m_dir.File("baseutils.log"));
+    pLogger->log("x", 1, std::string("first"));
+    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
+    ASSERT_EQ(vLines.size(), 1u);
+    if (nFree >= CLogger::nFreeSpaceReserve)
+    {
+        EXPECT_EQ(vextest::MessageOf(vLines[0]), "first");
+    }
+    else
+    {
+        EXPECT_EQ(vextest::MessageOf(vLines[0]).find("CLogger::log debug log stopped: "), 0u);
+    }
 }

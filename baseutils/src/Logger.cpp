@@ -1,24 +1,61 @@
 #include "Logger.h"
 
+#include <climits>
 #include <ctime>
 #include <iomanip>
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 const std::string strEnableLogFileName = "vexdebuglog";
 const std::string strBaseUtilsLogFileName = "baseutils.log";
 
-CLogger* CLogger::m_ptrInstance = nullptr;
-
 namespace
 {
 bool IsNullDevice(const struct stat& st) { return S_ISCHR(st.st_mode) && st.st_rdev == makedev(1, 3); }
+
+long long StatvfsFreeSpace(const std::string& strPath)
+{
+    struct statvfs stFs;
+    if (statvfs(strPath.c_str(), &stFs) != 0)
+    {
+        return -1;
+    }
+    const unsigned long long nBytes = static_cast<unsigned long long>(stFs.f_bavail) * stFs.f_frsize;
+    return nBytes > static_cast<unsigned long long>(LLONG_MAX) ? LLONG_MAX : static_cast<long long>(nBytes);
+}
+
+// The log file's path from the root: the working directory changes while
+// the checker runs.
+std::string AbsolutePath(const std::string& strPath)
+{
+    if (!strPath.empty() && strPath[0] == '/')
+    {
+        return strPath;
+    }
+    char szCwd[PATH_MAX];
+    if (getcwd(szCwd, sizeof(szCwd)) == nullptr)
+    {
+        return strPath;
+    }
+    return std::string(szCwd) + "/" + strPath;
+}
 } // namespace
 
+CLogger* CLogger::m_ptrInstance = nullptr;
+CLogger::FreeSpaceQuery CLogger::m_pFreeSpaceQuery = StatvfsFreeSpace;
+
 CLogger::CLogger()
-    : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr), m_nSilencers(0), m_tStamp(0)
+    : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr), m_nSilencers(0), m_tStamp(0),
+      m_bCheckSpace(false), m_bStopped(false), m_nSinceCheck(0)
 {
+}
+
+void CLogger::SetFreeSpaceQuery(FreeSpaceQuery pQuery)
+{
+    m_pFreeSpaceQuery = pQuery != nullptr ? pQuery : StatvfsFreeSpace;
 }
 
 CLogger* CLogger::GetInstance()
@@ -59,6 +96,10 @@ bool CLogger::Initialize(const std::string& strPath)
     if (m_ofsLog.is_open())
     {
         m_bInitialized = true;
+        // The null device takes no space; a file's first line asks.
+        m_bCheckSpace = !(lstat(m_strFileName.c_str(), &st) == 0 && IsNullDevice(st));
+        m_strSpacePath = AbsolutePath(m_strFileName);
+        m_nSinceCheck = nFreeSpaceCheckBytes;
     }
     return false;
 }
@@ -110,11 +151,39 @@ void CLogger::WriteLine(const char* pszFile, unsigned int nLine, const std::stri
     {
         pRecorder->m_vRecords.push_back(SLogRecord{pszFile != nullptr ? pszFile : "", nLine, strMessage});
     }
-    if (m_nSilencers > 0)
+    if (m_nSilencers > 0 || m_bStopped)
     {
         return;
     }
+    if (m_bCheckSpace && m_nSinceCheck >= nFreeSpaceCheckBytes && !KeepsTheReserve())
+    {
+        return;
+    }
+    WriteFormatted(pszFile, nLine, strMessage);
+}
 
+bool CLogger::KeepsTheReserve()
+{
+    m_nSinceCheck = 0;
+    const long long nFree = m_pFreeSpaceQuery(m_strSpacePath);
+    if (nFree < 0 || static_cast<unsigned long long>(nFree) >= nFreeSpaceReserve)
+    {
+        return true;
+    }
+    if (static_cast<unsigned long long>(nFree) >= nFreeSpaceForLastLine)
+    {
+        std::ostringstream ossLast;
+        ossLast << "CLogger::log debug log stopped: " << nFree
+                << " bytes free on the log's file system, below the reserve of " << nFreeSpaceReserve
+                << " bytes kept for the collectors";
+        WriteFormatted(VEXLOG_SOURCE, __LINE__, ossLast.str());
+    }
+    m_bStopped = true;
+    return false;
+}
+
+void CLogger::WriteFormatted(const char* pszFile, unsigned int nLine, const std::string& strMessage)
+{
     // The stamp changes once a second; it is formatted only then.
     const std::time_t tNow = std::time(nullptr);
     if (tNow != m_tStamp || m_strStamp.empty())
@@ -129,9 +198,14 @@ void CLogger::WriteLine(const char* pszFile, unsigned int nLine, const std::stri
         m_strStamp = szTime;
     }
 
-    m_ofsLog << m_strStamp << ": " << std::setw(25) << getFileName(pszFile != nullptr ? pszFile : "")
-             << ":" << std::setw(5) << nLine << ": " << strMessage << '\n';
+    const std::string strName = getFileName(pszFile != nullptr ? pszFile : "");
+    m_ofsLog << m_strStamp << ": " << std::setw(25) << strName << ":" << std::setw(5) << nLine << ": "
+             << strMessage << '\n';
     m_ofsLog.flush();
+    // About the line's length (a line number of more than five digits
+    // counts as five).
+    m_nSinceCheck += m_strStamp.size() + 2 + (strName.size() > 25 ? strName.size() : 25) + 1 + 5 + 2 +
+                     strMessage.size() + 1;
 }
 
 CLogRecorder::CLogRecorder() : m_pOuter(CLogger::GetInstance()->m_pRecorder)

@@ -47,6 +47,28 @@ public:
     void log(const char* pszFile, unsigned int nLine, std::ostringstream& ossMessage);
 
     bool IsInitialized() const { return m_bInitialized; }
+    // On and still writing: false once the log stopped to leave the
+    // file system's last free space to the collectors (see below).
+    bool IsWriting() const { return m_bInitialized && !m_bStopped; }
+
+    // The free space the log leaves on its file system. Before its first
+    // line and again after every nFreeSpaceCheckBytes bytes written, the
+    // logger asks for the free space of the log file's file system; when
+    // it is below nFreeSpaceReserve, one last line says so and the log
+    // stops: the collectors, whose output documents decide the verdict,
+    // keep the space. With less than nFreeSpaceForLastLine free, even that
+    // line is left out (on a tmpfs it would take a whole page that a
+    // collector's document may need). A debug log never changes a verdict.
+    static constexpr unsigned long long nFreeSpaceReserve = 1024ULL * 1024ULL;
+    static constexpr unsigned long long nFreeSpaceCheckBytes = 16ULL * 1024ULL;
+    static constexpr unsigned long long nFreeSpaceForLastLine = 64ULL * 1024ULL;
+
+    // The question asked for the free space: bytes available to the
+    // process on the file system that holds strPath, or -1 when it cannot
+    // be told (the log then goes on). The default asks statvfs; tests put
+    // their own in place (null restores the default).
+    using FreeSpaceQuery = long long (*)(const std::string& strPath);
+    static void SetFreeSpaceQuery(FreeSpaceQuery pQuery);
 
     // Writes the lines again, each with a fresh time stamp, exactly as their
     // original calls wrote them. Work whose result is known can so be done
@@ -56,13 +78,16 @@ public:
 private:
     friend class CLogRecorder;
     friend class CLogSilencer;
-class CLogSilencer;
 
     CLogger();
     CLogger(const CLogger&) = delete;
     CLogger& operator=(const CLogger&) = delete;
 
     void WriteLine(const char* pszFile, unsigned int nLine, const std::string& strMessage);
+    void WriteFormatted(const char* pszFile, unsigned int nLine, const std::string& strMessage);
+    // Whether the reserve is still free; stops the log after its last line
+    // when it is not.
+    bool KeepsTheReserve();
 
     std::string m_strFileName;
     std::ofstream m_ofsLog;
@@ -72,8 +97,16 @@ class CLogSilencer;
     // The formatted time stamp of the second tStamp.
     std::time_t m_tStamp;
     std::string m_strStamp;
+    // The log file's absolute path, for the free-space question (the
+    // checker changes its working directory while it runs collectors).
+    std::string m_strSpacePath;
+    bool m_bCheckSpace;
+    bool m_bStopped;
+    // Bytes written since the free space was last asked for.
+    unsigned long long m_nSinceCheck;
 
     static CLogger* m_ptrInstance;
+    static FreeSpaceQuery m_pFreeSpaceQuery;
 };
 
 // Records every line the logger writes while it lives (nothing while the
@@ -144,7 +177,7 @@ constexpr SourceName<N> MakeSourceName(const char (&path)[N])
     do                                                                                     \
     {                                                                                      \
         CLogger* pVexLogger_ = CLogger::GetInstance();                                     \
-        if (pVexLogger_->IsInitialized())                                                  \
+        if (pVexLogger_->IsWriting())                                                      \
             pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                          \
     } while (0)
 

@@ -1,0 +1,580 @@
+// The fault catalogue (tests/fixtures/faults/README.md): the real checker on
+// the sample package while the machine misbehaves: a full or read-only file
+// system, a low descriptor limit, signals, a broken or full standard output,
+// closed standard streams, and a second run on the same package. Every case
+// runs in a private mount namespace (tests/fixtures/faults/run-fault.sh);
+// where that is refused the tests report themselves skipped.
+
+#include "CheckerRun.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <sstream>
+
+using namespace vextest;
+
+namespace
+{
+const std::string kFaults = std::string(VEXDEP_FIXTURES_DIR) + "/faults";
+const std::string kPackage = std::string(VEXDEP_SOURCE_DIR) + "/examples/package";
+const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
+
+const std::string kHeading = "\nThe update process cannot proceed till the following requirements are met.\n";
+const std::string kBackplane = "Storage Backplane Firmware\n\tCurrent  Version     : 3.10.0\n\tRequired Version     : "
+                               "3.20.0\n\tVEX DownloadPath     : https://downloads.example.com/vex/FOLDER04/BACKPLANE/"
+                               "BP_FW_3.20.0.BIN\n";
+const std::string kNetwork = "Network Adapter Firmware\n\tCurrent  Version     : 22.0.9\n\tRequired Version     : "
+                             "22.1.4\n\tVEX DownloadPath     : https://downloads.example.com/vex/FOLDER09/NIC/"
+                             "NIC_FW_22.1.4.BIN\n";
+// What a lone run of "hard" on the sample package prints.
+const std::string kLoneReport = kHeading + kBackplane + kNetwork + " \n";
+
+// The collector of REL002 announces itself and waits 3 seconds before it
+// writes its document: the time in which the signal cases send theirs.
+const std::string kSlowCollector =
+    "sed -i '2a echo $$ > ../collector.pid; : > ../started; sleep 3' REL002/collect.sh\n";
+
+struct FaultRun
+{
+    int nStatus = -1;
+    std::string strStdout;
+    std::string strStderr;
+    bool bLogWritten = false;
+    std::string strLog;
+    std::string strSurvivors;
+    std::string strExtra;
+    std::string strSetupError;
+};
+
+struct Fault
+{
+    std::string strSize = "-";
+    bool bLog = false;
+    std::string strPrepare;
+    std::string strBody = "run \"$CHECKER\" hard";
+    std::vector<std::string> vEnvironment;
+};
+
+FaultRun RunFault(const Fault& fault)
+{
+    TempDir out;
+    TempDir work;
+    std::vector<std::string> vArgs = {"/usr/bin/env", "CHECKER=" + CheckerExecutable(), "INSPECT=" + kInspect};
+    vArgs.insert(vArgs.end(), fault.vEnvironment.begin(), fault.vEnvironment.end());
+    const std::vector<std::string> vRest = {"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh",
+                                            kFaults + "/run-fault.sh", out.Path(), kPackage, work.Path(),
+                                            fault.strSize, fault.bLog ? "log" : "-", fault.strPrepare,
+                                            fault.strBody};
+    vArgs.insert(vArgs.end(), vRest.begin(), vRest.end());
+    const CommandResult result = RunCommand(vArgs, out.Path());
+    FaultRun run;
+    if (result.nExitStatus != 0)
+    {
+        run.strSetupError = std::to_string(result.nExitStatus) + ": " + result.strStderr;
+        return run;
+    }
+    if (FileExists(out.File("status")))
+    {
+        run.nStatus = std::stoi(ReadFile(out.File("status")));
+    }
+    run.strStdout = FileExists(out.File("stdout")) ? ReadFile(out.File("stdout")) : "";
+    run.strStderr = FileExists(out.File("stderr")) ? ReadFile(out.File("stderr")) : "";
+    run.bLogWritten = FileExists(out.File("log"));
+    run.strLog = run.bLogWritten ? ReadFile(out.File("log")) : "";
+    run.strSurvivors = ReadFile(out.File("survivors"));
+    run.strExtra = FileExists(out.File("extra")) ? ReadFile(out.File("extra")) : "";
+    return run;
+}
+
+#define SKIP_WITHOUT_NAMESPACE()                                                                                  \
+    if (!CanUseMountNamespace())                                                                                 \
+    GTEST_SKIP() << "private mount namespaces (unshare, mount) are refused here: the fault cannot be set up"
+
+#define ASSERT_SET_UP(run) ASSERT_EQ((run).strSetupError, "") << "the fault could not be set up"
+
+// The report and exit status of the same package on the same file system,
+// with the debug log on and off, are the same; returns the run with the log.
+FaultRun ExpectLogChangesNothing(Fault fault)
+{
+    fault.bLog = false;
+    const FaultRun quiet = RunFault(fault);
+    fault.bLog = true;
+    const FaultRun logged = RunFault(fault);
+    EXPECT_EQ(quiet.strSetupError, "");
+    EXPECT_EQ(logged.strSetupError, "");
+    EXPECT_EQ(logged.nStatus, quiet.nStatus);
+    EXPECT_EQ(logged.strStdout, quiet.strStdout);
+    EXPECT_EQ(logged.strStderr, quiet.strStderr);
+    EXPECT_EQ(quiet.strSurvivors, "");
+    EXPECT_EQ(logged.strSurvivors, "");
+    return logged;
+}
+
+// Whole log lines only: nothing half-written.
+void ExpectWholeLines(const std::string& strLog)
+{
+    EXPECT_TRUE(strLog.empty() || strLog.back() == '\n') << strLog.substr(strLog.size() > 200 ? strLog.size() - 200 : 0);
+}
+
+const std::string kStopLine = "CLogger::log debug log stopped: ";
+} // namespace
+
+// ---------------------------------------------------------------------------
+// The debug log cannot be written
+// ---------------------------------------------------------------------------
+
+TEST(FaultDebugLog, OnAFileSystemFullBeforeTheRunChangesNothing)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strSize = "1m";
+    fault.strPrepare = "leave_free 0";
+    const FaultRun logged = ExpectLogChangesNothing(fault);
+    // No collector could write its document: nothing to report.
+    EXPECT_EQ(logged.nStatus, 255);
+    EXPECT_EQ(logged.strStdout, "");
+    EXPECT_EQ(logged.strLog, "");
+}
+
+TEST(FaultDebugLog, WithAFewKilobytesFreeThatTheLogWouldFillChangesNothing)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strSize = "1m";
+    fault.strPrepare = "leave_free 24576";
+    const FaultRun logged = ExpectLogChangesNothing(fault);
+    EXPECT_EQ(logged.nStatus, 1);
+    EXPECT_EQ(logged.strStdout, kLoneReport);
+    // Too little room even for the last line: the log stays empty.
+    EXPECT_TRUE(logged.bLogWritten);
+    EXPECT_EQ(logged.strLog, "");
+}
+
+TEST(FaultDebugLog, BelowTheReserveTheLogEndsWithTheLineThatSaysWhy)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strSize = "2m";
+    fault.strPrepare = "leave_free 262144";
+    const FaultRun logged = ExpectLogChangesNothing(fault);
+    EXPECT_EQ(logged.strStdout, kLoneReport);
+    const std::vector<std::string> vLines = Lines(logged.strLog);
+    ASSERT_EQ(vLines.size(), 1u) << logged.strLog;
+    EXPECT_EQ(MessageOf(vLines[0]).find(kStopLine), 0u) << vLines[0];
+    EXPECT_NE(vLines[0].find("below the reserve of 1048576 bytes kept for the collectors"), std::string::npos);
+}
+
+TEST(FaultDebugLog, OnAFileSystemThatACollectorFillsDuringTheRunChangesNothing)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strSize = "4m";
+    // REL001's collector leaves 64 KiB free before it writes its document.
+    fault.strPrepare = "sed -i '2a fallocate -l $(( $(stat -f -c \"%a * %S\" .) - 65536 )) big.bin' REL001/collect.sh";
+    const FaultRun logged = ExpectLogChangesNothing(fault);
+    EXPECT_EQ(logged.nStatus, 1);
+    EXPECT_EQ(logged.strStdout, kLoneReport);
+    // The log was written up to the collector and stopped after it.
+    EXPECT_GT(logged.strLog.size(), 1000u);
+    EXPECT_LT(logged.strLog.size(), 39000u);
+    ExpectWholeLines(logged.strLog);
+}
+
+TEST(FaultDebugLog, InAReadOnlyDirectoryChangesNothing)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    // The package directory (where the log goes) read-only, its release
+    // directories writable.
+    fault.strPrepare = "mount --bind \"$work\" \"$work\" && cd \"$work\" && mount --bind REL001 REL001 && "
+                       "mount --bind REL002 REL002 && mount -o remount,bind,ro \"$work\" && cd \"$work\"";
+    const FaultRun logged = ExpectLogChangesNothing(fault);
+    EXPECT_EQ(logged.nStatus, 1);
+    EXPECT_EQ(logged.strStdout, kLoneReport);
+    EXPECT_FALSE(logged.bLogWritten);
+}
+
+// ---------------------------------------------------------------------------
+// A collector's output cannot be written
+// ---------------------------------------------------------------------------
+
+namespace
+{
+const std::string kReadOnlyRelease = "mount --bind REL002 REL002 && mount -o remount,bind,ro REL002";
+const std::string kCheckerThenExplain = "run \"$CHECKER\" hard; { cat \"$out/status\"; cat \"$out/stdout\"; } > "
+                                        "\"$out/extra\"; run \"$INSPECT\" explain hard --json";
+
+std::string CheckerStatusAndReport(const FaultRun& run) { return run.strExtra; }
+} // namespace
+
+TEST(FaultCollectorOutput, AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFromIt)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    // An earlier run left a document in which the network adapter firmware
+    // is already 22.1.4, an hour old.
+    fault.strPrepare = "sed 's/22.0.9/22.1.4/' REL002/collect.sh > old.sh && (cd REL002 && sh ../old.sh) && "
+                       "rm old.sh && touch -d '1 hour ago' REL002/inventory.xml && " + kReadOnlyRelease;
+    fault.strBody = kCheckerThenExplain;
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(CheckerStatusAndReport(run), "1\n" + kHeading + kBackplane + " \n");
+    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
+    EXPECT_EQ(json["exitStatus"], 1);
+    EXPECT_EQ(json["verdict"], "blocked");
+    EXPECT_NE(json["reasons"].dump().find("stale-inventory"), std::string::npos) << json["reasons"].dump();
+}
+
+TEST(FaultCollectorOutput, ReadOnlyReleaseDirectoriesWithoutDocumentsGiveNoInventoryAndAreUnverifiable)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strPrepare = "for r in REL001 REL002; do mount --bind $r $r && mount -o remount,bind,ro $r || exit 1; done";
+    fault.strBody = kCheckerThenExplain;
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    // No document, no inventory: nothing to report, although both unmet
+    // dependencies are there.
+    EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
+    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
+    EXPECT_EQ(json["exitStatus"], 255);
+    EXPECT_EQ(json["verdict"], "unverifiable");
+    EXPECT_NE(json["reasons"].dump().find("no-inventory"), std::string::npos) << json["reasons"].dump();
+}
+
+TEST(FaultCollectorOutput, AFullFileSystemGivesNoInventoryAndIsUnverifiable)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strSize = "1m";
+    fault.strPrepare = "leave_free 0";
+    fault.strBody = kCheckerThenExplain;
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
+    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
+    EXPECT_EQ(json["exitStatus"], 255);
+    EXPECT_EQ(json["verdict"], "unverifiable") << json["reasons"].dump();
+}
+
+// ---------------------------------------------------------------------------
+// Descriptor limit
+// ---------------------------------------------------------------------------
+
+namespace
+{
+FaultRun RunWithDescriptors(int nLimit)
+{
+    Fault fault;
+    const std::string strLimit = std::to_string(nLimit);
+    fault.strBody = "prlimit --nofile=" + strLimit + ":" + strLimit + " -- \"$CHECKER\" hard > \"$out/stdout\" "
+                    "2> \"$out/stderr\"; echo $? > \"$out/status\"";
+    return RunFault(fault);
+}
+} // namespace
+
+TEST(FaultDescriptors, ThreeAreTooFewForTheDynamicLoader)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const FaultRun run = RunWithDescriptors(3);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 127);
+    EXPECT_EQ(run.strStdout, "");
+    EXPECT_NE(run.strStderr.find("error while loading shared libraries"), std::string::npos) << run.strStderr;
+}
+
+// The smallest limit at which the dynamic loader gets the checker going (4
+// when the checker inherits only the three standard streams): the checker
+// runs, but no collector's shell can make its redirections.
+TEST(FaultDescriptors, TheSmallestLimitThatStartsTheCheckerGivesNothingToReport)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "for n in 4 5 6 7 8; do\n"
+                    "  prlimit --nofile=$n:$n -- \"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\"\n"
+                    "  s=$?; [ $s -eq 127 ] || break\n"
+                    "done\n"
+                    "echo $s > \"$out/status\"; echo $n > \"$out/extra\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 255) << "limit " << run.strExtra << run.strStderr;
+    EXPECT_EQ(run.strStdout, "");
+    // The collectors' shell says why it could not run them.
+    EXPECT_EQ(run.strStderr.find("/bin/sh: "), 0u) << run.strStderr;
+    EXPECT_EQ(run.strSurvivors, "");
+}
+
+TEST(FaultDescriptors, ThirteenAreOneTooFewForTheCollectorsShell)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const FaultRun run = RunWithDescriptors(13);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 255);
+    EXPECT_EQ(run.strStdout, "");
+    EXPECT_NE(run.strStderr.find("Too many open files"), std::string::npos) << run.strStderr;
+}
+
+TEST(FaultDescriptors, FourteenAreEnoughForANormalRun)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const FaultRun run = RunWithDescriptors(14);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strStdout, kLoneReport);
+    EXPECT_EQ(run.strStderr, "");
+}
+
+// ---------------------------------------------------------------------------
+// Signals while a collector runs
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// Sends the signal to the checker (target "pid") or to its process group
+// ("group", as a Ctrl-C in the terminal does) once REL002's collector runs.
+FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget, bool bGuard)
+{
+    Fault fault;
+    fault.bLog = true;
+    fault.strPrepare = kSlowCollector + "find . -type f ! -name vexdebuglog -exec md5sum {} + | sort > \"$out/before\"";
+    fault.strBody = "env --default-signal=INT,QUIT setsid \"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" &\n"
+                    "pid=$!\n"
+                    "i=0; while [ ! -e started ] && [ $i -lt 200 ]; do sleep 0.05; i=$((i+1)); done\n"
+                    "/bin/kill -s " + strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n"
+                    "wait $pid; echo $? > \"$out/status\"\n"
+                    "find . -type f ! -name vexdebuglog ! -name baseutils.log ! -name started ! -name collector.pid "
+                    "! -name inventory.xml -exec md5sum {} + | sort > \"$out/after\"\n"
+                    "diff \"$out/before\" \"$out/after\" > \"$out/extra\"\n";
+    if (bGuard)
+    {
+        fault.vEnvironment.push_back("VEXDEP_COLLECTOR_TIMEOUT=config");
+    }
+    return RunFault(fault);
+}
+
+void ExpectPackageAndLogIntact(const FaultRun& run)
+{
+    // Beyond the log and the collectors' documents, the package is as it was.
+    EXPECT_EQ(run.strExtra, "");
+    ExpectWholeLines(run.strLog);
+}
+} // namespace
+
+// Without the guard a collector runs as under system(): in the checker's
+// process group, with SIGINT and SIGQUIT ignored by the checker meanwhile.
+TEST(FaultSignals, UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const FaultRun run = RunSignalled("INT", "pid", false);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strStdout, kLoneReport);
+    EXPECT_EQ(run.strSurvivors, "");
+    ExpectPackageAndLogIntact(run);
+}
+
+TEST(FaultSignals, UnguardedInterruptOfTheGroupEndsTheCollectorAndTheCheckerReportsWithoutIt)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const FaultRun run = RunSignalled("INT", "group", false);
+    ASSERT_SET_UP(run);
+    // The collector died before writing its document: REL002 has no
+    // inventory, and its unmet dependency is not reported.
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strStdout, kHeading + kBackplane + " \n");
+    EXPECT_EQ(run.strSurvivors, "");
+    ExpectPackageAndLogIntact(run);
+}
+
+TEST(FaultSignals, UnguardedTerminationEndsTheCheckerAndLeavesTheCollectorRunning)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    for (const char* pszSignal : {"TERM", "HUP"})
+    {
+        const FaultRun run = RunSignalled(pszSignal, "pid", false);
+        ASSERT_SET_UP(run);
+        EXPECT_EQ(run.nStatus, std::string(pszSignal) == "TERM" ? 128 + 15 : 128 + 1) << pszSignal;
+        EXPECT_EQ(run.strStdout, "") << pszSignal;
+        // The shell, the collector and its sleep (which the run script then
+        // ends).
+        EXPECT_EQ(Lines(run.strSurvivors).size(), 3u) << pszSignal << ": " << run.strSurvivors;
+        EXPECT_NE(run.strSurvivors.find("collect.sh"), std::string::npos) << pszSignal;
+        ExpectPackageAndLogIntact(run);
+    }
+}
+
+TEST(FaultSignals, GuardedSignalsEndTheCollectorWithTheChecker)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    const std::vector<std::pair<std::string, std::string>> vCases = {
+        {"INT", "pid"}, {"INT", "group"}, {"TERM", "pid"}, {"HUP", "pid"}};
+    for (const auto& signalCase : vCases)
+    {
+        const FaultRun run = RunSignalled(signalCase.first, signalCase.second, true);
+        ASSERT_SET_UP(run);
+        const int nNumber = signalCase.first == "INT" ? 2 : signalCase.first == "TERM" ? 15 : 1;
+        const std::string strWhat = signalCase.first + " to the " + signalCase.second;
+        EXPECT_EQ(run.nStatus, 128 + nNumber) << strWhat;
+        EXPECT_EQ(run.strStdout, "") << strWhat;
+        EXPECT_EQ(run.strSurvivors, "") << strWhat;
+        ExpectPackageAndLogIntact(run);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Standard output and the standard streams
+// ---------------------------------------------------------------------------
+
+TEST(FaultStandardOutput, AReaderThatTakesTenBytesGetsThemAndTheCheckerExitsWithItsVerdict)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "{ \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } | head -c 10 > \"$out/stdout\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    // The report is written at once, into the pipe, before head goes away.
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strStdout, kLoneReport.substr(0, 10));
+}
+
+TEST(FaultStandardOutput, AReaderThatIsGoneEndsTheCheckerWithSIGPIPE)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strPrepare = "sed -i '2a sleep 0.5' REL002/collect.sh";
+    fault.strBody = "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } | true";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 128 + 13);
+    EXPECT_EQ(run.strStderr, "");
+}
+
+TEST(FaultStandardOutput, OnTheFullDeviceTheReportIsLostAndTheStatusKept)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "\"$CHECKER\" hard > /dev/full 2> \"$out/stderr\"; echo $? > \"$out/status\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strStderr, "");
+}
+
+TEST(FaultStandardStreams, ClosedStandardInputOrErrorChangeNothing)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    for (const std::string strClose : {"<&-", "2>&-"})
+    {
+        Fault fault;
+        fault.bLog = true;
+        fault.strBody = "eval '\"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" " + strClose +
+                        "'; echo $? > \"$out/status\"";
+        const FaultRun run = RunFault(fault);
+        ASSERT_SET_UP(run);
+        EXPECT_EQ(run.nStatus, 1) << strClose;
+        EXPECT_EQ(run.strStdout, kLoneReport) << strClose;
+        EXPECT_EQ(run.strLog.find("requirements are met"), std::string::npos) << strClose;
+    }
+}
+
+TEST(FaultStandardStreams, WithStandardOutputClosedTheLogTakesDescriptorOneAndTheReport)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.bLog = true;
+    fault.strBody = "\"$CHECKER\" hard 2> \"$out/stderr\" >&-; echo $? > \"$out/status\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 1);
+    // The log file is opened on the lowest free descriptor, 1, where the
+    // report then goes too, before the checker's last log line.
+    const std::string::size_type nReport = run.strLog.find(kLoneReport);
+    ASSERT_NE(nReport, std::string::npos);
+    const std::vector<std::string> vAfter = Lines(run.strLog.substr(nReport + kLoneReport.size()));
+    ASSERT_EQ(vAfter.size(), 1u);
+    EXPECT_EQ(MessageOf(vAfter[0]), "CDependenciesChecker::~CDependenciesChecker ");
+}
+
+TEST(FaultStandardStreams, AllThreeClosedStillGiveTheStatus)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "\"$CHECKER\" hard <&- >&- 2>&-; echo $? > \"$out/status\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strSurvivors, "");
+}
+
+// ---------------------------------------------------------------------------
+// Two runs on the same package at the same moment
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// The report of a lone run with the blocks of some dependencies left out.
+bool IsLoneReportWithBlocksLeftOut(const std::string& strReport)
+{
+    for (const std::string& strCandidate :
+         {kLoneReport, kHeading + kBackplane + " \n", kHeading + kNetwork + " \n", std::string()})
+    {
+        if (strReport == strCandidate)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+} // namespace
+
+TEST(FaultConcurrentRuns, TwoCheckersEachGiveTheLoneVerdictOrOneWithoutADocumentTheOtherTruncated)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "n=0; while [ $n -lt 10 ]; do\n"
+                    "  \"$CHECKER\" hard > \"$out/a$n\" 2> /dev/null & a=$!\n"
+                    "  \"$CHECKER\" hard > \"$out/b$n\" 2> /dev/null & b=$!\n"
+                    "  wait $a; echo \"a$n $?\" >> \"$out/extra\"; wait $b; echo \"b$n $?\" >> \"$out/extra\"\n"
+                    "  cat \"$out/a$n\" \"$out/b$n\" > /dev/null; n=$((n+1))\n"
+                    "done\n"
+                    "for f in \"$out\"/a* \"$out\"/b*; do printf '%s\\0' \"$(cat \"$f\"; echo x)\"; done > \"$out/stdout\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_EQ(run.strSurvivors, "");
+    std::size_t nReports = 0;
+    std::istringstream issReports(run.strStdout);
+    std::string strReport;
+    while (std::getline(issReports, strReport, '\0'))
+    {
+        ++nReports;
+        ASSERT_FALSE(strReport.empty());
+        strReport.pop_back(); // the "x" that kept trailing line ends
+        EXPECT_TRUE(IsLoneReportWithBlocksLeftOut(strReport)) << strReport;
+    }
+    EXPECT_EQ(nReports, 20u);
+    for (const std::string& strLine : Lines(run.strExtra))
+    {
+        const std::string strStatus = strLine.substr(strLine.find(' ') + 1);
+        EXPECT_TRUE(strStatus == "1" || strStatus == "255") << strLine;
+    }
+}
+
+TEST(FaultConcurrentRuns, ACheckerAndExplainOnTheSamePackageNeverCrash)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    Fault fault;
+    fault.strBody = "\"$CHECKER\" hard > \"$out/stdout\" 2> /dev/null & a=$!\n"
+                    "\"$INSPECT\" explain hard --json > \"$out/extra\" 2> /dev/null & b=$!\n"
+                    "wait $a; echo $? > \"$out/status\"; wait $b; echo $? > \"$out/stderr\"";
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    EXPECT_TRUE(IsLoneReportWithBlocksLeftOut(run.strStdout)) << run.strStdout;
+    EXPECT_EQ(run.strStderr, "0\n");
+    const nlohmann::json json = nlohmann::json::parse(run.strExtra);
+    const std::string strVerdict = json["verdict"];
+    EXPECT_TRUE(strVerdict == "blocked" || strVerdict == "unverifiable") << json["reasons"].dump();
+    EXPECT_EQ(run.strSurvivors, "");
+}
