@@ -7,13 +7,18 @@
 // report or a bad invocation.
 
 #include "LinuxDependencyWrapper.h"
+#include "Logger.h"
 #include "PlatformLayer.h"
 
 #include <cstring>
+#include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 
-int main(int argc, char* argv[])
+namespace
+{
+int Run(int argc, char* argv[])
 {
     if (argc == 1)
     {
@@ -55,4 +60,26 @@ int main(int argc, char* argv[])
         }
     }
     return nExitStatus;
+}
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Memory that runs out (a low limit inherited from an installer
+    // service) ends the check as any failure does: nothing is reported, the
+    // exit status is 255 and the debug log says why. No exception leaves
+    // the program.
+    try
+    {
+        return Run(argc, argv);
+    }
+    catch (const std::bad_alloc&)
+    {
+        VEXLOG_NOTHROW("main memory allocation failed: the dependency check could not be completed");
+    }
+    catch (const std::exception& e)
+    {
+        VEXLOG_NOTHROW(std::string("main the dependency check could not be completed: ") + e.what());
+    }
+    return -1;
 }

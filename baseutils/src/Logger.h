@@ -181,6 +181,20 @@ constexpr SourceName<N> MakeSourceName(const char (&path)[N])
             pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                          \
     } while (0)
 
+// VEXLOG for places that must not throw: a failure to build or write the
+// line (memory exhausted) is swallowed.
+#define VEXLOG_NOTHROW(message)                                                                    \
+    do                                                                                             \
+    {                                                                                              \
+        try                                                                                        \
+        {                                                                                          \
+            VEXLOG(message);                                                                       \
+        }                                                                                          \
+        catch (...)                                                                                \
+        {                                                                                          \
+        }                                                                                          \
+    } while (0)
+
 // While it lives, lines are recorded by any recorder but not written: for
 // work done once only to learn what it logs, whose lines are then replayed
 // where the work would have taken place.

@@ -17,19 +17,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Logs from a catch block: a failure to log there must not escape either.
-#define VEXLOG_NOTHROW(message)                                                                    \
-    do                                                                                             \
-    {                                                                                              \
-        try                                                                                        \
-        {                                                                                          \
-            VEXLOG(message);                                                                       \
-        }                                                                                          \
-        catch (...)                                                                                \
-        {                                                                                          \
-        }                                                                                          \
-    } while (0)
-
 namespace
 {
 // The legacy BIOS area that holds the 32-bit entry point.
