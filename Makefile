@@ -131,7 +131,7 @@ package: deps
 	cmake -S . -B $(PACKAGE_DIR) -DCMAKE_BUILD_TYPE=Release -DVEXDEP_BUILD_TESTS=OFF $(CMAKE_FLAGS)
 	cmake --build $(PACKAGE_DIR) -j$(JOBS)
 	cd $(PACKAGE_DIR) && cpack -G DEB
-	lintian --fail-on error --tag-display-limit 0 $(PACKAGE_DIR)/vexdepcheck_*.deb
+	lintian --fail-on error,warning --tag-display-limit 0 $(PACKAGE_DIR)/vexdepcheck_*.deb
 
 # The fuzz targets: clang, libFuzzer, AddressSanitizer and
 # UndefinedBehaviorSanitizer, in a build folder of their own.

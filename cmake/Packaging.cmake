@@ -1,60 +1,58 @@
 # Installation and the Debian binary package (make package).
 #
-#   bin/                      vexdepcheck, vexinspect
-#   share/man/man1/           their manual pages
+#   sbin/                     vexdepcheck, vexinspect (administrator tools, run as root)
+#   share/man/man8/           their manual pages
 #   share/bash-completion/completions/
 #                             their bash completion files (completions/)
-#   share/doc/vexdepcheck/    README, documentation, copyright, changelog; json/ the
-#                             JSON Schemas of vexinspect's output
+#   share/doc/vexdepcheck/    README, documentation (compressed when over 4 KiB),
+#                             copyright, changelog; json/ the JSON Schemas of
+#                             vexinspect's output
+#
+# The manual pages and documents are written at install time
+# (cmake/InstallDocuments.cmake), so that the paths in them follow the
+# prefix they are installed under.
 
 include(GNUInstallDirs)
 
-# Manual pages: the project version is filled in, and the pages are
-# compressed as Debian packages carry them. Each entry is the installed page
-# name and its source in docs/man/.
-set(VEXDEP_MAN_PAGES "vexdepcheck=vexdepcheck.1")
+set(VEXDEP_MAN_PAGES "vexdepcheck=vexdepcheck.8")
 if(TARGET vexinspect)
-  list(APPEND VEXDEP_MAN_PAGES "vexinspect=diagnostics-tool.1")
+  list(APPEND VEXDEP_MAN_PAGES "vexinspect=vexinspect.8")
 endif()
-set(VEXDEP_MAN_OUTPUTS)
-foreach(entry IN LISTS VEXDEP_MAN_PAGES)
-  string(REPLACE "=" ";" entry_parts "${entry}")
-  list(GET entry_parts 0 page)
-  list(GET entry_parts 1 source)
-  set(VERSION ${PROJECT_VERSION})
-  configure_file(${PROJECT_SOURCE_DIR}/docs/man/${source} ${PROJECT_BINARY_DIR}/man/${page}.1 @ONLY)
-  add_custom_command(
-    OUTPUT ${PROJECT_BINARY_DIR}/man/${page}.1.gz
-    COMMAND gzip -9n -c ${PROJECT_BINARY_DIR}/man/${page}.1 > ${PROJECT_BINARY_DIR}/man/${page}.1.gz
-    DEPENDS ${PROJECT_BINARY_DIR}/man/${page}.1
-    VERBATIM)
-  list(APPEND VEXDEP_MAN_OUTPUTS ${PROJECT_BINARY_DIR}/man/${page}.1.gz)
-endforeach()
+set(VEXDEP_COMPLETIONSDIR ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+
 add_custom_command(
   OUTPUT ${PROJECT_BINARY_DIR}/packaging/changelog.gz
   COMMAND ${CMAKE_COMMAND} -E make_directory ${PROJECT_BINARY_DIR}/packaging
   COMMAND gzip -9n -c ${PROJECT_SOURCE_DIR}/packaging/changelog > ${PROJECT_BINARY_DIR}/packaging/changelog.gz
   DEPENDS ${PROJECT_SOURCE_DIR}/packaging/changelog
   VERBATIM)
-add_custom_target(vexdep_install_files ALL DEPENDS ${VEXDEP_MAN_OUTPUTS} ${PROJECT_BINARY_DIR}/packaging/changelog.gz)
+add_custom_target(vexdep_install_files ALL DEPENDS ${PROJECT_BINARY_DIR}/packaging/changelog.gz)
 
-install(TARGETS vexdepcheck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS vexdepcheck RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 if(TARGET vexinspect)
-  install(TARGETS vexinspect RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS vexinspect RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 endif()
-install(FILES ${VEXDEP_MAN_OUTPUTS} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 # bash-completion loads the file named after the command on first use.
-install(FILES ${PROJECT_SOURCE_DIR}/completions/vexdepcheck
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES ${PROJECT_SOURCE_DIR}/completions/vexdepcheck DESTINATION ${VEXDEP_COMPLETIONSDIR})
 if(TARGET vexinspect)
-  install(FILES ${PROJECT_SOURCE_DIR}/completions/vexinspect
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${PROJECT_SOURCE_DIR}/completions/vexinspect DESTINATION ${VEXDEP_COMPLETIONSDIR})
 endif()
 file(GLOB VEXDEP_DOCS ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${VEXDEP_DOCS} ${PROJECT_SOURCE_DIR}/packaging/copyright
-              ${PROJECT_BINARY_DIR}/packaging/changelog.gz
-        DESTINATION ${CMAKE_INSTALL_DOCDIR})
-# The JSON Schemas of vexinspect's JSON output.
+set(VEXDEP_DOCUMENTS ${PROJECT_SOURCE_DIR}/README.md ${VEXDEP_DOCS} ${PROJECT_SOURCE_DIR}/packaging/copyright
+                     ${PROJECT_BINARY_DIR}/packaging/changelog.gz)
+install(CODE "
+  set(VEXDEP_SOURCE_DIR \"${PROJECT_SOURCE_DIR}\")
+  set(VEXDEP_STAGING_DIR \"${PROJECT_BINARY_DIR}/install-staging\")
+  set(VEXDEP_VERSION \"${PROJECT_VERSION}\")
+  set(VEXDEP_DOCUMENTS \"${VEXDEP_DOCUMENTS}\")
+  set(VEXDEP_MAN_PAGES \"${VEXDEP_MAN_PAGES}\")
+  set(VEXDEP_SBINDIR \"${CMAKE_INSTALL_SBINDIR}\")
+  set(VEXDEP_MANDIR \"${CMAKE_INSTALL_MANDIR}\")
+  set(VEXDEP_DOCDIR \"${CMAKE_INSTALL_DOCDIR}\")
+  set(VEXDEP_COMPLETIONSDIR \"${VEXDEP_COMPLETIONSDIR}\")
+  include(\"${PROJECT_SOURCE_DIR}/cmake/InstallDocuments.cmake\")")
+# The JSON Schemas of vexinspect's JSON output: data that validators read,
+# so never compressed.
 file(GLOB VEXDEP_JSON_SCHEMAS ${PROJECT_SOURCE_DIR}/docs/json/*.schema.json)
 install(FILES ${VEXDEP_JSON_SCHEMAS} DESTINATION ${CMAKE_INSTALL_DOCDIR}/json)
 
@@ -80,4 +78,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+# Installs into the staging root through DESTDIR with the prefix /usr, so
+# that the install-time prefix, which the pages name, is the installed one.
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr)
 include(CPack)

@@ -187,7 +187,7 @@ vexinspect:
   description: The vexinspect executable that ran.
   returned: success
   type: str
-  sample: /usr/bin/vexinspect
+  sample: /usr/sbin/vexinspect
 '''
 
 import os

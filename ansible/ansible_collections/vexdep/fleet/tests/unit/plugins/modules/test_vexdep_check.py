@@ -22,7 +22,7 @@ import explain_documents as docs  # noqa: E402
 class FakeModule(object):
     """Stands in for AnsibleModule: canned vexinspect output per type, and what was run."""
 
-    def __init__(self, outputs, on_path='/usr/bin/vexinspect'):
+    def __init__(self, outputs, on_path='/usr/sbin/vexinspect'):
         self.outputs = outputs
         self.on_path = on_path
         self.commands = []
@@ -58,9 +58,9 @@ def test_ready(tmp_path):
     assert result['system_id'] == '0x0A1C'
     assert result['system_id_origin'] == 'revision-two-byte'
     assert result['smbios_source'] == 'sysfs'
-    assert result['vexinspect'] == '/usr/bin/vexinspect'
+    assert result['vexinspect'] == '/usr/sbin/vexinspect'
     assert [c[2] for c in module.commands] == ['hard', 'soft']
-    assert module.commands[0] == ['/usr/bin/vexinspect', 'explain', 'hard', '--package-dir', str(tmp_path), '--json']
+    assert module.commands[0] == ['/usr/sbin/vexinspect', 'explain', 'hard', '--package-dir', str(tmp_path), '--json']
 
 
 def test_blocked_reports_every_dependency_with_its_download_path(tmp_path):

@@ -1,0 +1,74 @@
+# Installs the manual pages and the documents, run by `cmake --install` and
+# by CPack at install time, so that every path written into them follows the
+# prefix the files are installed under (CMAKE_INSTALL_PREFIX as it is then).
+#
+# Set by the caller: VEXDEP_SOURCE_DIR, VEXDEP_STAGING_DIR (a directory of
+# the build tree), VEXDEP_VERSION, VEXDEP_DOCUMENTS (documents, in the order
+# they are installed), VEXDEP_MAN_PAGES (page=source entries of docs/man/),
+# VEXDEP_SBINDIR, VEXDEP_MANDIR, VEXDEP_DOCDIR, VEXDEP_COMPLETIONSDIR
+# (relative to the prefix, or absolute).
+#
+# Documents over 4 KiB are compressed (gzip -9n, reproducible), as Debian
+# ships them; manual pages always are.
+
+function(vexdep_full_path out dir)
+  if(IS_ABSOLUTE "${dir}")
+    set(${out} "${dir}" PARENT_SCOPE)
+  else()
+    set(${out} "${CMAKE_INSTALL_PREFIX}/${dir}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+function(vexdep_gzip file)
+  execute_process(COMMAND gzip -9nf "${file}" RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "gzip could not compress ${file} (${status})")
+  endif()
+endfunction()
+
+vexdep_full_path(SBINDIR "${VEXDEP_SBINDIR}")
+vexdep_full_path(DOCDIR "${VEXDEP_DOCDIR}")
+vexdep_full_path(COMPLETIONSDIR "${VEXDEP_COMPLETIONSDIR}")
+vexdep_full_path(MANDIR "${VEXDEP_MANDIR}")
+
+set(stage "${VEXDEP_STAGING_DIR}")
+file(REMOVE_RECURSE "${stage}")
+file(MAKE_DIRECTORY "${stage}/doc" "${stage}/man")
+
+# The documents; each one's installed name is remembered for the pages.
+set(installed_documents)
+foreach(document IN LISTS VEXDEP_DOCUMENTS)
+  get_filename_component(name "${document}" NAME)
+  file(COPY "${document}" DESTINATION "${stage}/doc")
+  file(SIZE "${stage}/doc/${name}" size)
+  if(size GREATER 4096 AND NOT name MATCHES "\\.gz$")
+    vexdep_gzip("${stage}/doc/${name}")
+    set(name "${name}.gz")
+  endif()
+  list(APPEND installed_documents "${stage}/doc/${name}")
+  string(MAKE_C_IDENTIFIER "${name}" key)
+  set(DOC_${key} "${DOCDIR}/${name}")
+endforeach()
+file(INSTALL ${installed_documents} DESTINATION "${DOCDIR}")
+
+# The manual pages, filled in with the version and the installed paths.
+set(VERSION "${VEXDEP_VERSION}")
+if(DEFINED DOC_diagnostics_md_gz)
+  set(DIAGNOSTICS_DOC "${DOC_diagnostics_md_gz}")
+else()
+  set(DIAGNOSTICS_DOC "${DOC_diagnostics_md}")
+endif()
+# Paths in roff: a hyphen is written as an escaped one.
+foreach(name COMPLETIONSDIR DIAGNOSTICS_DOC)
+  string(REPLACE "-" "\\-" ${name} "${${name}}")
+endforeach()
+set(installed_pages)
+foreach(entry IN LISTS VEXDEP_MAN_PAGES)
+  string(REPLACE "=" ";" entry_parts "${entry}")
+  list(GET entry_parts 0 page)
+  list(GET entry_parts 1 source)
+  configure_file("${VEXDEP_SOURCE_DIR}/docs/man/${source}" "${stage}/man/${page}.8" @ONLY)
+  vexdep_gzip("${stage}/man/${page}.8")
+  list(APPEND installed_pages "${stage}/man/${page}.8.gz")
+endforeach()
+file(INSTALL ${installed_pages} DESTINATION "${MANDIR}/man8")
