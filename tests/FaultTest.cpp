@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 using namespace vextest;
@@ -520,6 +521,63 @@ TEST(FaultStandardStreams, AllThreeClosedStillGiveTheStatus)
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.nStatus, 1);
+    EXPECT_EQ(run.strSurvivors, "");
+}
+
+// ---------------------------------------------------------------------------
+// Address-space limit on a large package
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// What a run under an address-space limit may give: the whole verdict of the
+// unlimited run, the "nothing to report" of a package description that could
+// not be parsed, a check that says on standard error that it did not
+// complete (exit 1, the installer stops), or the dynamic loader's refusal.
+const std::string kMemorySweep =
+    "\"$CHECKER\" hard > \"$out/full.out\" 2> \"$out/full.err\"; echo $? > \"$out/status\"\n"
+    "wc -c < \"$out/full.out\" > \"$out/stdout\"\n"
+    "mb=30\n"
+    "while [ $mb -le 132 ]; do\n"
+    "  prlimit --as=$((mb * 1048576)) -- \"$CHECKER\" hard > \"$out/o\" 2> \"$out/e\"; s=$?\n"
+    "  if [ $s -eq 1 ] && cmp -s \"$out/o\" \"$out/full.out\" && cmp -s \"$out/e\" \"$out/full.err\"; then c=whole\n"
+    "  elif [ $s -eq 255 ] && [ ! -s \"$out/o\" ] && [ ! -s \"$out/e\" ]; then c=nothing\n"
+    "  elif [ $s -eq 1 ] && [ \"$(tail -n 1 \"$out/e\")\" = "
+    "\"vexdepcheck: memory exhausted: the dependency check could not be completed\" ]; then c=not-completed\n"
+    "  elif [ $s -eq 127 ]; then c=loader\n"
+    "  else c=\"status $s with $(wc -c < \"$out/o\") bytes on standard output\"\n"
+    "  fi\n"
+    "  echo \"$mb MiB: $c\" >> \"$out/extra\"\n"
+    "  mb=$((mb + 3))\n"
+    "done\n";
+} // namespace
+
+// The sanitizers reserve far more address space than any limit here leaves.
+TEST(FaultMemory, UnderAnyAddressSpaceLimitTheVerdictIsWholeOrTheRunSaysItIsNot)
+{
+    SKIP_WITHOUT_NAMESPACE();
+    SKIP_IN_SANITIZED_BUILD();
+    Fault fault;
+    fault.vEnvironment = {std::string("BENCH=") + VEXDEP_BENCH_EXECUTABLE};
+    // 10,000 dependencies over 100 release directories.
+    fault.strPrepare = "rm -rf -- ./* && \"$BENCH\" generate --out . -n 10000 > /dev/null";
+    fault.strBody = kMemorySweep;
+    const FaultRun run = RunFault(fault);
+    ASSERT_SET_UP(run);
+    ASSERT_EQ(run.nStatus, 1) << "the unlimited run";
+    ASSERT_GT(std::stol(run.strStdout), 0) << "the unlimited run reports nothing";
+    std::set<std::string> outcomes;
+    for (const std::string& strLine : Lines(run.strExtra))
+    {
+        const std::string strOutcome = strLine.substr(strLine.find(": ") + 2);
+        outcomes.insert(strOutcome);
+        EXPECT_TRUE(strOutcome == "whole" || strOutcome == "nothing" || strOutcome == "not-completed" ||
+                    strOutcome == "loader")
+            << strLine;
+    }
+    // The sweep reaches from below what the run needs to above it.
+    EXPECT_EQ(outcomes.count("whole"), 1u) << run.strExtra;
+    EXPECT_GT(outcomes.size(), 1u) << run.strExtra;
     EXPECT_EQ(run.strSurvivors, "");
 }
 

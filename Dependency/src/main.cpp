@@ -3,13 +3,14 @@
 //
 //   vexdepcheck hard | soft
 //
-// Exit status: 1 hard dependencies to report, 2 soft ones, 255 nothing to
-// report or a bad invocation.
+// Exit status: 1 hard dependencies to report (or a check that could not be
+// completed), 2 soft ones, 255 nothing to report or a bad invocation.
 
 #include "LinuxDependencyWrapper.h"
 #include "Logger.h"
 #include "PlatformLayer.h"
 
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <iostream>
@@ -18,6 +19,9 @@
 
 namespace
 {
+// The exit status of a check that could not be completed.
+constexpr int kCheckNotCompleted = 1;
+
 int Run(int argc, char* argv[])
 {
     if (argc == 1)
@@ -61,13 +65,24 @@ int Run(int argc, char* argv[])
     }
     return nExitStatus;
 }
+
+// Said on standard error when memory runs out outside the checker's
+// non-throwing allocations. Written without allocating.
+void SayTheCheckDidNotComplete()
+{
+    static const char kMessage[] = "vexdepcheck: memory exhausted: the dependency check could not be completed\n";
+    std::fflush(stdout);
+    std::fputs(kMessage, stderr);
+}
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    // Memory that runs out (a low limit inherited from an installer
-    // service) ends the check as any failure does: nothing is reported, the
-    // exit status is 255 and the debug log says why. No exception leaves
+    // Memory that runs out where the check cannot go on (a container that
+    // cannot grow, under a low limit inherited from an installer service)
+    // ends the run failed closed: the debug log and standard error say so,
+    // and the exit status is 1, which keeps an installer from applying the
+    // update, never the 255 of "nothing to report". No exception leaves
     // the program.
     try
     {
@@ -81,5 +96,6 @@ int main(int argc, char* argv[])
     {
         VEXLOG_NOTHROW(std::string("main the dependency check could not be completed: ") + e.what());
     }
-    return -1;
+    SayTheCheckDidNotComplete();
+    return kCheckNotCompleted;
 }
