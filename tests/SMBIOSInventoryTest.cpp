@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <random>
@@ -440,6 +441,90 @@ TEST_F(SMBIOSInventoryTest, EmptySysfsTableFileIsHeldWithLengthZero)
     EXPECT_EQ(inventory.GetSystemID(), "");
     EXPECT_EQ(inventory.FreeRawBIOSTable(), 1);
     EXPECT_EQ(inventory.RawTable(), nullptr);
+}
+
+// The firmware's export changing between the reader's two reads: the entry
+// point is read, then the table file shrinks or goes before it is read.
+class SMBIOSChangingSourcesTest : public SMBIOSInventoryTest
+{
+protected:
+    // Sources that run fnChange once, right after the entry point was read.
+    SMBIOSSources ChangingAfterTheEntryPoint(std::function<void()> fnChange) const
+    {
+        SMBIOSSources sources = Sources();
+        const std::string strEntryPoint = sources.strEntryPointPath;
+        auto pDone = std::make_shared<bool>(false);
+        sources.fnAfterRead = [strEntryPoint, fnChange, pDone](const std::string& strPath) {
+            if (strPath == strEntryPoint && !*pDone)
+            {
+                *pDone = true;
+                fnChange();
+            }
+        };
+        return sources;
+    }
+
+    // What a reader finds in a sysfs table that held strTable all along.
+    std::string SystemIdOfATableThatWasAlways(const std::string& strTable) const
+    {
+        TempDir other;
+        WriteFile(other.File("smbios_entry_point"), SmbiosEntryPoint3());
+        WriteFile(other.File("DMI"), strTable);
+        CSMBIOSInventory inventory(vextest::SmbiosSourcesIn(other.Path()));
+        EXPECT_EQ(inventory.Initialize(), 1);
+        return inventory.GetSystemID();
+    }
+};
+
+TEST_F(SMBIOSChangingSourcesTest, ATableFileEmptiedAfterTheEntryPointWasReadIsHeldEmpty)
+{
+    WriteSysfsTable(StandardTable());
+    const std::string strTablePath = m_dir.File("DMI");
+    InspectableSMBIOSInventory inventory(
+        ChangingAfterTheEntryPoint([strTablePath] { ASSERT_EQ(::truncate(strTablePath.c_str(), 0), 0); }));
+    EXPECT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceSysfs);
+    EXPECT_EQ(inventory.RawTableLength(), 0u);
+    EXPECT_EQ(inventory.GetSystemID(), "");
+    EXPECT_EQ(inventory.GetDeviceCountMatchingStructNumber(1), 0);
+}
+
+TEST_F(SMBIOSChangingSourcesTest, ATableFileCutShortAfterTheEntryPointWasReadIsReadAsTheShorterTable)
+{
+    const std::string strTable = StandardTable();
+    WriteSysfsTable(strTable);
+    const std::string strTablePath = m_dir.File("DMI");
+    // Every length from nothing to one byte short of the whole table: each
+    // cut ends a structure or falls inside one.
+    for (std::size_t nKeep = 0; nKeep < strTable.size(); ++nKeep)
+    {
+        SCOPED_TRACE(nKeep);
+        WriteFile(strTablePath, strTable);
+        InspectableSMBIOSInventory inventory(ChangingAfterTheEntryPoint(
+            [strTablePath, nKeep] { ASSERT_EQ(::truncate(strTablePath.c_str(), static_cast<off_t>(nKeep)), 0); }));
+        ASSERT_EQ(inventory.Initialize(), 1);
+        EXPECT_EQ(inventory.TableBytes(), strTable.substr(0, nKeep));
+        EXPECT_EQ(inventory.GetSystemID(), SystemIdOfATableThatWasAlways(strTable.substr(0, nKeep)));
+        EXPECT_LE(inventory.GetDeviceCountMatchingStructNumber(9), 2);
+    }
+    // Cut nowhere, the table gives the system ID of its revision structure.
+    EXPECT_NE(SystemIdOfATableThatWasAlways(strTable), "");
+}
+
+TEST_F(SMBIOSChangingSourcesTest, ATableFileRemovedAfterTheEntryPointWasReadLeavesTheMemoryScan)
+{
+    WriteSysfsTable(StandardTable());
+    const std::string strTablePath = m_dir.File("DMI");
+    const std::string strEntryPointPath = m_dir.File("smbios_entry_point");
+    InspectableSMBIOSInventory inventory(ChangingAfterTheEntryPoint([strTablePath, strEntryPointPath] {
+        ASSERT_EQ(::unlink(strTablePath.c_str()), 0);
+        ASSERT_EQ(::unlink(strEntryPointPath.c_str()), 0);
+    }));
+    // No physical memory image either: no table at all.
+    EXPECT_EQ(inventory.Initialize(), 0);
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceNone);
+    EXPECT_EQ(inventory.RawTable(), nullptr);
+    EXPECT_EQ(inventory.GetSystemID(), "");
 }
 
 TEST_F(SMBIOSInventoryTest, ASecondAcquisitionReplacesTheHeldTable)

@@ -445,6 +445,10 @@ int CSMBIOSInventory::ReadFileContents(const char* pszPath, unsigned char** ppBu
             }
             ifs.close();
         }
+        if (m_sources.fnAfterRead)
+        {
+            m_sources.fnAfterRead(pszPath);
+        }
     }
     VEXLOG("Exiting ReadFileContents");
     return nResult;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ struct SMBIOSSources
     std::string strTablePath = "/sys/firmware/dmi/tables/DMI";
     std::string strMemoryDevicePath = "/dev/mem";
     std::string strESXiDevicePath = "/dev/char/mem/smbios";
+    // Called with a firmware file's path each time the reader has read it
+    // whole; empty unless a test changes the files between two reads (the
+    // firmware's export changing under the reader).
+    std::function<void(const std::string&)> fnAfterRead;
 };
 
 // A PCI bus and device/function pair to look for in the system slots, with
