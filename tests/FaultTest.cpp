@@ -219,6 +219,21 @@ const std::string kCheckerThenExplain = "run \"$CHECKER\" hard; { cat \"$out/sta
                                         "\"$out/extra\"; run \"$INSPECT\" explain hard --json";
 
 std::string CheckerStatusAndReport(const FaultRun& run) { return run.strExtra; }
+
+// What explain said in a run of kCheckerThenExplain: the checker's exit
+// status, the verdict and, unless strReasonKind is empty, a reason of that
+// kind.
+void ExpectExplained(const FaultRun& run, int nExitStatus, const std::string& strVerdict,
+                     const std::string& strReasonKind)
+{
+    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
+    EXPECT_EQ(json["exitStatus"], nExitStatus);
+    EXPECT_EQ(json["verdict"], strVerdict) << json["reasons"].dump();
+    if (!strReasonKind.empty())
+    {
+        EXPECT_NE(json["reasons"].dump().find(strReasonKind), std::string::npos) << json["reasons"].dump();
+    }
+}
 } // namespace
 
 TEST(FaultCollectorOutput, AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFromIt)
@@ -233,10 +248,7 @@ TEST(FaultCollectorOutput, AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFro
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
     EXPECT_EQ(CheckerStatusAndReport(run), "1\n" + kHeading + kBackplane + " \n");
-    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
-    EXPECT_EQ(json["exitStatus"], 1);
-    EXPECT_EQ(json["verdict"], "blocked");
-    EXPECT_NE(json["reasons"].dump().find("stale-inventory"), std::string::npos) << json["reasons"].dump();
+    ExpectExplained(run, 1, "blocked", "stale-inventory");
 }
 
 TEST(FaultCollectorOutput, ReadOnlyReleaseDirectoriesWithoutDocumentsGiveNoInventoryAndAreUnverifiable)
@@ -250,10 +262,7 @@ TEST(FaultCollectorOutput, ReadOnlyReleaseDirectoriesWithoutDocumentsGiveNoInven
     // No document, no inventory: nothing to report, although both unmet
     // dependencies are there.
     EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
-    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
-    EXPECT_EQ(json["exitStatus"], 255);
-    EXPECT_EQ(json["verdict"], "unverifiable");
-    EXPECT_NE(json["reasons"].dump().find("no-inventory"), std::string::npos) << json["reasons"].dump();
+    ExpectExplained(run, 255, "unverifiable", "no-inventory");
 }
 
 TEST(FaultCollectorOutput, AFullFileSystemGivesNoInventoryAndIsUnverifiable)
@@ -266,9 +275,7 @@ TEST(FaultCollectorOutput, AFullFileSystemGivesNoInventoryAndIsUnverifiable)
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
     EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
-    const nlohmann::json json = nlohmann::json::parse(run.strStdout);
-    EXPECT_EQ(json["exitStatus"], 255);
-    EXPECT_EQ(json["verdict"], "unverifiable") << json["reasons"].dump();
+    ExpectExplained(run, 255, "unverifiable", "");
 }
 
 // ---------------------------------------------------------------------------
