@@ -179,3 +179,39 @@ def test_hosts_keep_no_temporary_directory(preflight):
         assert os.path.dirname(directory) == fleet.host_tmp
         assert not os.path.exists(directory)
     assert os.listdir(fleet.host_tmp) == []
+
+
+def _chromium():
+    for name in ('chromium', 'chromium-browser', 'google-chrome'):
+        found = shutil.which(name)
+        if found:
+            return found
+    return None
+
+
+def test_the_html_report_renders_in_headless_chromium(preflight, tmp_path):
+    fleet, result, report_dir = preflight
+    browser = _chromium()
+    if not browser:
+        pytest.skip('headless Chromium (Debian package chromium) is not installed')
+    page = 'file://' + os.path.join(report_dir, 'fleet-report.html')
+    # No sandbox: the tests run as root, where Chromium refuses its own.
+    common = [browser, '--headless', '--no-sandbox', '--disable-gpu', '--no-first-run',
+              '--user-data-dir=' + str(tmp_path / 'profile'), '--window-size=1200,1000']
+    dom = subprocess.run(common + ['--dump-dom', page], capture_output=True, text=True, timeout=120, check=False)
+    assert dom.returncode == 0, dom.stderr
+    # What the browser built from the page: the bar, a row per host, the prerequisites.
+    assert '<svg' in dom.stdout
+    for host in ('alpha', 'bravo', 'charlie', 'delta'):
+        assert '>%s</td>' % host in dom.stdout, host
+    assert BACKPLANE in dom.stdout
+    shot = tmp_path / 'fleet-report.png'
+    taken = subprocess.run(common + ['--screenshot=' + str(shot), page], capture_output=True, text=True,
+                           timeout=120, check=False)
+    assert taken.returncode == 0, taken.stderr
+    image = shot.read_bytes()
+    assert image[:8] == b'\x89PNG\r\n\x1a\n'
+    width, height = int.from_bytes(image[16:20], 'big'), int.from_bytes(image[20:24], 'big')
+    assert (width, height) == (1200, 1000)
+    # A rendered page, not a blank one: far more than a single-colour image compresses to.
+    assert len(image) > 20000, len(image)
