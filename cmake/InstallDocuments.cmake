@@ -5,7 +5,7 @@
 # Set by the caller: VEXDEP_SOURCE_DIR, VEXDEP_STAGING_DIR (a directory of
 # the build tree), VEXDEP_VERSION, VEXDEP_DOCUMENTS (documents, in the order
 # they are installed), VEXDEP_MAN_PAGES (page=source entries of docs/man/),
-# VEXDEP_SBINDIR, VEXDEP_MANDIR, VEXDEP_DOCDIR, VEXDEP_COMPLETIONSDIR
+# VEXDEP_MANDIR, VEXDEP_DOCDIR, VEXDEP_COMPLETIONSDIR
 # (relative to the prefix, or absolute).
 #
 # Documents over 4 KiB are compressed (gzip -9n, reproducible), as Debian
@@ -26,7 +26,6 @@ function(vexdep_gzip file)
   endif()
 endfunction()
 
-vexdep_full_path(SBINDIR "${VEXDEP_SBINDIR}")
 vexdep_full_path(DOCDIR "${VEXDEP_DOCDIR}")
 vexdep_full_path(COMPLETIONSDIR "${VEXDEP_COMPLETIONSDIR}")
 vexdep_full_path(MANDIR "${VEXDEP_MANDIR}")
