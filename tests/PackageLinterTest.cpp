@@ -199,6 +199,17 @@ std::vector<LintCase> Cases()
          "the DOCTYPE names the external DTD SYSTEM \"package.dtd\": the checker never loads it",
          Clean(WithDoctype("[\n<!ENTITY unused \"text\">\n]", Package(Dep(Attributes(), {"<Display>A</Display>"})))),
          {}},
+        {"encoding-needs-c-library",
+         Clean("<?xml version=\"1.0\" encoding=\"windows-1252\"?>\n" + Package(Dep(Attributes())).substr(22)),
+         {},
+         "package.xml",
+         1,
+         "",
+         "package.xml declares the encoding \"windows-1252\", which the XML library reads only through the C "
+         "library's conversion modules",
+         // One the XML library reads itself.
+         Clean("<?xml version=\"1.0\" encoding=\"iso-8859-1\"?>\n" + Package(Dep(Attributes())).substr(22)),
+         {}},
         {"xml-parser-message",
          Clean(Package(Dep(Attributes(), {"<Display xmlns:a=\"not absolute\">A</Display>"}))),
          {},

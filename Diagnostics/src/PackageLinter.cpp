@@ -90,6 +90,10 @@ const std::vector<SLintRule> kRules = {
     {"external-declaration-not-loaded", SLintFinding::ESeverity::Warning,
      "an external DTD or an external entity declaration: it is never loaded, nothing it declares applies",
      "Leave out external DTDs and external entities: the checker reads the document alone."},
+    {"encoding-needs-c-library", SLintFinding::ESeverity::Warning,
+     "an encoding the XML library reads only through the C library's conversion modules: the portable checker "
+     "cannot read the document on a server without them",
+     "Write the document in UTF-8 (or UTF-16, ISO-8859-1 or ASCII), which the XML library reads itself."},
     {"xml-parser-message", SLintFinding::ESeverity::Warning,
      "the parser reports a problem and reads on: the document may not read as written",
      "Correct the document at the line and column that the parser's message names."},
@@ -117,6 +121,22 @@ const std::vector<SLintRule> kRules = {
 };
 
 bool IsElement(const xmlNode* pNode) { return pNode != nullptr && pNode->type == XML_ELEMENT_NODE; }
+
+// An encoding that the XML library converts by itself, without the C
+// library's conversion modules (which a fully static checker may not find).
+bool IsEncodingOfTheXmlLibrary(const std::string& strEncoding)
+{
+    static const char* const kOwn[] = {"UTF-8",       "UTF8",        "UTF-16",      "UTF16", "UTF-16LE", "UTF-16BE",
+                                       "ISO-8859-1",  "ISO-LATIN-1", "ISO LATIN 1", "ASCII", "US-ASCII"};
+    for (const char* pszOwn : kOwn)
+    {
+        if (strcasecmp(strEncoding.c_str(), pszOwn) == 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
 
 bool IsElementNamed(const xmlNode* pNode, const char* pszName)
 {
@@ -386,6 +406,18 @@ void CPackageLinter::LintMarkup(const std::string& strFile, const std::string& s
     // without lines.
     std::string strText;
     CPlatformLayer::ReadRegularFile(strPath, strText);
+
+    if (pDocument->encoding != nullptr)
+    {
+        const std::string strEncoding = reinterpret_cast<const char*>(pDocument->encoding);
+        if (!IsEncodingOfTheXmlLibrary(strEncoding))
+        {
+            AddAt("encoding-needs-c-library", strFile, 1, 0, std::string(),
+                  strFile + " declares the encoding \"" + strEncoding +
+                      "\", which the XML library reads only through the C library's conversion modules: the "
+                      "portable checker cannot read it on a server without them, and then has nothing to report");
+        }
+    }
 
     const xmlDtd* pSubset = pDocument->intSubset;
     const bool bExternalDTD = pSubset != nullptr && (pSubset->SystemID != nullptr || pSubset->ExternalID != nullptr);
