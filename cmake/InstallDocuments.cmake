@@ -34,7 +34,7 @@ set(stage "${VEXDEP_STAGING_DIR}")
 file(REMOVE_RECURSE "${stage}")
 file(MAKE_DIRECTORY "${stage}/doc" "${stage}/man")
 
-# The documents; each one's installed name is remembered for the pages.
+# The documents; the installed name of diagnostics.md is named in a page.
 set(installed_documents)
 foreach(document IN LISTS VEXDEP_DOCUMENTS)
   get_filename_component(name "${document}" NAME)
@@ -45,18 +45,14 @@ foreach(document IN LISTS VEXDEP_DOCUMENTS)
     set(name "${name}.gz")
   endif()
   list(APPEND installed_documents "${stage}/doc/${name}")
-  string(MAKE_C_IDENTIFIER "${name}" key)
-  set(DOC_${key} "${DOCDIR}/${name}")
+  if(document MATCHES "/diagnostics\\.md$")
+    set(DIAGNOSTICS_DOC "${DOCDIR}/${name}")
+  endif()
 endforeach()
 file(INSTALL ${installed_documents} DESTINATION "${DOCDIR}")
 
 # The manual pages, filled in with the version and the installed paths.
 set(VERSION "${VEXDEP_VERSION}")
-if(DEFINED DOC_diagnostics_md_gz)
-  set(DIAGNOSTICS_DOC "${DOC_diagnostics_md_gz}")
-else()
-  set(DIAGNOSTICS_DOC "${DOC_diagnostics_md}")
-endif()
 # Paths in roff: a hyphen is written as an escaped one.
 foreach(name COMPLETIONSDIR DIAGNOSTICS_DOC)
   string(REPLACE "-" "\\-" ${name} "${${name}}")
