@@ -36,20 +36,6 @@ double SecondsSince(Clock::time_point tStart)
     return std::chrono::duration<double>(Clock::now() - tStart).count();
 }
 
-bool WaitForFile(const std::string& strPath, double dSeconds)
-{
-    const Clock::time_point tStart = Clock::now();
-    while (!FileExists(strPath))
-    {
-        if (SecondsSince(tStart) > dSeconds)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
-
 bool ProcessGone(pid_t nPid)
 {
     for (int i = 0; i < 100; ++i)
@@ -178,12 +164,17 @@ TEST(CollectorRun, RejectedVariableIsNamedInTheDebugLogOnly)
 TEST(CollectorRun, BackgroundJobOfACollectorFinishesAfterTheCheckerHasExited)
 {
     TempDir dir;
-    WriteOneDependencyPackage(dir.Path(), "(sleep 1; echo finished > late.txt) > /dev/null 2>&1 &\n");
+    // The job finishes only once the test lets it (or after 30 s): a checker
+    // that waited for it would take those 30 s.
+    WriteOneDependencyPackage(dir.Path(),
+                              "(" + ShellWaitsForFile("go", 30) +
+                                  "; echo finished > late.tmp; mv late.tmp late.txt) > /dev/null 2>&1 &\n");
     const Clock::time_point tStart = Clock::now();
     const CommandResult result = RunCommand({CheckerExecutable(), "hard"}, dir.Path());
-    EXPECT_LT(SecondsSince(tStart), 1.0);
+    EXPECT_LT(SecondsSince(tStart), 20.0);
     EXPECT_EQ(result.nExitStatus, 1);
     EXPECT_FALSE(FileExists(dir.File("RT/late.txt")));
+    WriteFile(dir.File("RT/go"), "");
     ASSERT_TRUE(WaitForFile(dir.File("RT/late.txt"), 10));
     EXPECT_EQ(ReadFile(dir.File("RT/late.txt")), "finished\n");
 }

@@ -363,8 +363,8 @@ FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget
     fault.bLog = true;
     fault.strPrepare = kSlowCollector + "find . -type f ! -name vexdebuglog -exec md5sum {} + | sort > \"$out/before\"";
     fault.strBody = "env --default-signal=INT,QUIT setsid \"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" &\n"
-                    "pid=$!\n"
-                    "i=0; while [ ! -e started ] && [ $i -lt 200 ]; do sleep 0.05; i=$((i+1)); done\n"
+                    "pid=$!\n" +
+                    ShellWaitsForFile("started", 10) + "\n"
                     "/bin/kill -s " + strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n"
                     "wait $pid; echo $? > \"$out/status\"\n"
                     "find . -type f ! -name vexdebuglog ! -name baseutils.log ! -name started ! -name collector.pid "
@@ -466,8 +466,12 @@ TEST(FaultStandardOutput, AReaderThatIsGoneEndsTheCheckerWithSIGPIPE)
 {
     SKIP_WITHOUT_NAMESPACE();
     Fault fault;
-    fault.strPrepare = "sed -i '2a sleep 0.5' REL002/collect.sh";
-    fault.strBody = "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } | true";
+    // Standard output is a pipe whose reader has gone before the checker
+    // starts: a fifo opened for reading and writing, opened again for
+    // writing, and then closed for reading.
+    fault.strBody = "mkfifo \"$out/pipe\" && exec 4<> \"$out/pipe\" 5> \"$out/pipe\" 4<&-\n"
+                    "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } >&5\n"
+                    "exec 5>&-";
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.nStatus, 128 + 13);

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <thread>
 
 #include <dirent.h>
 #include <signal.h>
@@ -481,19 +480,22 @@ TEST_F(InventoryModuleTest, CollectorInheritsTheCheckersOtherSignalDispositions)
 
 TEST_F(InventoryModuleTest, BackgroundJobOfAnUnguardedCollectorIsLeftAlone)
 {
-    WriteCollector("(sleep 1; echo finished > late.txt) > /dev/null 2>&1 &\necho $! > child.pid\n" +
+    // The job finishes only once the test lets it (or after 30 s): a module
+    // that waited for it would take those 30 s.
+    WriteCollector("(" + vextest::ShellWaitsForFile("go", 30) +
+                       "; echo finished > late.tmp; mv late.tmp late.txt) > /dev/null 2>&1 &\n"
+                       "echo $! > child.pid\n" +
                        WritesDocument(kInventory),
                    "10");
     const Clock::time_point tStart = Clock::now();
     Records vRecords = Run();
-    EXPECT_LT(SecondsSince(tStart), 1.0);
+    EXPECT_LT(SecondsSince(tStart), 20.0);
     ASSERT_EQ(vRecords.size(), 2u);
     const pid_t nChild = PidFrom(m_strModule + "/child.pid");
+    EXPECT_FALSE(vextest::FileExists(m_strModule + "/late.txt"));
     // It finishes its work after the module is done with the collector.
-    for (int i = 0; i < 100 && !vextest::FileExists(m_strModule + "/late.txt"); ++i)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
+    vextest::WriteFile(m_strModule + "/go", "");
+    EXPECT_TRUE(vextest::WaitForFile(m_strModule + "/late.txt", 10));
     EXPECT_EQ(vextest::ReadFile(m_strModule + "/late.txt"), "finished\n");
     kill(nChild, SIGKILL);
 }

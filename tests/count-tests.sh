@@ -1,6 +1,8 @@
 #!/bin/bash
 # Adds up what ctest reported in the logs of the test phases of make test
-# and prints one line: "total: N passed, M failed, K skipped".
+# and prints a line per phase, then "total: N passed, M failed, K skipped".
+# A phase with failures names each failed test on a line of its own below
+# its count, so that the last lines of a CI log say what to look at.
 #
 #   count-tests.sh PHASE=LOG...
 #
@@ -27,6 +29,10 @@ for entry in "$@"; do
   phase_disabled=$(grep -cE '^[[:space:]]*[0-9]+ - .* \(Disabled\)$' "$log")
   phase_passed=$((total - phase_failed - phase_skipped))
   echo "$phase: $phase_passed passed, $phase_failed failed, $((phase_skipped + phase_disabled)) skipped"
+  if [ "$phase_failed" -gt 0 ]; then
+    sed -n '/^The following tests FAILED:/,/^[^[:space:]]/p' "$log" \
+      | grep -E '^[[:space:]]+[0-9]+ - ' | sed -E 's/^[[:space:]]+/  failed: /'
+  fi
   passed=$((passed + phase_passed))
   failed=$((failed + phase_failed))
   skipped=$((skipped + phase_skipped + phase_disabled))

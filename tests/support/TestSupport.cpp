@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -169,6 +171,26 @@ bool FileExists(const std::string& strPath)
 {
     struct stat st;
     return ::stat(strPath.c_str(), &st) == 0;
+}
+
+std::string ShellWaitsForFile(const std::string& strPath, int nSeconds)
+{
+    return "i=0; while [ ! -e '" + strPath + "' ] && [ $i -lt " + std::to_string(nSeconds * 20) +
+           " ]; do sleep 0.05; i=$((i+1)); done";
+}
+
+bool WaitForFile(const std::string& strPath, double dSeconds)
+{
+    const auto tEnd = std::chrono::steady_clock::now() + std::chrono::duration<double>(dSeconds);
+    while (!FileExists(strPath))
+    {
+        if (std::chrono::steady_clock::now() > tEnd)
+        {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
 }
 
 void MakeDirectory(const std::string& strPath)

@@ -65,6 +65,14 @@ bool IsRegularFile(const std::string& strPath);
 std::vector<std::string> ListDirectory(const std::string& strPath);
 void RemoveTree(const std::string& strPath);
 
+// A shell fragment that waits until strPath (relative to the shell's
+// working directory, or absolute) exists, for at most nSeconds. A test
+// that must observe something "before" an event lets the event wait for a
+// file that the test creates once it has looked, instead of racing a sleep.
+std::string ShellWaitsForFile(const std::string& strPath, int nSeconds);
+// Waits in the test until strPath exists, for at most dSeconds.
+bool WaitForFile(const std::string& strPath, double dSeconds);
+
 // The lines of a log file with every leading time stamp replaced by
 // "[TIME]", so that whole lines can be compared byte for byte.
 std::vector<std::string> ReadLogLines(const std::string& strPath);
