@@ -42,7 +42,7 @@ CMAKE_FLAGS ?=
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
                 clang libclang-rt-14-dev strace python3-jsonschema zlib1g-dev liblzma-dev \
-                busybox-static gzip xz-utils \
+                busybox-static gzip xz-utils procps \
                 ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \

@@ -33,10 +33,15 @@ const std::string kNetwork = "Network Adapter Firmware\n\tCurrent  Version     :
 // What a lone run of "hard" on the sample package prints.
 const std::string kLoneReport = kHeading + kBackplane + kNetwork + " \n";
 
-// The collector of REL002 announces itself and waits 3 seconds before it
-// writes its document: the time in which the signal cases send theirs.
+// The collector of REL002 announces itself and sleeps 30 seconds before it
+// writes its document: the time in which the signal cases send theirs, and
+// look for what survived. A case that needs the collector to finish ends
+// its sleep (FinishSlowCollector).
 const std::string kSlowCollector =
-    "sed -i '2a echo $$ > ../collector.pid; : > ../started; sleep 3' REL002/collect.sh\n";
+    "sed -i '2a echo $$ > ../collector.pid; : > ../started; sleep 30' REL002/collect.sh\n";
+// Ends the slow collector's sleep as soon as it runs (within 10 seconds).
+const std::string kFinishSlowCollector =
+    "n=0; until pkill -x -P \"$(cat collector.pid)\" sleep || [ $n -ge 200 ]; do sleep 0.05; n=$((n+1)); done\n";
 
 struct FaultRun
 {
@@ -357,7 +362,8 @@ namespace
 {
 // Sends the signal to the checker (target "pid") or to its process group
 // ("group", as a Ctrl-C in the terminal does) once REL002's collector runs.
-FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget, bool bGuard)
+FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget, bool bGuard,
+                      bool bFinishCollector = false)
 {
     Fault fault;
     fault.bLog = true;
@@ -365,7 +371,8 @@ FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget
     fault.strBody = "env --default-signal=INT,QUIT setsid \"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" &\n"
                     "pid=$!\n" +
                     ShellWaitsForFile("started", 10) + "\n"
-                    "/bin/kill -s " + strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n"
+                    "/bin/kill -s " + strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n" +
+                    (bFinishCollector ? kFinishSlowCollector : std::string()) +
                     "wait $pid; echo $? > \"$out/status\"\n"
                     "find . -type f ! -name vexdebuglog ! -name baseutils.log ! -name started ! -name collector.pid "
                     "! -name inventory.xml -exec md5sum {} + | sort > \"$out/after\"\n"
@@ -390,7 +397,7 @@ void ExpectPackageAndLogIntact(const FaultRun& run)
 TEST(FaultSignals, UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns)
 {
     SKIP_WITHOUT_NAMESPACE();
-    const FaultRun run = RunSignalled("INT", "pid", false);
+    const FaultRun run = RunSignalled("INT", "pid", false, true);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.nStatus, 1);
     EXPECT_EQ(run.strStdout, kLoneReport);
