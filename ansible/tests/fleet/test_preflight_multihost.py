@@ -196,11 +196,14 @@ def test_the_html_report_renders_in_headless_chromium(preflight, tmp_path):
         pytest.skip('headless Chromium (Debian package chromium) is not installed')
     page = 'file://' + os.path.join(report_dir, 'fleet-report.html')
     # No sandbox: the tests run as root, where Chromium refuses its own.
+    # No network of its own (updates, synchronisation, QUIC probes): the page
+    # is a local file, and a closed network must not slow the browser down.
     # Shared memory in /tmp rather than in a container's small /dev/shm;
     # profile, configuration and cache in the test's own directory, so that
     # a fresh machine and a used one start the browser alike.
     common = [browser, '--headless', '--no-sandbox', '--disable-gpu', '--no-first-run',
-              '--disable-dev-shm-usage', '--user-data-dir=' + str(tmp_path / 'profile'),
+              '--disable-quic', '--disable-background-networking', '--disable-component-update',
+              '--disable-sync', '--disable-dev-shm-usage', '--user-data-dir=' + str(tmp_path / 'profile'),
               '--window-size=1200,1000']
     home = tmp_path / 'home'
     home.mkdir()
