@@ -36,12 +36,11 @@ const std::string kLoneReport = kHeading + kBackplane + kNetwork + " \n";
 // The collector of REL002 announces itself and sleeps 30 seconds before it
 // writes its document: the time in which the signal cases send theirs, and
 // look for what survived. A case that needs the collector to finish ends
-// its sleep (FinishSlowCollector).
+// its sleep (kFinishSlowCollector).
 const std::string kSlowCollector =
     "sed -i '2a echo $$ > ../collector.pid; : > ../started; sleep 30' REL002/collect.sh\n";
 // Ends the slow collector's sleep as soon as it runs (within 10 seconds).
-const std::string kFinishSlowCollector =
-    "n=0; until pkill -x -P \"$(cat collector.pid)\" sleep || [ $n -ge 200 ]; do sleep 0.05; n=$((n+1)); done\n";
+const std::string kFinishSlowCollector = ShellRetriesUntil("pkill -x -P \"$(cat collector.pid)\" sleep", 10) + "\n";
 
 struct FaultRun
 {

@@ -175,7 +175,12 @@ bool FileExists(const std::string& strPath)
 
 std::string ShellWaitsForFile(const std::string& strPath, int nSeconds)
 {
-    return "i=0; while [ ! -e '" + strPath + "' ] && [ $i -lt " + std::to_string(nSeconds * 20) +
+    return ShellRetriesUntil("[ -e '" + strPath + "' ]", nSeconds);
+}
+
+std::string ShellRetriesUntil(const std::string& strCommand, int nSeconds)
+{
+    return "i=0; until " + strCommand + " || [ $i -ge " + std::to_string(nSeconds * 20) +
            " ]; do sleep 0.05; i=$((i+1)); done";
 }
 

@@ -70,6 +70,9 @@ void RemoveTree(const std::string& strPath);
 // that must observe something "before" an event lets the event wait for a
 // file that the test creates once it has looked, instead of racing a sleep.
 std::string ShellWaitsForFile(const std::string& strPath, int nSeconds);
+// A shell fragment that runs strCommand every 50 ms until it succeeds, for
+// at most nSeconds.
+std::string ShellRetriesUntil(const std::string& strCommand, int nSeconds);
 // Waits in the test until strPath exists, for at most dSeconds.
 bool WaitForFile(const std::string& strPath, double dSeconds);
 
