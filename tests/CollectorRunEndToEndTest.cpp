@@ -87,6 +87,7 @@ pid_t StartChecker(const std::string& strDir, const std::vector<std::string>& vE
         dup2(nNull, 0);
         dup2(nNull, 1);
         dup2(nNull, 2);
+        CloseInheritedDescriptors();
         if (chdir(strDir.c_str()) != 0)
         {
             _exit(126);

@@ -309,9 +309,9 @@ TEST(FaultDescriptors, ThreeAreTooFewForTheDynamicLoader)
     EXPECT_NE(run.strStderr.find("error while loading shared libraries"), std::string::npos) << run.strStderr;
 }
 
-// The smallest limit at which the dynamic loader gets the checker going (4
-// when the checker inherits only the three standard streams): the checker
-// runs, but no collector's shell can make its redirections.
+// The smallest limit at which the dynamic loader gets the checker going (4:
+// the checker inherits only the three standard streams): the checker runs,
+// but no collector's shell can make its redirections.
 TEST(FaultDescriptors, TheSmallestLimitThatStartsTheCheckerGivesNothingToReport)
 {
     SKIP_WITHOUT_NAMESPACE();
@@ -331,22 +331,22 @@ TEST(FaultDescriptors, TheSmallestLimitThatStartsTheCheckerGivesNothingToReport)
     EXPECT_EQ(run.strSurvivors, "");
 }
 
-TEST(FaultDescriptors, ThirteenAreOneTooFewForTheCollectorsShell)
+TEST(FaultDescriptors, TwelveAreOneTooFewForTheCollectorsShell)
 {
     SKIP_WITHOUT_NAMESPACE();
     SKIP_IN_SANITIZED_BUILD();
-    const FaultRun run = RunWithDescriptors(13);
+    const FaultRun run = RunWithDescriptors(12);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.nStatus, 255);
     EXPECT_EQ(run.strStdout, "");
     EXPECT_NE(run.strStderr.find("Too many open files"), std::string::npos) << run.strStderr;
 }
 
-TEST(FaultDescriptors, FourteenAreEnoughForANormalRun)
+TEST(FaultDescriptors, ThirteenAreEnoughForANormalRun)
 {
     SKIP_WITHOUT_NAMESPACE();
     SKIP_IN_SANITIZED_BUILD();
-    const FaultRun run = RunWithDescriptors(14);
+    const FaultRun run = RunWithDescriptors(13);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.nStatus, 1);
     EXPECT_EQ(run.strStdout, kLoneReport);

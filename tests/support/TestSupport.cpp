@@ -299,6 +299,20 @@ void StartLogging(const std::string& strPath)
     ASSERT_TRUE(CLogger::GetInstance()->IsInitialized()) << "cannot open " << strPath;
 }
 
+void CloseInheritedDescriptors()
+{
+    if (::close_range(3, ~0U, 0) == 0)
+    {
+        return;
+    }
+    // A kernel without close_range (before 5.9): close them one by one.
+    const long nMax = std::min(::sysconf(_SC_OPEN_MAX), 65536L);
+    for (int nFd = 3; nFd < nMax; ++nFd)
+    {
+        ::close(nFd);
+    }
+}
+
 CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory)
 {
     CommandResult result;
@@ -316,14 +330,9 @@ CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::strin
         ::dup2(aOut[1], 1);
         ::dup2(aErr[1], 2);
         // Only the standard streams go to the command: a process it leaves
-        // behind must not keep the pipes open.
-        for (const int nFd : {nNull, aOut[0], aOut[1], aErr[0], aErr[1]})
-        {
-            if (nFd > 2)
-            {
-                ::close(nFd);
-            }
-        }
+        // behind must not keep the pipes open, and descriptor limits mean
+        // the same on every machine.
+        CloseInheritedDescriptors();
         if (::chdir(strWorkingDirectory.c_str()) != 0)
         {
             ::_exit(126);

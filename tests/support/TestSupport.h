@@ -97,8 +97,14 @@ struct CommandResult
     std::string strStderr;
 };
 
+// In a child between fork and exec: closes every descriptor above the
+// standard streams, so that what the test process inherited (from ctest, a
+// CI runner or a terminal) never reaches the program under test.
+void CloseInheritedDescriptors();
+
 // Runs argv[0] with the given arguments in strWorkingDirectory, with
-// standard input empty, and collects its output.
+// standard input empty and no descriptor beyond the standard streams, and
+// collects its output.
 CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory);
 
 // Checks a JSON document that vexinspect printed against its published
