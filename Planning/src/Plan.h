@@ -84,6 +84,18 @@ struct SPlanEvaluation
     SEvaluation evaluation;
 };
 
+// One release directory's inventory in the plan: whose, and whether its
+// collector ran for it or an identical one had run already.
+struct SCollectorSummary
+{
+    std::string strPackage;   // "" for the package being installed
+    std::string strReleaseID; // as the release directory (relative to the package)
+    bool bReused = false;
+    std::string strRanForPackage; // where the collector ran (the same unless reused)
+    std::string strRanForRelease;
+    std::size_t nRecords = 0;
+};
+
 enum class EPlanVerdict
 {
     NothingNeeded, // complete: nothing to install first
@@ -107,7 +119,7 @@ struct SPlan
     std::vector<SPlanBlocker> vBlockers;
     std::vector<SPlanWarning> vWarnings;
     std::vector<SPlanEvaluation> vEvaluations;
-    std::vector<SCollectorUse> vCollectorUses;
+    std::vector<SCollectorSummary> vCollectors;
     std::size_t nCollectorRuns = 0;
     std::vector<SRefusedPackage> vRefused;
     std::vector<SRefusedPackage> vSkipped;

@@ -22,10 +22,21 @@ std::vector<CDeviceInfo*> CPlanInventorySource::Collect(const std::string& strCo
 {
     SCollectorUse use;
     use.strComponentPath = strComponentPath;
-    std::string strError;
-    if (!CReleaseFingerprint::Of(strComponentPath, use.strFingerprint, strError))
+    // A directory is fingerprinted as it was before its collector first
+    // ran (what the collector writes there is no part of it).
+    const auto itKnown = m_mapFingerprints.find(strComponentPath);
+    if (itKnown != m_mapFingerprints.end())
     {
-        use.strFingerprint.clear();
+        use.strFingerprint = itKnown->second;
+    }
+    else
+    {
+        std::string strError;
+        if (!CReleaseFingerprint::Of(strComponentPath, use.strFingerprint, strError))
+        {
+            use.strFingerprint.clear();
+        }
+        m_mapFingerprints[strComponentPath] = use.strFingerprint;
     }
 
     SCachedRun* pCached = nullptr;

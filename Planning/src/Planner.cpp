@@ -50,6 +50,35 @@ SChainLink CPlanner::LinkOf(const SNode& node, const SEvaluatedDependency& depen
     return link;
 }
 
+void CPlanner::NameReleaseDirectory(const std::string& strComponentPath, std::string& strPackage,
+                                    std::string& strRelease) const
+{
+    auto within = [&strComponentPath, &strRelease](const std::string& strDirectory) {
+        if (strComponentPath.compare(0, strDirectory.size(), strDirectory) != 0 ||
+            (strComponentPath.size() > strDirectory.size() && strComponentPath[strDirectory.size()] != '/'))
+        {
+            return false;
+        }
+        const std::size_t nStart = strComponentPath.find_first_not_of('/', strDirectory.size());
+        strRelease = nStart == std::string::npos ? std::string() : strComponentPath.substr(nStart);
+        return true;
+    };
+    strPackage.clear();
+    if (within(m_strTargetDirectory))
+    {
+        return;
+    }
+    for (const auto& entry : m_mapCopies)
+    {
+        if (within(entry.second))
+        {
+            strPackage = m_index.At(entry.first).strPath;
+            return;
+        }
+    }
+    strRelease = strComponentPath;
+}
+
 void CPlanner::AddBlocker(const SPlanBlocker& blocker)
 {
     const std::string strKey = blocker.strKind + "\n" + blocker.strReasonKind + "\n" + blocker.strPackage + "\n" +
@@ -543,7 +572,15 @@ SPlan CPlanner::Plan(const SPlanRequest& request)
     {
         Satisfy(target, CDeviceInfo::eDependencyTypeSoft, {});
     }
-    m_plan.vCollectorUses = m_inventory.Uses();
+    for (const SCollectorUse& use : m_inventory.Uses())
+    {
+        SCollectorSummary summary;
+        NameReleaseDirectory(use.strComponentPath, summary.strPackage, summary.strReleaseID);
+        NameReleaseDirectory(use.strRanIn, summary.strRanForPackage, summary.strRanForRelease);
+        summary.bReused = use.bReused;
+        summary.nRecords = use.nRecords;
+        m_plan.vCollectors.push_back(summary);
+    }
     m_plan.nCollectorRuns = m_inventory.CollectorRuns();
     for (const auto& entry : m_mapRefused)
     {

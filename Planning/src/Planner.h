@@ -90,6 +90,9 @@ private:
     void DecideVerdict();
 
     std::string PackageName(const SNode& node) const;
+    // The package and release of a release directory in the scratch area.
+    void NameReleaseDirectory(const std::string& strComponentPath, std::string& strPackage,
+                              std::string& strRelease) const;
     SChainLink LinkOf(const SNode& node, const SEvaluatedDependency& dependency) const;
 
     const CRepositoryIndex& m_index;

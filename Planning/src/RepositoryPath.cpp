@@ -61,5 +61,9 @@ bool CRepositoryPath::IsWithin(const std::string& strPath, const std::string& st
 
 std::string CRepositoryPath::Join(const std::string& strBase, const std::string& strRelative)
 {
+    if (strBase.empty())
+    {
+        return strRelative;
+    }
     return strRelative.empty() ? strBase : strBase + "/" + strRelative;
 }

@@ -19,7 +19,7 @@ public:
     // Whether strPath is strDirectory or lies below it ("" holds the files
     // directly in the root, not those in subdirectories).
     static bool IsWithin(const std::string& strPath, const std::string& strDirectory);
-    // strBase + "/" + strRelative, or strBase when strRelative is empty.
+    // strBase + "/" + strRelative; the one alone when the other is empty.
     static std::string Join(const std::string& strBase, const std::string& strRelative);
 };
 
