@@ -12,15 +12,18 @@ const char* const kPackageXml = "package.xml";
 
 std::string Quote(const std::string& strText) { return "\"" + strText + "\""; }
 
-bool IsMetadata(const std::string& strName, const std::vector<std::string>& vReleaseDirectories)
+bool IsMetadata(const STarMember& member, const std::vector<std::string>& vReleaseDirectories)
 {
-    if (strName == kPackageXml)
+    if (member.strName == kPackageXml)
     {
         return true;
     }
     for (const std::string& strRelease : vReleaseDirectories)
     {
-        if (CRepositoryPath::IsWithin(strName, strRelease))
+        // The package's own directory as a release directory: its files,
+        // not its subdirectories.
+        if (CRepositoryPath::IsWithin(member.strName, strRelease) &&
+            !(strRelease.empty() && member.eKind == STarMember::EKind::Directory))
         {
             return true;
         }
@@ -113,7 +116,7 @@ bool CArchivePackage::ExtractMetadata(IRawInput& input, const std::vector<std::s
     const bool bRead = ForEachMember(
         input, stream,
         [&](CTarReader& reader, const STarMember& member, std::string& strMemberError) {
-            if (!IsMetadata(member.strName, vReleaseDirectories))
+            if (!IsMetadata(member, vReleaseDirectories))
             {
                 return true;
             }

@@ -212,7 +212,8 @@ bool CDirectoryPackage::CopyMetadata(const std::string& strDirectory,
         bool bMetadata = entry.strPath == "package.xml";
         for (const std::string& strRelease : vReleaseDirectories)
         {
-            bMetadata = bMetadata || CRepositoryPath::IsWithin(entry.strPath, strRelease);
+            bMetadata = bMetadata || (CRepositoryPath::IsWithin(entry.strPath, strRelease) &&
+                                      !(strRelease.empty() && entry.bDirectory));
         }
         std::string strData;
         const bool bDigested = DigestEntry(
