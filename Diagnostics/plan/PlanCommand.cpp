@@ -32,26 +32,7 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
             << m_options.strCollectorTimeout << "\"\n";
         return nExitUsage;
     }
-    // Before anything reads a package: the readers cannot switch the log on.
     std::string strError;
-    if (!CDiagnosticLog::Open(m_options.strLogFile, strError))
-    {
-        err << "vexinspect plan: cannot open the log file "
-            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": " << strError
-            << "\n";
-        return nExitUnusableInput;
-    }
-    CSmbiosDump dump;
-    if (!m_options.strSmbiosDump.empty())
-    {
-        if (!dump.Load(m_options.strSmbiosDump))
-        {
-            err << "vexinspect plan: " << dump.GetError() << "\n";
-            return nExitUnusableInput;
-        }
-        request.bSMBIOSSources = true;
-        request.smbiosSources = dump.GetSources();
-    }
     const std::string strPackageDir = m_options.strPackageDir.empty() ? "." : m_options.strPackageDir;
     if (!CPlatformLayer::IsDirectory(strPackageDir))
     {
@@ -82,6 +63,25 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
         // empty inventory text.
         CPlatformLayer::ReadRegularFile(strPackageDir + "/inv.xml", request.strInventoryText);
         strInventorySource = strPackageDir + "/inv.xml";
+    }
+    // Before anything reads a package: the readers cannot switch the log on.
+    if (!CDiagnosticLog::Open(m_options.strLogFile, strError))
+    {
+        err << "vexinspect plan: cannot open the log file "
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": " << strError
+            << "\n";
+        return nExitUnusableInput;
+    }
+    CSmbiosDump dump;
+    if (!m_options.strSmbiosDump.empty())
+    {
+        if (!dump.Load(m_options.strSmbiosDump))
+        {
+            err << "vexinspect plan: " << dump.GetError() << "\n";
+            return nExitUnusableInput;
+        }
+        request.bSMBIOSSources = true;
+        request.smbiosSources = dump.GetSources();
     }
     if (!m_options.bCollectorTimeoutGiven)
     {

@@ -16,8 +16,13 @@ public:
     CScopedDirectory(const CScopedDirectory&) = delete;
     CScopedDirectory& operator=(const CScopedDirectory&) = delete;
 
-    // False when the directory cannot be entered.
-    bool Enter(const std::string& strDirectory) { return CPlatformLayer::setCurrentDirectory(strDirectory); }
+    // False when the directory cannot be entered (the working directory
+    // then stays as it was).
+    bool Enter(const std::string& strDirectory)
+    {
+        std::string strError;
+        return CPlatformLayer::ChangeDirectory(strDirectory, strError);
+    }
 
 private:
     std::string m_strPrevious;
