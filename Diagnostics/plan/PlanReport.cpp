@@ -61,12 +61,14 @@ Json PCIOrNull(CDeviceInfo::eDeviceType eType, const SPCIInfo& pci)
     return eType == CDeviceInfo::eDeviceTypePCI ? CCatalog::PCIJson(pci) : Json();
 }
 
-std::string ChainText(const std::vector<SChainLink>& vChain)
+// The chain, one link per line, the lines after the first indented by
+// strIndent.
+std::string ChainText(const std::vector<SChainLink>& vChain, const std::string& strIndent)
 {
     std::string strText;
     for (const SChainLink& link : vChain)
     {
-        strText += (strText.empty() ? "" : " -> ") + PackageWords(link.strPackage) + " needs " +
+        strText += (strText.empty() ? "" : "\n" + strIndent) + PackageWords(link.strPackage) + " needs " +
                    Quote(link.strDependency) + " (" + link.strComponent + ") at " + Quote(link.strRequired);
     }
     return strText;
@@ -278,7 +280,8 @@ Json CPlanReport::ToJson(const SPlan& plan)
 std::string CPlanReport::ToText(const SPlan& plan)
 {
     std::ostringstream oss;
-    oss << "Plan for vexdepcheck " << plan.strRequested << "\n";
+    oss << "Plan for the package's "
+        << (plan.strRequested == "both" ? std::string("hard and soft") : plan.strRequested) << " dependencies\n";
     oss << "Package            : " << plan.strPackageDirectory;
     if (!plan.strTargetDisplay.empty() || !plan.strTargetVersion.empty())
     {
@@ -297,7 +300,7 @@ std::string CPlanReport::ToText(const SPlan& plan)
             << step.strToVersion << ")\n";
         oss << "  component        : " << Quote(step.strComponentDisplay) << ": " << Quote(step.strFromVersion)
             << " -> " << Quote(step.strToVersion) << " (required " << Quote(step.strRequiredVersion) << ")\n";
-        oss << "  brought in by    : " << ChainText(step.vChain) << "\n";
+        oss << "  brought in by    : " << ChainText(step.vChain, std::string(21, ' ')) << "\n";
         if (step.bSteppingStone)
         {
             oss << "  intermediate     : an intermediate version: the package that needs it updates the same "
@@ -330,7 +333,7 @@ std::string CPlanReport::ToText(const SPlan& plan)
             oss << ": " << blocker.strReason << "\n";
             if (!blocker.vChain.empty())
             {
-                oss << "    chain          : " << ChainText(blocker.vChain) << "\n";
+                oss << "    chain          : " << ChainText(blocker.vChain, std::string(21, ' ')) << "\n";
             }
             for (const SRejectedCandidate& rejected : blocker.vRejected)
             {
@@ -367,7 +370,7 @@ std::string CPlanReport::ToText(const SPlan& plan)
     }
     oss << "\nEvaluations        : " << plan.vEvaluations.size() << " checker run"
         << (plan.vEvaluations.size() == 1 ? "" : "s") << "; " << plan.nCollectorRuns << " collector"
-        << (plan.nCollectorRuns == 1 ? "" : "s") << " ran, " << nReused << " release"
-        << (nReused == 1 ? "" : "s") << " reused an identical collector's inventory\n";
+        << (plan.nCollectorRuns == 1 ? "" : "s") << " ran, " << nReused << " inventor"
+        << (nReused == 1 ? "y" : "ies") << " taken from an earlier run of the same collector\n";
     return oss.str();
 }
