@@ -129,7 +129,41 @@ bool CPlanner::PrepareTarget(std::string& strError)
     {
         return false;
     }
-    return CRepositoryFileSystem::CreateFile(m_strTargetDirectory + "/inv.xml", m_request.strInventoryText, 0644,
+    // An inventory text that names a file is read as that file, relative to
+    // the working directory: the file goes into every copy as well.
+    const std::string& strText = m_request.strInventoryText;
+    std::string strRelative;
+    if (!strText.empty() && strText[0] != '/' && strText.find('\n') == std::string::npos &&
+        CRepositoryPath::FromReleaseID(strText, strRelative) && !strRelative.empty() &&
+        CRepositoryFileSystem::ReadRegularFile(m_request.strPackageDirectory + "/" + strRelative,
+                                               repositorylimits::nMaxPackageXmlBytes, m_strInventoryFileContent,
+                                               strReadError))
+    {
+        m_strInventoryFile = strRelative;
+    }
+    return WriteMachineInventory(m_strTargetDirectory, strError);
+}
+
+bool CPlanner::WriteMachineInventory(const std::string& strDirectory, std::string& strError)
+{
+    if (!CRepositoryFileSystem::CreateFile(strDirectory + "/inv.xml", m_request.strInventoryText, 0644, strError))
+    {
+        return false;
+    }
+    if (m_strInventoryFile.empty() || m_strInventoryFile == "inv.xml")
+    {
+        return true;
+    }
+    CRepositoryFileSystem::SEntry entry;
+    if (CRepositoryFileSystem::Examine(strDirectory + "/" + m_strInventoryFile, entry, strError) &&
+        entry.eKind != CRepositoryFileSystem::EKind::Missing)
+    {
+        return true; // the package holds it itself
+    }
+    const std::size_t nSlash = m_strInventoryFile.rfind('/');
+    return (nSlash == std::string::npos ||
+            CRepositoryFileSystem::MakeDirectories(strDirectory, m_strInventoryFile.substr(0, nSlash), strError)) &&
+           CRepositoryFileSystem::CreateFile(strDirectory + "/" + m_strInventoryFile, m_strInventoryFileContent, 0644,
                                              strError);
 }
 
@@ -197,7 +231,7 @@ bool CPlanner::EnsureCopy(std::size_t nPackage, std::string& strDirectory)
             return false;
         }
     }
-    if (!CRepositoryFileSystem::CreateFile(strDirectory + "/inv.xml", m_request.strInventoryText, 0644, strError))
+    if (!WriteMachineInventory(strDirectory, strError))
     {
         m_mapRefused[nPackage] = "cannot be copied: " + strError;
         return false;

@@ -81,6 +81,9 @@ private:
     SEvaluation Evaluate(const SNode& node, CDeviceInfo::eDependencyType eType);
     SResolution Resolve(const SNode& requirer, const CDeviceInfo& dependency);
     bool EnsureCopy(std::size_t nPackage, std::string& strDirectory);
+    // Writes the machine's inventory into a copy: inv.xml, and the file of
+    // the package directory that the inventory text names, if it names one.
+    bool WriteMachineInventory(const std::string& strDirectory, std::string& strError);
     // Adds the doubts of an evaluation as blockers; true when a dependency
     // of the type (or the package as a whole) is in doubt.
     bool RecordDoubts(const SNode& node, const SEvaluation& evaluation, const std::vector<SChainLink>& vChain);
@@ -108,6 +111,10 @@ private:
     std::unique_ptr<CMachineInventory> m_pMachine;
     std::unique_ptr<CPackageDescriptionReader> m_pReader;
     SPackageDescription m_target;
+    // The inventory text names a file relative to the package directory
+    // (the inventory reader then reads that file): its name and content.
+    std::string m_strInventoryFile;
+    std::string m_strInventoryFileContent;
     std::string m_strTargetDirectory;
 
     std::map<std::size_t, std::string> m_mapCopies;
