@@ -46,7 +46,7 @@ DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libx
                 ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
-                CompareVersionsFuzzer EvaluationFuzzer
+                CompareVersionsFuzzer EvaluationFuzzer RepositoryReaderFuzzer
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 # The test phases run in pipelines whose status must be that of the phase.
