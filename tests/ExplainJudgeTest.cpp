@@ -26,12 +26,7 @@ SEvaluationJudgement Judge(const std::string& strPackage, const std::string& str
     run.bPackageDescriptionParsed = bFound;
     CDependenciesChecker checker(run.strPackageDirectory);
     TempDir firmware;
-    SMBIOSSources sources;
-    sources.strEntryPointPath = firmware.File("e");
-    sources.strTablePath = firmware.File("t");
-    sources.strMemoryDevicePath = firmware.File("m");
-    sources.strESXiDevicePath = firmware.File("x");
-    checker.SetSMBIOSSources(sources);
+    checker.SetSMBIOSSources(MissingSMBIOSSources(firmware.Path()));
     checker.SetDecisionListener(judge.Begin(run));
     const bool bProcessed = checker.Process(CDeviceInfo::eDependencyTypeHard, strInventory);
     return judge.End(bProcessed, checker.GetDependentDevices());

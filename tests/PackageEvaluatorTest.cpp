@@ -56,12 +56,7 @@ TEST(PackageEvaluator, RunsTheCheckerInThePackageWithTheSourceAndTheJudge)
     CPlanInventorySource source(state);
     RecordingJudge judge;
     CPackageEvaluator evaluator(source, judge);
-    SMBIOSSources sources;
-    sources.strEntryPointPath = firmware.File("e");
-    sources.strTablePath = firmware.File("t");
-    sources.strMemoryDevicePath = firmware.File("m");
-    sources.strESXiDevicePath = firmware.File("x");
-    evaluator.SetSMBIOSSources(sources);
+    evaluator.SetSMBIOSSources(MissingSMBIOSSources(firmware.Path()));
     const std::string strBefore = CPlatformLayer::getCurrentDirectory();
     const SEvaluation evaluation = evaluator.Evaluate(package.Path(), CDeviceInfo::eDependencyTypeHard,
                                                       MachineInventory(MachineComponent("100")));

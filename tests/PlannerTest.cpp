@@ -117,10 +117,7 @@ protected:
         request.bVerifyAgainstCatalog = load.bCatalogUsed;
         // No firmware tables at all: the platform checks are passed over.
         request.bSMBIOSSources = true;
-        request.smbiosSources.strEntryPointPath = m_firmware.File("entry");
-        request.smbiosSources.strTablePath = m_firmware.File("table");
-        request.smbiosSources.strMemoryDevicePath = m_firmware.File("mem");
-        request.smbiosSources.strESXiDevicePath = m_firmware.File("esxi");
+        request.smbiosSources = MissingSMBIOSSources(m_firmware.Path());
         SPlan plan = planner.Plan(request);
         plan.vRefused.insert(plan.vRefused.begin(), load.content.vRefused.begin(), load.content.vRefused.end());
         return plan;

@@ -38,5 +38,15 @@ bool CCatalogFile::Read(const std::string& strPath, SCatalog& catalog, std::stri
 
 bool CCatalogFile::Write(const std::string& strPath, const SCatalog& catalog, std::string& strError)
 {
-    return CRepositoryFileSystem::ReplaceFile(strPath, CCatalog::ToText(catalog), strError);
+    // A catalog that says what the file says already is not written again:
+    // the file keeps its time, and a read-only copy stays untouched.
+    const std::string strText = CCatalog::ToText(catalog);
+    std::string strExisting;
+    std::string strReadError;
+    if (CRepositoryFileSystem::ReadRegularFile(strPath, CCatalog::nMaxBytes, strExisting, strReadError) &&
+        strExisting == strText)
+    {
+        return true;
+    }
+    return CRepositoryFileSystem::ReplaceFile(strPath, strText, strError);
 }

@@ -17,7 +17,8 @@ public:
     // Reads and parses the catalog; false with the reason (a file that is
     // not a regular file, too large, or not a catalog).
     static bool Read(const std::string& strPath, SCatalog& catalog, std::string& strProblem);
-    // Writes it through a temporary file and a rename.
+    // Writes it through a temporary file and a rename, unless the file holds
+    // that very text already.
     static bool Write(const std::string& strPath, const SCatalog& catalog, std::string& strError);
 };
 

@@ -11,26 +11,6 @@ namespace
 {
 std::string Quote(const std::string& strText) { return "\"" + strText + "\""; }
 
-const char* KindWords(CRepositoryFileSystem::EKind eKind)
-{
-    switch (eKind)
-    {
-    case CRepositoryFileSystem::EKind::SymbolicLink:
-        return "a symbolic link";
-    case CRepositoryFileSystem::EKind::NamedPipe:
-        return "a named pipe";
-    case CRepositoryFileSystem::EKind::Device:
-        return "a device";
-    case CRepositoryFileSystem::EKind::Socket:
-        return "a socket";
-    case CRepositoryFileSystem::EKind::Missing:
-        return "gone while it was read";
-    default:
-        break;
-    }
-    return "neither a file nor a directory";
-}
-
 bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::size_t nDepth,
                std::vector<SPackageEntry>& vEntries, std::string& strError)
 {
@@ -59,7 +39,10 @@ bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::
         if (entry.eKind != CRepositoryFileSystem::EKind::Regular &&
             entry.eKind != CRepositoryFileSystem::EKind::Directory)
         {
-            strError = Quote(strPath) + " is " + KindWords(entry.eKind);
+            strError = Quote(strPath) + " is " +
+                       (entry.eKind == CRepositoryFileSystem::EKind::Missing
+                            ? "gone while it was read"
+                            : CRepositoryFileSystem::KindWords(entry.eKind));
             return false;
         }
         if (vEntries.size() >= repositorylimits::nMaxPackageEntries)

@@ -46,24 +46,6 @@ int64_t NanosecondsOf(const struct timespec& time)
     return static_cast<int64_t>(time.tv_sec) * 1000000000LL + static_cast<int64_t>(time.tv_nsec);
 }
 
-const char* KindWords(mode_t nMode)
-{
-    switch (KindOf(nMode))
-    {
-    case CRepositoryFileSystem::EKind::Directory:
-        return "a directory";
-    case CRepositoryFileSystem::EKind::NamedPipe:
-        return "a named pipe";
-    case CRepositoryFileSystem::EKind::Device:
-        return "a device";
-    case CRepositoryFileSystem::EKind::Socket:
-        return "a socket";
-    default:
-        break;
-    }
-    return "not a regular file";
-}
-
 // Opens a regular file for reading: no final link followed, no wait on a
 // named pipe or device; the descriptor is closed again for anything else.
 int OpenRegular(const std::string& strPath, struct stat& info, std::string& strError)
@@ -82,7 +64,7 @@ int OpenRegular(const std::string& strPath, struct stat& info, std::string& strE
     }
     if (!S_ISREG(info.st_mode))
     {
-        strError = KindWords(info.st_mode);
+        strError = CRepositoryFileSystem::KindWords(KindOf(info.st_mode));
         close(nDescriptor);
         return -1;
     }
@@ -159,6 +141,30 @@ void RemoveBelow(int nDirectory)
 } // namespace
 
 std::string CRepositoryFileSystem::ErrorText(int nError) { return std::strerror(nError); }
+
+const char* CRepositoryFileSystem::KindWords(EKind eKind)
+{
+    switch (eKind)
+    {
+    case EKind::Missing:
+        return "missing";
+    case EKind::Regular:
+        return "a regular file";
+    case EKind::Directory:
+        return "a directory";
+    case EKind::SymbolicLink:
+        return "a symbolic link";
+    case EKind::NamedPipe:
+        return "a named pipe";
+    case EKind::Device:
+        return "a device";
+    case EKind::Socket:
+        return "a socket";
+    case EKind::Other:
+        break;
+    }
+    return "neither a file nor a directory";
+}
 
 bool CRepositoryFileSystem::Examine(const std::string& strPath, SEntry& entry, std::string& strError)
 {

@@ -80,6 +80,8 @@ public:
     // Removes a directory tree without following any link in it.
     static void RemoveTree(const std::string& strPath);
 
+    // What an entry of a kind is, in words ("a named pipe").
+    static const char* KindWords(EKind eKind);
     // The system's words for an error number.
     static std::string ErrorText(int nError);
 };

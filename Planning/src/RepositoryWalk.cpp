@@ -9,22 +9,12 @@
 
 namespace
 {
-const char* SkippedWords(CRepositoryFileSystem::EKind eKind)
+// What the walk says of an entry it neither walks nor reads.
+std::string SkippedWords(CRepositoryFileSystem::EKind eKind)
 {
-    switch (eKind)
-    {
-    case CRepositoryFileSystem::EKind::SymbolicLink:
-        return "a symbolic link: links in a repository are not followed";
-    case CRepositoryFileSystem::EKind::NamedPipe:
-        return "a named pipe: not read";
-    case CRepositoryFileSystem::EKind::Device:
-        return "a device: not read";
-    case CRepositoryFileSystem::EKind::Socket:
-        return "a socket: not read";
-    default:
-        break;
-    }
-    return "neither a file nor a directory: not read";
+    return std::string(CRepositoryFileSystem::KindWords(eKind)) +
+           (eKind == CRepositoryFileSystem::EKind::SymbolicLink ? ": links in a repository are not followed"
+                                                                 : ": not read");
 }
 
 class CWalker

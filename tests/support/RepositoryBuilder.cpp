@@ -113,6 +113,16 @@ void CollectEntries(const std::string& strRoot, const std::string& strRelative, 
 }
 } // namespace
 
+SMBIOSSources MissingSMBIOSSources(const std::string& strDirectory)
+{
+    SMBIOSSources sources;
+    sources.strEntryPointPath = strDirectory + "/missing-entry-point";
+    sources.strTablePath = strDirectory + "/missing-table";
+    sources.strMemoryDevicePath = strDirectory + "/missing-memory";
+    sources.strESXiDevicePath = strDirectory + "/missing-esxi-device";
+    return sources;
+}
+
 std::string TarArchive(const std::vector<TarEntry>& vEntries)
 {
     std::string strArchive;

@@ -1,11 +1,17 @@
 #ifndef VEXDEP_REPOSITORYBUILDER_H
 #define VEXDEP_REPOSITORYBUILDER_H
 
+#include "SMBIOSInventory.h"
+
 #include <string>
 #include <vector>
 
 namespace vextest
 {
+// Firmware sources that name files missing in strDirectory: the checker's
+// platform checks find no table and are passed over.
+SMBIOSSources MissingSMBIOSSources(const std::string& strDirectory);
+
 // One member of a tar archive the tests write (type as in the tar header:
 // '0' file, '5' directory, '1' hard link, '2' symbolic link, '3' and '4'
 // devices, '6' named pipe, ...).
