@@ -57,6 +57,14 @@ TEST(TarReader, ReadsFilesAndDirectoriesWithTheirData)
     EXPECT_EQ(result.vData[3], "");
 }
 
+TEST(TarReader, PassesOverTheRootDirectoryThatTarWritesFirst)
+{
+    const Read result = ReadArchive(TarArchive({{"./", '5', "", 0755, ""}, {"./package.xml", '0', "<x/>", 0644, ""}}));
+    EXPECT_EQ(result.strError, "");
+    ASSERT_EQ(result.vMembers.size(), 1u);
+    EXPECT_EQ(result.vMembers[0].strName, "package.xml");
+}
+
 TEST(TarReader, ReadsLongNamesOfGnuTar)
 {
     const std::string strLong = std::string(150, 'd') + "/" + std::string(120, 'f');
@@ -104,7 +112,7 @@ TEST(TarReader, RefusesEveryMemberThatCouldWriteOrReadElsewhere)
         {{"pipe", '6', "", 0644, ""}, "the archive member \"pipe\" is a named pipe"},
         {{"sparse", 'S', "", 0644, ""}, "the archive member \"sparse\" is a sparse file"},
         {{"odd", 'Z', "", 0644, ""}, "the archive member \"odd\" has the unknown type \"Z\""},
-        {{"./", '5', "", 0755, ""}, "the archive member \"./\" names the archive's root"},
+        {{"./", '0', "", 0644, ""}, "the archive member \"./\" names the archive's root"},
     };
     for (const auto& testCase : kCases)
     {

@@ -431,6 +431,20 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
         std::string strReason;
         if (!NormalisedName(strRawName, member.strName, strReason))
         {
+            // "./", the archive's root as tar writes it first, is no member
+            // of the package.
+            if (cType == '5' && member.strName.empty() && !strRawName.empty() && strRawName[0] != '/' &&
+                strRawName.find("..") == std::string::npos)
+            {
+                strLongName.clear();
+                strPaxPath.clear();
+                bPaxSize = false;
+                if (!SkipBytes((nSize + kBlock - 1) / kBlock * kBlock, strError))
+                {
+                    return false;
+                }
+                continue;
+            }
             strError = "the archive member " + Quote(strRawName) + " " + strReason;
             return false;
         }
