@@ -643,7 +643,7 @@ void CExplainReport::OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDepe
         dependency.eParentDeviceType = pRecord->getParentDeviceType();
         dependency.strParentComponentID = pRecord->getParentComponentID();
         dependency.strDownloadPath = CDeviceInfo(*pRecord).getFilePath();
-        const std::vector<SPCIInfo> vParentPCI = pRecord->getParentPCIInfo();
+        const std::vector<SPCIInfo>& vParentPCI = pRecord->ParentPCIInfo();
         dependency.nParentPCICount = vParentPCI.size();
         dependency.vParentPCI.assign(vParentPCI.begin(),
                                      vParentPCI.begin() + std::min(vParentPCI.size(), kListedParentPCI));

@@ -17,6 +17,7 @@
 #include "LintCommand.h"
 #include "SmbiosCommand.h"
 #include "Version.h"
+#include "XmlSupport.h"
 
 #include <CLI/CLI.hpp>
 
@@ -100,10 +101,20 @@ int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc
     err << "vexinspect: run \"vexinspect " << vParsed.front()->get_name() << " --help\" for the usage\n";
     return kExitUsage;
 }
+// vexinspect presents what went wrong with a document in its own words:
+// what the XML library says about the documents it reads is not written to
+// standard error (where the checker, run on its own, writes it).
+class CQuietParserMessages : public xmlsupport::IParserMessageSink
+{
+public:
+    void Write(const std::string&) override {}
+};
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    CQuietParserMessages quietParserMessages;
+    xmlsupport::SetParserMessageSink(&quietParserMessages);
     CLI::App app{"Explains what vexdepcheck decides for an update package, shows the machine's SMBIOS identity "
                  "and lints packages.",
                  "vexinspect"};

@@ -528,6 +528,55 @@ bool CLinuxImpl::ReadRegularFile(const std::string& strPath, std::string& strTex
     return bOk;
 }
 
+bool CLinuxImpl::IsStreamOrDevice(const std::string& strPath)
+{
+    struct stat st = {};
+    return stat(strPath.c_str(), &st) == 0 &&
+           (S_ISFIFO(st.st_mode) || S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode) || S_ISSOCK(st.st_mode));
+}
+
+int CLinuxImpl::OpenHeldFile(const std::string& strPath, std::string& strText)
+{
+    // Opened as an input stream opens a file (not closed on exec), but
+    // without waiting for a pipe's writer.
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_NONBLOCK);
+    if (nFd < 0)
+    {
+        return -1;
+    }
+    struct stat st;
+    if (fstat(nFd, &st) != 0 || !S_ISREG(st.st_mode))
+    {
+        // A directory reads as nothing, as it does through a stream; a pipe
+        // or a device is not read at all.
+        return nFd;
+    }
+    // What the commands that inherit it see is an ordinary descriptor.
+    fcntl(nFd, F_SETFL, fcntl(nFd, F_GETFL) & ~O_NONBLOCK);
+    char szBuffer[65536];
+    for (;;)
+    {
+        const ssize_t nRead = read(nFd, szBuffer, sizeof(szBuffer));
+        if (nRead > 0)
+        {
+            strText.append(szBuffer, static_cast<std::size_t>(nRead));
+        }
+        else if (nRead == 0 || errno != EINTR)
+        {
+            break;
+        }
+    }
+    return nFd;
+}
+
+void CLinuxImpl::CloseHeldFile(int nFd)
+{
+    if (nFd >= 0)
+    {
+        close(nFd);
+    }
+}
+
 bool CLinuxImpl::IsFileExits(const std::string& strName)
 {
     const std::string strPath = getCurrentDirectory() + strName;

@@ -25,32 +25,34 @@ const char* const kContextTypesXPath = "//CONTEXT/CONTEXT_TYPE";
 // Platform entries of one dependency beyond which later Brand elements add
 // no more (see getDependencyInfo).
 const std::size_t kPlatformRepeatLimit = 100000;
-// The most the dependency records of one package may hold, in bytes (see
-// getDependencyInfo): at least kMinimumRecordBudget, and kRecordBudgetPerByte
-// bytes for every byte of the package description. A real package's records
-// take a few times its size (about four for 50,000 dependencies); a small
-// package that multiplies its records can still not exhaust the machine's
-// memory.
+#ifdef VEXDEP_FUZZ_RECORD_BUDGET
+// The fuzz targets alone bound the dependency records of one package, in
+// bytes: at least kMinimumRecordBudget, and kRecordBudgetPerByte bytes for
+// every byte of the package description, so that a small input that
+// multiplies its records (thousands of dependencies under a Device with
+// thousands of PCIInfo children) cannot exhaust the fuzzer's memory. The
+// checker builds every record the memory allows.
 const std::size_t kMinimumRecordBudget = std::size_t(256) << 20;
 const std::size_t kRecordBudgetPerByte = 64;
+#endif
 
 const xmlChar* AsXmlChar(const char* pszText) { return reinterpret_cast<const xmlChar*>(pszText); }
 
 bool IsElement(const xmlNode* pNode) { return pNode != nullptr && pNode->type == XML_ELEMENT_NODE; }
 
-// An element whose name equals pszName ignoring ASCII case.
-bool IsElementNamed(const xmlNode* pNode, const char* pszName)
-{
-    return IsElement(pNode) && xmlsupport::NameEquals(pNode, pszName);
-}
+// Where the reader walks an element's children or siblings itself, it tests
+// their names, ignoring ASCII case, whatever kind of node they are: a
+// processing instruction or an entity reference named like the element
+// looked for is taken for it (it has no attributes, so values read from an
+// earlier one carry over). A node without a name (a CDATA section) matches
+// nothing.
+bool IsNamed(const xmlNode* pNode, const char* pszName) { return xmlsupport::NameEquals(pNode, pszName); }
 
-// The text of an element as the reader takes it: the content of its first
-// child node. Null when there is none or it is empty.
-const char* TextOf(const xmlNode* pNode)
-{
-    const char* pszText = xmlsupport::FirstChildContent(pNode);
-    return (pszText != nullptr && *pszText != '\0') ? pszText : nullptr;
-}
+// The text of a node as the reader takes it: the content of its first child
+// node, whatever kind of node that is (an empty CDATA section or comment
+// gives an empty text). Null when there is no first child or it has no
+// content.
+const char* TextOf(const xmlNode* pNode) { return xmlsupport::FirstChildContent(pNode); }
 
 bool EqualsIgnoringCase(const std::string& strLeft, const std::string& strRight)
 {
@@ -106,13 +108,13 @@ void ReadPCIIdentifiers(const xmlNode* pNode, SPCIInfo& pciInfo)
     ReadAttributeInto(pNode, "subVendorID", pciInfo.strSubVendorID);
 }
 
-bool IsBrand(const xmlNode* pNode) { return IsElementNamed(pNode, "Brand") || IsElementNamed(pNode, "DepBrand"); }
+bool IsBrand(const xmlNode* pNode) { return IsNamed(pNode, "Brand") || IsNamed(pNode, "DepBrand"); }
 
 // A Model/DepModel child of a Brand element that carries a system ID (a
 // Model without one names no platform).
 bool IsPlatformModel(const xmlNode* pModel)
 {
-    return (IsElementNamed(pModel, "Model") || IsElementNamed(pModel, "DepModel")) &&
+    return (IsNamed(pModel, "Model") || IsNamed(pModel, "DepModel")) &&
            xmlsupport::AttributeValue(pModel, "systemID") != nullptr;
 }
 
@@ -139,6 +141,7 @@ std::size_t CountModelPlatforms(const xmlNode* pBrand)
     return nCount;
 }
 
+#ifdef VEXDEP_FUZZ_RECORD_BUDGET
 std::size_t TextBytes(const SPCIInfo& pciInfo)
 {
     return sizeof(SPCIInfo) + pciInfo.strComponentID.size() + pciInfo.strDeviceID.size() +
@@ -176,7 +179,7 @@ std::size_t RecordBytes(const xmlNode* pDependency, const std::vector<SPCIInfo>&
     }
     for (const xmlNode* pChild = pDependency->children; pChild != nullptr; pChild = pChild->next)
     {
-        if (IsElementNamed(pChild, "Display") || IsElementNamed(pChild, "Detail"))
+        if (IsNamed(pChild, "Display") || IsNamed(pChild, "Detail"))
         {
             if (const char* pszText = TextOf(pChild))
             {
@@ -198,6 +201,7 @@ std::size_t RecordBytes(const xmlNode* pDependency, const std::vector<SPCIInfo>&
     }
     return nBytes;
 }
+#endif
 
 // What a dependency takes from its parent Device: the PCI identities of the
 // Device's PCIInfo children and the parent device type they imply.
@@ -206,6 +210,8 @@ struct SParentDevice
     const xmlNode* pNode = nullptr;
     CDeviceInfo::eDeviceType eDeviceType = CDeviceInfo::eDeviceTypeNonPCI;
     std::vector<SPCIInfo> vPCIInfo;
+    // The same list, made once for every dependency of the Device to share.
+    CSharedList<SPCIInfo> sharedPCIInfo;
 };
 
 void ReadParentDevice(const xmlNode* pParent, SParentDevice& parent)
@@ -218,13 +224,14 @@ void ReadParentDevice(const xmlNode* pParent, SParentDevice& parent)
     for (const xmlNode* pChild = pParent != nullptr ? pParent->children : nullptr; pChild != nullptr;
          pChild = pChild->next)
     {
-        if (IsElementNamed(pChild, "PCIInfo"))
+        if (IsNamed(pChild, "PCIInfo"))
         {
             parent.eDeviceType = CDeviceInfo::eDeviceTypePCI;
             ReadPCIIdentifiers(pChild, pciInfo);
             parent.vPCIInfo.push_back(pciInfo);
         }
     }
+    parent.sharedPCIInfo = CSharedList<SPCIInfo>(parent.vPCIInfo);
 }
 } // namespace
 
@@ -516,7 +523,7 @@ std::string CSoftwareComponentInfo::GetComponentDisplayString()
         {
             pFirstElement = pFirstElement->next;
         }
-        if (!IsElementNamed(pFirstElement, "Display"))
+        if (!IsNamed(pFirstElement, "Display"))
         {
             continue;
         }
@@ -601,7 +608,7 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
         for (std::size_t n = vChildren.size(); n > 0; --n)
         {
             vNextDisplay[n - 1] = pFollowingDisplay;
-            if (IsElementNamed(vChildren[n - 1], "Display"))
+            if (IsNamed(vChildren[n - 1], "Display"))
             {
                 pFollowingDisplay = vChildren[n - 1];
             }
@@ -610,7 +617,7 @@ std::vector<SPCIInfo> CSoftwareComponentInfo::ReadSupportedDevices(bool bWithNon
         for (std::size_t n = 0; n < vChildren.size(); ++n)
         {
             xmlNode* pChild = vChildren[n];
-            if (!IsElementNamed(pChild, "PCIInfo"))
+            if (!IsNamed(pChild, "PCIInfo"))
             {
                 continue;
             }
@@ -694,7 +701,7 @@ std::map<std::string, std::string> CSoftwareComponentInfo::getCompIDMarkNameInfo
         std::string strName;
         for (xmlNode* pChild = pDevice->children; pChild != nullptr; pChild = pChild->next)
         {
-            if (IsElementNamed(pChild, "Display"))
+            if (IsNamed(pChild, "Display"))
             {
                 VEXLOG("GetCompIDMarkNameInfo() Found a Display element under Device element");
                 if (const char* pszName = TextOf(pChild))
@@ -787,12 +794,14 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
     // identities are read once for all of them.
     SParentDevice parentDevice;
     bool bParentRead = false;
+#ifdef VEXDEP_FUZZ_RECORD_BUDGET
     // Bytes the records built so far hold, and the most they may hold.
     std::size_t nBudgetUsed = 0;
     const std::size_t nDocumentBytes = m_ParseStamp.bValid ? static_cast<std::size_t>(m_ParseStamp.nSize) : 0;
     const std::size_t nRecordBudget =
         nDocumentBytes > kMinimumRecordBudget / kRecordBudgetPerByte ? nDocumentBytes * kRecordBudgetPerByte
                                                                       : kMinimumRecordBudget;
+#endif
 
     const std::size_t nCount = xmlsupport::NodeCount(pNodeSet.get());
     for (std::size_t i = 0; i < nCount; ++i)
@@ -846,7 +855,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
             bParentRead = true;
         }
         pRecord->setParentDeviceType(parentDevice.eDeviceType);
-        pRecord->setParentPCIInfo(parentDevice.vPCIInfo);
+        pRecord->ShareParentPCIInfo(parentDevice.sharedPCIInfo);
 
         if (const char* pszContext = GetAttributeValue(pDependency, "context"))
         {
@@ -908,7 +917,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         // one test and log the "not found" line of another.
         for (xmlNode* pChild = pDependency->children; pChild != nullptr; pChild = pChild->next)
         {
-            if (IsElementNamed(pChild, "Display"))
+            if (IsNamed(pChild, "Display"))
             {
                 if (const char* pszText = TextOf(pChild))
                 {
@@ -920,7 +929,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                            "package.xml for dependent device");
                 }
             }
-            if (IsElementNamed(pChild, "Detail"))
+            if (IsNamed(pChild, "Detail"))
             {
                 if (const char* pszText = TextOf(pChild))
                 {
@@ -975,7 +984,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                 VEXLOG("CSoftwareComponentInfo::getDependencyInfo() unable to get the Platform info from package.xml "
                        "for dependent device");
             }
-            if (IsElementNamed(pChild, "OperatingSystem") || IsElementNamed(pChild, "DepOperatingSystem"))
+            if (IsNamed(pChild, "OperatingSystem") || IsNamed(pChild, "DepOperatingSystem"))
             {
                 static const std::pair<const char*, std::string SOSInfo::*> aOSAttributes[] = {
                     {"majorVersion", &SOSInfo::strMajorVersion},
@@ -1003,7 +1012,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                        "for dependent device or Opernating System Information Is not mentioned in the Dependency "
                        "Node");
             }
-            if (IsElementNamed(pChild, "PCIInfo") || IsElementNamed(pChild, "DepPCIInfo"))
+            if (IsNamed(pChild, "PCIInfo") || IsNamed(pChild, "DepPCIInfo"))
             {
                 VEXLOG("CSoftwareComponentInfo::getDependencyInfo() Found a PCI Device");
                 pRecord->setDeviceType(CDeviceInfo::eDeviceTypePCI);
@@ -1022,13 +1031,9 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         }
         pRecord->setDependencyOS(vOSInfo);
 
-        // Every record of the entry holds its own copy of the lists and texts
-        // above. A package can multiply them without bound (thousands of
-        // dependencies under a Device with thousands of PCIInfo children, or
-        // thousands of PCI identities of a dependency with a long OS list):
-        // the records built for one package (kept, or dropped as duplicates)
-        // may hold nRecordBudget bytes in all. A record beyond
-        // that is refused as a failed allocation is, with the same
+#ifdef VEXDEP_FUZZ_RECORD_BUDGET
+        // The fuzz targets' bound (see kMinimumRecordBudget): a record beyond
+        // it is refused as a failed allocation is, with the same
         // consequence: a refused entry ends the list, a refused per-PCI copy
         // is lost alone.
         const std::size_t nRecordBytes =
@@ -1047,6 +1052,9 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
             VEXLOG("CSoftwareComponentInfo::getDependencyInfo() new  ( std::nothrow ) CDeviceInfo() failed");
             return vDependencies;
         }
+#else
+        auto FitsTheBudget = []() { return true; };
+#endif
 
         if (vPCIInfo.empty())
         {
