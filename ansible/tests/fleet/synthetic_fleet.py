@@ -282,12 +282,18 @@ def main(argv=None):
     parser.add_argument('--previous', help='also write an earlier run of the same fleet here')
     parser.add_argument('--seed', type=int, default=26)
     args = parser.parse_args(argv)
-    with open(args.results, 'w') as handle:
-        json.dump(generate(args.hosts, args.seed), handle, indent=1)
+    write(generate(args.hosts, args.seed), args.results)
     if args.previous:
-        with open(args.previous, 'w') as handle:
-            json.dump(generate(args.hosts, args.seed, previous=True), handle, indent=1)
+        write(generate(args.hosts, args.seed, previous=True), args.previous)
     return 0
+
+
+def write(document, path):
+    """As the role's template writes the results: one host a line."""
+    hosts = document.pop('hosts')
+    head = json.dumps(document, indent=2)[:-2]
+    with open(path, 'w') as handle:
+        handle.write('%s,\n  "hosts": [\n%s\n  ]\n}\n' % (head, ',\n'.join('    ' + json.dumps(h) for h in hosts)))
 
 
 if __name__ == '__main__':

@@ -109,12 +109,10 @@ def _add_check(host, check_type, result):
     _add_reported(host, check_type, result.get('reported'))
 
 
-def _checked(host, check):
+def _details(host, check):
+    """What a check that ran says about the host: verdicts, reasons, prerequisites, identity, overruns."""
     checks = check.get('checks') or {}
-    verdict = check.get('verdict')
     host.update(
-        status='checked',
-        category=verdict if verdict in CATEGORIES else 'unverifiable',
         verdict_types=list(check.get('verdict_types') or []),
         system_id=check.get('system_id'),
         system_id_origin=check.get('system_id_origin'),
@@ -126,52 +124,60 @@ def _checked(host, check):
     for check_type in ('hard', 'soft'):
         if checks.get(check_type):
             _add_check(host, check_type, checks[check_type])
-    if check.get('timed_out'):
-        timed_out = dict(check['timed_out'])
-        timed_out['by'] = 'host'
-        host.update(status='timed-out', category='timed-out', timed_out=timed_out)
     host['system_id_note'] = system_id_note(host)
 
 
 def _controller_timeout(message):
-    match = _CONTROLLER_TIMEOUT.search(message or '')
+    match = _CONTROLLER_TIMEOUT.search(message or '') if message and 'time frame' in message else None
     return int(match.group(1)) if match else None
 
 
-def _failed(host, message):
+def _not_checked(message):
+    """(category, status, message, timed_out) of a host whose check did not run or was stopped by the controller."""
     seconds = _controller_timeout(message)
-    if seconds is not None:
-        host.update(category='timed-out', status='timed-out',
-                    message='the controller stopped waiting for the host after %d s' % seconds,
-                    timed_out={'by': 'controller', 'type': None, 'seconds': seconds, 'timeout_seconds': seconds,
-                               'running': []})
-    else:
-        host.update(category='failed', status='failed', message=message)
+    if seconds is None:
+        return 'failed', 'failed', message, None
+    return 'timed-out', 'timed-out', 'the controller stopped waiting for the host after %d s' % seconds, \
+        {'by': 'controller', 'type': None, 'seconds': seconds, 'timeout_seconds': seconds, 'running': []}
+
+
+def classify(entry):
+    """(category, status, message, timed_out) of a raw entry, without reading its checks."""
+    connection = entry.get('connection') or {}
+    failure = entry.get('failure')
+    check = entry.get('check') or {}
+    if connection.get('unreachable'):
+        return 'unreachable', 'unreachable', _message(connection), None
+    if check.get('unreachable'):
+        return 'unreachable', 'unreachable', _message(check), None
+    if failure:
+        if not isinstance(failure, dict):
+            return _not_checked(str(failure))
+        message = failure.get('msg') or 'failed'
+        if _controller_timeout(message) is None and failure.get('task'):
+            message = '%s: %s' % (failure['task'], message)
+        return _not_checked(message)
+    if check.get('failed') or 'checks' not in check:
+        return _not_checked(_message(check) or 'no result: the host left the play before the check '
+                            '(unreachable or failed while the checker was installed)')
+    if check.get('timed_out'):
+        return 'timed-out', 'timed-out', None, dict(check['timed_out'], by='host')
+    verdict = check.get('verdict')
+    return verdict if verdict in CATEGORIES else 'unverifiable', 'checked', None, None
+
+
+def category_of(entry):
+    """The category of a raw entry or of a host of an earlier report."""
+    return entry['category'] if 'category' in entry else classify(entry)[0]
 
 
 def from_raw(entry):
     """The report's host from a raw entry of the saved results."""
     host = empty_host(entry.get('host'))
-    connection = entry.get('connection') or {}
-    failure = entry.get('failure')
-    check = entry.get('check') or {}
-    if connection.get('unreachable'):
-        host.update(category='unreachable', status='unreachable', message=_message(connection))
-    elif check.get('unreachable'):
-        host.update(category='unreachable', status='unreachable', message=_message(check))
-    elif failure:
-        if isinstance(failure, dict):
-            message = failure.get('msg') or 'failed'
-            if _controller_timeout(message) is None and failure.get('task'):
-                message = '%s: %s' % (failure['task'], message)
-        else:
-            message = str(failure)
-        _failed(host, message)
-    elif check.get('failed') or 'checks' not in check:
-        _failed(host, _message(check) or 'no result: the host left the play before the check '
-                '(unreachable or failed while the checker was installed)')
-    else:
-        _checked(host, check)
+    category, status, message, timed_out = classify(entry)
+    host.update(category=category, status=status, message=message, timed_out=timed_out)
+    if status == 'checked' or (timed_out or {}).get('by') == 'host':
+        _details(host, entry['check'])
     return host
 
 

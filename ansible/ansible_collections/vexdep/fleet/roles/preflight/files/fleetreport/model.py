@@ -21,7 +21,7 @@ import os
 from . import changes as changes_of
 from . import package as package_of
 from .groups import attention_groups, group_hosts, timed_out_key
-from .hosts import normalize_host
+from .hosts import category_of, normalize_host
 from .overruns import fleet_overruns
 from .prerequisites import shopping_list
 from .verdicts import CATEGORIES, CAN_TAKE, plural
@@ -123,7 +123,7 @@ def build_report(document, previous=None, title=None, package_path=None, rendere
 
 def changes_section(hosts, previous):
     entries, meta = split_document(previous)
-    previous_hosts = [normalize_host(entry) for entry in entries]
+    previous_hosts = [{'host': entry.get('host'), 'category': category_of(entry)} for entry in entries]
     found = changes_of.compare(hosts, previous_hosts)
     return {
         'previous_run': run_of(meta),
