@@ -138,7 +138,8 @@ def runs(tmp_path_factory):
         with concurrent.futures.ThreadPoolExecutor(3) as pool:
             main = pool.submit(run_preflight, fleet, vexinspect, dirs['main'], preflight_host_timeout=DEADLINE,
                                preflight_report_title='Fleet preflight of the test fleet')
-            limit = pool.submit(run_preflight, fleet, vexinspect, dirs['limit'], '--limit', 'alpha,echo')
+            # Verbose: its output shows every SSH command.
+            limit = pool.submit(run_preflight, fleet, vexinspect, dirs['limit'], '--limit', 'alpha,echo', '-vvv')
             check = pool.submit(run_preflight, fleet, vexinspect, dirs['check'], '--check',
                                 preflight_targets='all:!foxtrot', preflight_install_deb='/nonexistent/vexdepcheck.deb')
             main = main.result()
@@ -253,7 +254,19 @@ def test_limit_reports_exactly_the_limited_hosts(runs):
     hosts = hosts_of(runs.limit)
     assert sorted(hosts) == ['alpha', 'echo'], result.stdout
     assert (hosts['alpha']['category'], hosts['echo']['category']) == ('ready', 'unverifiable')
-    assert 'undefined' not in result.stdout.lower(), result.stdout
+    assert 'is undefined' not in result.stdout, result.stdout
+
+
+def test_each_host_takes_four_ssh_commands(runs):
+    result, _ = runs.limit
+    for name in ('alpha', 'echo'):
+        port = [host.port for host in runs.fleet.hosts if host.name == name][0]
+        commands = [line for line in result.stdout.splitlines()
+                    if 'SSH: EXEC' in line and '-o Port=%d ' % port in line]
+        # Create the task's temporary directory, transfer the archive, run the module, remove the directory.
+        assert len(commands) == 4, '\n'.join(commands)
+        assert 'mkdir' in commands[0] and 'sftp' in commands[1] and 'python3' in commands[2] and \
+            'rm -f -r' in commands[3], '\n'.join(commands)
 
 
 def test_check_mode_checks_and_writes_the_report_but_installs_nothing(runs):

@@ -19,22 +19,9 @@ import time
 from ansible.errors import AnsibleActionFail
 from ansible.module_utils.common.text.converters import to_text
 from ansible.plugins.action import ActionBase
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import module_timeout
 
 MODULE = 'vexdep.fleet.vexdep_check'
-
-
-def reserve_seconds(task_timeout):
-    """Seconds of the task's timeout kept back for ending the check's processes and answering."""
-    return max(5, min(30, task_timeout // 10))
-
-
-def module_timeout(task_timeout, elapsed, requested=None):
-    """The module's own timeout: what is left of the task's, less the reserve, or the smaller one requested."""
-    if not task_timeout:
-        return requested
-    left = int(task_timeout - elapsed - reserve_seconds(task_timeout))
-    left = max(1, left)
-    return left if requested is None else min(int(requested), left)
 
 
 class ActionModule(ActionBase):
@@ -69,7 +56,9 @@ class ActionModule(ActionBase):
                 self._make_tmp_path()
             remote = self._connection._shell.join_path(self._connection._shell.tmpdir, 'package.tar.gz')
             self._transfer_file(source, remote)
-            self._fixup_perms2((self._connection._shell.tmpdir, remote))
+            # The module reads the archive, it does not run it: no chmod round
+            # trip unless an unprivileged become user must be let in.
+            self._fixup_perms2((self._connection._shell.tmpdir, remote), execute=False)
             module_args['package_archive'] = remote
             result.update(execute())
         except AnsibleActionFail as error:

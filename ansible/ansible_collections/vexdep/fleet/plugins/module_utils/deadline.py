@@ -31,6 +31,20 @@ OUTPUT_LIMIT = 64 * 1024 * 1024
 _PR_SET_CHILD_SUBREAPER = 36
 
 
+def reserve_seconds(task_timeout):
+    """Seconds of a task's timeout kept back for ending the check's processes and answering."""
+    return max(5, min(30, task_timeout // 10))
+
+
+def module_timeout(task_timeout, elapsed, requested=None):
+    """The module's own timeout: what is left of the task's after elapsed seconds, less the
+    reserve, at least 1; or the smaller one requested; or requested when the task has none."""
+    if not task_timeout:
+        return requested
+    left = max(1, int(task_timeout - elapsed - reserve_seconds(task_timeout)))
+    return left if requested is None else min(int(requested), left)
+
+
 class DeadlineReached(Exception):
     """The deadline passed while the command ran; running lists what was still running."""
 

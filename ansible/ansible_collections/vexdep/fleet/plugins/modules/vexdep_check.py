@@ -20,10 +20,9 @@ description:
     itself returns.
   - The evaluation is exactly the one C(vexdepcheck hard) or C(vexdepcheck soft) runs; the package's
     collectors run as they do for C(vexdepcheck) and write their documents into the package directory.
-  - With I(timeout), the check ends by itself when the time is up, whatever a collector does:
-    C(vexinspect), the collectors and everything they started are ended, the private package directory
-    is removed, and the module returns the verdict C(timed-out) with the processes that were still
-    running. Processes that a check leaves behind when it ends are ended as well.
+  - With I(timeout), the check ends by itself when the time is up, whatever a collector does. C(vexinspect),
+    the collectors and everything they started are ended, the private package directory is removed, and
+    the module returns the verdict C(timed-out) with the processes that were still running. Processes that a check leaves behind when it ends are ended as well.
   - Never reports a change. In check mode the check runs all the same (it only reads the host's state).
   - The task fails only when the check cannot run (no C(vexinspect), no such package directory or archive,
     no such temporary parent, an unusable collector time limit, a C(vexinspect) that fails or prints no
