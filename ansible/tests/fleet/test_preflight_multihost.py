@@ -5,7 +5,9 @@
 Every host is one entry of HOSTS: its SMBIOS system ID (None: no tables),
 what its inventory says is installed, the flags its collectors read (see
 package/REL001/collect.sh), its own inventory variables, and what the report
-must say about it. Three runs of the playbook go at the same time:
+must say about it; the checks of the whole run follow from the table. A host
+whose collector prints progress on its standard output, for example, is the
+entry Spec('hotel', flags=('collector-talks',)), ready like alpha. Three runs of the playbook go at the same time:
 
 - every host, with a host deadline of DEADLINE seconds (foxtrot's collector
   never ends);
@@ -188,7 +190,8 @@ def test_every_host_is_in_the_report(runs):
     assert sorted(host['host'] for host in report['hosts']) == sorted(spec.name for spec in HOSTS)
     expected = collections.Counter(spec.verdict for spec in HOSTS)
     assert report['counts'] == dict((category, expected.get(category, 0)) for category in report['counts'])
-    assert report['unverifiable_by_type'] == {'hard': 1, 'soft': 1}
+    by_type = collections.Counter(t for spec in HOSTS if spec.verdict == 'unverifiable' for t in spec.types)
+    assert report['unverifiable_by_type'] == {'hard': by_type['hard'], 'soft': by_type['soft']}
     assert report['title'] == 'Fleet preflight of the test fleet'
     assert (report['package']['name'], report['package']['version']) == ('Brix Enclosure Management Firmware',
                                                                          '4.0.0')
@@ -202,9 +205,7 @@ def test_blocked_host_and_its_prerequisites(runs):
     assert bravo['system_id'] == '0x0A1D'
     assert [(p['download_path'], p['current_version']) for p in bravo['hard_prerequisites']] == [
         (BACKPLANE, '3.10.0'), (SEP, '2.2')]
-    assert [(p['download_path'], p['detail']) for p in bravo['soft_prerequisites']] == [
-        (AGENT, 'Enclosure events are reported by agent 11 or later.')] or \
-        [p['download_path'] for p in bravo['soft_prerequisites']] == [AGENT]
+    assert [p['download_path'] for p in bravo['soft_prerequisites']] == [AGENT]
     assert [(item['download_path'], [h['host'] for h in item['hosts']]) for item in report['prerequisites']['hard']] \
         == [(BACKPLANE, ['bravo']), (SEP, ['bravo'])]
     assert report['groups'][0]['category'] == 'blocked' and report['groups'][0]['hosts'] == ['bravo']
@@ -233,7 +234,7 @@ def test_hosts_keep_no_temporary_directory(runs):
     # Ansible's own temporary directories are gone too.
     saved = json.loads(load(runs.main[1], 'preflight-results.json'))
     checked = [entry['check']['package_dir'] for entry in saved['hosts'] if (entry['check'] or {}).get('package_dir')]
-    assert len(checked) == 5, checked
+    assert len(checked) == sum(1 for spec in HOSTS if spec.verdict not in ('unreachable', 'failed')), checked
     for directory in checked:
         assert os.path.dirname(directory) == runs.fleet.host_tmp
         assert not os.path.exists(directory)
@@ -285,15 +286,19 @@ def test_report_files(runs):
     _, report_dir = runs.main
     markdown = load(report_dir, 'fleet-report.md')
     assert markdown.startswith('# Fleet preflight of the test fleet\n')
-    assert '2 of 7 hosts can take the update now' not in markdown
-    assert '1 of 7 hosts can take the update now; blocked: 1, unverifiable: 2 (hard 1, soft 1), timed out: 1, ' \
-           'failed: 1, unreachable: 1.' in markdown
+    verdicts = collections.Counter(spec.verdict for spec in HOSTS)
+    by_type = collections.Counter(t for spec in HOSTS if spec.verdict == 'unverifiable' for t in spec.types)
+    unverifiable = '%d (%s)' % (verdicts['unverifiable'], ', '.join('%s %d' % (t, by_type[t]) for t in ('hard', 'soft')
+                                                                    if by_type[t]))
+    assert '%d of %d hosts can take the update now; blocked: %d, unverifiable: %s, timed out: %d, failed: %d, ' \
+           'unreachable: %d.' % (verdicts['ready'] + verdicts['recommended'], len(HOSTS), verdicts['blocked'],
+                                 unverifiable, verdicts['timed-out'], verdicts['failed'], verdicts['unreachable']) \
+        in markdown, markdown[:600]
     rows = dict((row['host'], row) for row in csv.DictReader(load(report_dir, 'fleet-report.csv').splitlines()))
     assert dict((name, row['verdict']) for name, row in rows.items()) == dict((s.name, s.verdict) for s in HOSTS)
     assert rows['bravo']['hard_download_paths'].split() == [BACKPLANE, SEP]
     assert rows['bravo']['soft_download_paths'] == AGENT
-    assert rows['charlie']['system_id_note'] == 'no SMBIOS tables could be read' or \
-        rows['charlie']['system_id_note'].startswith('no ')
+    assert rows['charlie']['system_id_note'] == 'no SMBIOS tables'
     page = load(report_dir, 'fleet-report.html')
     for reference in ('src="http', "src='http", 'href="http', '<link', '<script src', '@import', 'url('):
         assert reference not in page, reference
