@@ -205,7 +205,10 @@ def test_blocked_host_and_its_prerequisites(runs):
     assert bravo['system_id'] == '0x0A1D'
     assert [(p['download_path'], p['current_version']) for p in bravo['hard_prerequisites']] == [
         (BACKPLANE, '3.10.0'), (SEP, '2.2')]
-    assert [p['download_path'] for p in bravo['soft_prerequisites']] == [AGENT]
+    # The package's Detail of the soft dependency, through explain's JSON and the module's result.
+    assert [(p['download_path'], p['detail']) for p in bravo['soft_prerequisites']] == [
+        (AGENT, 'Enclosure events are reported by agent 11 or later.')]
+    assert report['prerequisites']['soft'][0]['detail'] == 'Enclosure events are reported by agent 11 or later.'
     assert [(item['download_path'], [h['host'] for h in item['hosts']]) for item in report['prerequisites']['hard']] \
         == [(BACKPLANE, ['bravo']), (SEP, ['bravo'])]
     assert report['groups'][0]['category'] == 'blocked' and report['groups'][0]['hosts'] == ['bravo']
@@ -299,6 +302,7 @@ def test_report_files(runs):
     assert rows['bravo']['hard_download_paths'].split() == [BACKPLANE, SEP]
     assert rows['bravo']['soft_download_paths'] == AGENT
     assert rows['charlie']['system_id_note'] == 'no SMBIOS tables'
+    assert rows['bravo']['soft_details'] == 'Enclosure events are reported by agent 11 or later.'
     page = load(report_dir, 'fleet-report.html')
     for reference in ('src="http', "src='http", 'href="http', '<link', '<script src', '@import', 'url('):
         assert reference not in page, reference
