@@ -81,7 +81,10 @@ def ansible(tool):
 
 def environment(tmp_path):
     env = dict((k, v) for k, v in os.environ.items() if not k.startswith('ANSIBLE_'))
-    env.update(ANSIBLE_COLLECTIONS_PATH=COLLECTIONS_PATH, ANSIBLE_HOME=str(tmp_path / 'home'),
+    controller_tmp = tmp_path / 'controller-tmp'
+    controller_tmp.mkdir(exist_ok=True)
+    env.update(TMPDIR=str(controller_tmp), ANSIBLE_REMOTE_TMP=str(tmp_path / 'remote-tmp'),
+               ANSIBLE_COLLECTIONS_PATH=COLLECTIONS_PATH, ANSIBLE_HOME=str(tmp_path / 'home'),
                ANSIBLE_LOCAL_TEMP=str(tmp_path / 'tmp'), ANSIBLE_CONFIG=str(tmp_path / 'none.cfg'),
                ANSIBLE_NOCOLOR='1', ANSIBLE_RETRY_FILES_ENABLED='False')
     return env
@@ -121,6 +124,17 @@ def test_bad_variables_stop_the_run_before_any_host_is_checked(tmp_path, variabl
     assert message in result.stdout, result.stdout
     assert 'Copy, unpack and check' not in result.stdout
     assert not os.path.exists(str(tmp_path / 'report'))
+    # Nothing was packed, or the packed copy was removed again.
+    assert [name for name in os.listdir(str(tmp_path / 'controller-tmp')) if name.startswith('vexdep-')] == []
+
+
+def test_an_earlier_run_that_does_not_exist_fails_the_run_and_leaves_nothing(tmp_path):
+    # The host's check fails at once (no vexinspect there): nothing runs on this machine.
+    result = run_playbook(tmp_path, preflight_vexinspect='/nonexistent/vexinspect',
+                          preflight_previous=str(tmp_path / 'last-week.json'))
+    assert result.returncode != 0, result.stdout
+    assert 'last-week.json' in result.stdout, result.stdout
+    assert [name for name in os.listdir(str(tmp_path / 'controller-tmp')) if name.startswith('vexdep-')] == []
 
 
 def test_a_limit_that_leaves_no_host_fails_loudly(tmp_path):
