@@ -14,6 +14,7 @@
 #   make fuzz-regress  replays every file of fuzz/corpus once under the sanitizers
 #   make fleet-bench  the Ansible preflight against FLEET_HOSTS (100) local sshd hosts
 #   make fleet-sanity ansible-test sanity and ansible-lint on the vexdep.fleet collection
+#   make report-bench the fleet report of a synthetic fleet of REPORT_HOSTS (10000) hosts, every format
 
 JOBS        ?= 2
 BUILD_TYPE  ?= RelWithDebInfo
@@ -27,6 +28,7 @@ FUZZ_DIR    ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FLEET_HOSTS ?= 100
 FLEET_FORKS ?= 25
+REPORT_HOSTS ?= 10000
 CMAKE_FLAGS ?=
 
 # clang and its libFuzzer runtime build the fuzz targets; strace lets the
@@ -58,7 +60,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
 .PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-regress fuzz-seeds \
-        portable fleet-bench fleet-sanity
+        portable fleet-bench fleet-sanity report-bench
 
 all: build
 
@@ -183,6 +185,12 @@ fleet-bench: deps
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target vexinspect vexdepcheck vexfleettables
 	/usr/bin/python3 ansible/tests/fleet/bench.py $(BUILD_DIR)/bin/vexinspect $(BUILD_DIR)/bin/vexfleettables \
 	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS)
+
+# The fleet report of a synthetic fleet of REPORT_HOSTS hosts with an earlier
+# run to compare with: prints the renderer's wall and processor time, its peak
+# memory and the files' sizes, and fails beyond 5 s or 500 MiB.
+report-bench:
+	/usr/bin/python3 ansible/tests/fleet/report_bench.py --hosts $(REPORT_HOSTS)
 
 # ansible-test sanity (the tests Debian's packages provide the requirements
 # for) and ansible-lint on the collection; ansible-test wants the collection

@@ -272,12 +272,6 @@ BadCase LoadCase(const std::string& strName)
     return badCase;
 }
 
-std::string RealPath(const std::string& strPath)
-{
-    char szReal[PATH_MAX];
-    return ::realpath(strPath.c_str(), szReal) != nullptr ? std::string(szReal) : strPath;
-}
-
 // ---------------------------------------------------------------------------
 // Placeholders
 // ---------------------------------------------------------------------------
@@ -548,7 +542,7 @@ public:
         {
             WriteFile(m_strOutside, kOutsideContent);
         }
-        CopyPackage(badCase.Directory() + "/package", m_package.Path(), m_strOutside, RealPath(m_package.Path()));
+        CopyPackage(badCase.Directory() + "/package", m_package.Path(), m_strOutside, RealPathOf(m_package.Path()));
         for (const std::string& strAction : badCase.vSetup)
         {
             ApplySetup(strAction, m_package.Path(), m_strOutside);
@@ -643,11 +637,87 @@ std::string Shorten(const std::string& strText)
     return strText.substr(0, nLimit) + "... (" + std::to_string(strText.size()) + " bytes in all)";
 }
 
+// Written back into a case's expected file by the recording mode below.
+std::string Quote(const std::string& strText)
+{
+    static const char kHex[] = "0123456789ABCDEF";
+    std::string strQuoted = "\"";
+    for (const char c : strText)
+    {
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (c == '\n')
+        {
+            strQuoted += "\\n";
+        }
+        else if (c == '\t')
+        {
+            strQuoted += "\\t";
+        }
+        else if (c == '\\' || c == '"')
+        {
+            strQuoted += '\\';
+            strQuoted += c;
+        }
+        else if (u < 0x20 || u >= 0x7F)
+        {
+            strQuoted += "\\x";
+            strQuoted += kHex[u >> 4];
+            strQuoted += kHex[u & 0xF];
+        }
+        else
+        {
+            strQuoted += c;
+        }
+    }
+    return strQuoted + "\"";
+}
+
+// A maintainer's aid, never used by the test run itself: with
+// VEXDEP_RECORD_STDERR=1 in the environment, a run whose standard error
+// differs from its case's expectation writes what it got (with the
+// placeholders put back) into the case's expected file, for review with
+// git diff. The run still fails.
+void RecordStandardError(const BadCase& badCase, const std::string& strType, const CaseRun& run)
+{
+    const char* pszRecord = std::getenv("VEXDEP_RECORD_STDERR");
+    if (pszRecord == nullptr || std::string(pszRecord) != "1")
+    {
+        return;
+    }
+    std::string strGot = ReplaceAll(run.result.strStderr, RealPathOf(run.strPackage), "{PACKAGE}");
+    strGot = ReplaceAll(strGot, run.strOutside, "{OUTSIDE}");
+    const std::string strFile = badCase.Directory() + "/expected";
+    std::istringstream issOld(ReadFile(strFile));
+    std::string strNew;
+    std::string strLine;
+    const std::string strKey = strType + "-stderr:";
+    const std::string strAfter = strType + "-stdout:";
+    bool bWritten = false;
+    while (std::getline(issOld, strLine))
+    {
+        if (strLine.compare(0, strKey.size(), strKey) == 0)
+        {
+            continue;
+        }
+        strNew += strLine + "\n";
+        if (!bWritten && strLine.compare(0, strAfter.size(), strAfter) == 0)
+        {
+            strNew += strKey + " " + Quote(strGot) + "\n";
+            bWritten = true;
+        }
+    }
+    if (!bWritten)
+    {
+        strNew += strKey + " " + Quote(strGot) + "\n";
+    }
+    std::ofstream(strFile, std::ios::trunc) << strNew;
+}
+
 // The expected outcome of one run, and what no run may ever do.
 void CheckOutcome(const BadCase& badCase, const std::string& strType, const CaseRun& run)
 {
     const ExpectedRun& expected = badCase.mapRuns.at(strType);
-    const std::string strPackage = RealPath(run.strPackage);
+    const std::string strPackage = RealPathOf(run.strPackage);
     const std::string strExpectedStdout = Expand(expected.strStdout, run.strOutside, strPackage);
     const std::string strExpectedStderr = Expand(expected.strStderr, run.strOutside, strPackage);
     EXPECT_EQ(run.result.nExitStatus, expected.nStatus) << "stderr: " << Shorten(run.result.strStderr);
@@ -657,6 +727,10 @@ void CheckOutcome(const BadCase& badCase, const std::string& strType, const Case
                       << "\nwant: " << Shorten(strExpectedStdout);
     }
     EXPECT_EQ(Shorten(run.result.strStderr), Shorten(strExpectedStderr));
+    if (run.result.strStderr != strExpectedStderr)
+    {
+        RecordStandardError(badCase, strType, run);
+    }
 
     // The outside file's content shows nowhere and the file is unchanged.
     EXPECT_EQ(run.result.strStdout.find(kOutsideContent), std::string::npos);
@@ -998,7 +1072,7 @@ bool AllowedToRead(const std::string& strPath, const std::set<std::string>& setP
         }
     }
     const std::string strChecker = Normalise(CheckerExecutable());
-    if (strPath == strChecker || strPath == RealPath(strChecker))
+    if (strPath == strChecker || strPath == RealPathOf(strChecker))
     {
         return true;
     }
@@ -1019,9 +1093,9 @@ std::vector<std::string> OutsideAccesses(const BadCase& badCase, const CaseRun& 
     std::vector<std::string> vProblems;
     const std::vector<TracedCall> vCalls = ParseTrace(run.strTrace);
     const std::string strPackage = Normalise(run.strPackage);
-    const std::string strPackageReal = RealPath(run.strPackage);
+    const std::string strPackageReal = RealPathOf(run.strPackage);
     const std::string strOutside = Normalise(run.strOutside);
-    const std::string strOutsideReal = RealPath(run.strOutside);
+    const std::string strOutsideReal = RealPathOf(run.strOutside);
     std::set<std::string> setPids;
     std::map<std::string, std::string> mapCwd;
     for (const TracedCall& call : vCalls)
@@ -1272,7 +1346,7 @@ TEST_P(BadPackageExplain, AgreesWithTheCheckerOnTheReportedDependenciesAndTheExi
     EXPECT_EQ(JsonSchemaErrors("explain", run.result.strStdout), "");
     const nlohmann::json json = nlohmann::json::parse(run.result.strStdout);
     EXPECT_EQ(json["exitStatus"], expected.nStatus);
-    const std::string strCheckerStdout = Expand(expected.strStdout, run.strOutside, RealPath(run.strPackage));
+    const std::string strCheckerStdout = Expand(expected.strStdout, run.strOutside, RealPathOf(run.strPackage));
     EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(strCheckerStdout)) << Shorten(strCheckerStdout);
 
     // The verdict agrees with what was reported: an unmet dependency is

@@ -2,9 +2,10 @@
 // documents: collectors run through the shell in the checker's own process
 // group and are waited for without limit unless the time-limit guard is
 // switched on; background jobs of a collector are left alone; signals reach
-// a guarded collector's processes; compressed documents are read; a closed
-// standard input and a debug log switched on during the run change nothing
-// that a fresh reading of the firmware per dependency would not.
+// a guarded collector's processes; compressed documents are read; a debug
+// log switched on during the run changes nothing that a fresh reading of the
+// firmware per dependency would not. (What closed standard streams change is
+// in InventoryStreamEndToEndTest.cpp.)
 
 #include "CheckerRun.h"
 #include "Scenarios.h"
@@ -50,12 +51,6 @@ bool ProcessGone(pid_t nPid)
 }
 
 pid_t PidIn(const std::string& strPath) { return static_cast<pid_t>(std::stol(ReadFile(strPath))); }
-
-std::string RealPathOf(const std::string& strPath)
-{
-    char szReal[PATH_MAX];
-    return realpath(strPath.c_str(), szReal) != nullptr ? std::string(szReal) : strPath;
-}
 
 // One dependency of release R1, required at 2.0, whose collector runs
 // strCollectorBody and then reports version 1.5 installed.
@@ -322,39 +317,6 @@ TEST(CollectorRun, CompressedInventoryTextIsNotDecompressed)
 // ---------------------------------------------------------------------------
 // The firmware, read anew for every dependency
 // ---------------------------------------------------------------------------
-
-// With standard input closed, the first open of the memory device gets
-// descriptor 0, which counts as a failure and stays open: the first
-// dependency's platform check is passed over, the second one reads the ID.
-TEST(CollectorRun, ClosedStandardInputPassesOverTheFirstPlatformCheckOnly)
-{
-    if (!CanUseMountNamespace())
-    {
-        GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled";
-    }
-    const Scenario& scenario = FindScenario("platform-memory");
-    ASSERT_EQ(scenario.firmware.eKind, Firmware::Kind::Memory);
-    TempDir open;
-    WriteScenario(scenario, open.Path());
-    const CommandResult withInput = RunInPackage({CheckerExecutable(), "hard"}, open.Path(), scenario.firmware);
-    EXPECT_EQ(withInput.strStdout, ExpandBase(scenario.vRuns[0].strStdout));
-
-    // Without the debug log: an open log file would take descriptor 0
-    // itself, as it would for any reader of this machine's memory.
-    TempDir closed;
-    WriteScenario(scenario, closed.Path());
-    const CommandResult withoutInput = RunInPackage(
-        {"/bin/sh", "-c", "exec \"$0\" hard <&-", CheckerExecutable()}, closed.Path(), scenario.firmware);
-    EXPECT_EQ(withoutInput.nExitStatus, 1);
-    // "Upper" lists the ID as the revision structure would write it: only a
-    // passed-over platform check lets it through. "Lower" lists it as the
-    // memory gives it: only a check that read the ID lets it through.
-    EXPECT_NE(withoutInput.strStdout.find("\nUpper\n\tCurrent  Version     : 1\n"), std::string::npos)
-        << withoutInput.strStdout;
-    EXPECT_NE(withoutInput.strStdout.find("\nLower\n\tCurrent  Version     : 1\n"), std::string::npos)
-        << withoutInput.strStdout;
-    EXPECT_EQ(withInput.strStdout.find("\nUpper\n"), std::string::npos) << withInput.strStdout;
-}
 
 // A collector that creates the debug-log marker switches logging on at the
 // next reader of the firmware: every later dependency's turn logs its own

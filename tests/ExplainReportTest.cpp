@@ -487,6 +487,8 @@ TEST(ExplainReport, JsonFieldByField)
     const Json json = Json::parse(run.report.ToJson().dump());
     EXPECT_EQ(JsonSchemaErrors("explain", run.report.ToJson().dump()), "");
 
+    EXPECT_EQ(json.begin().key(), "schemaVersion");
+    EXPECT_EQ(json["schemaVersion"], 2);
     EXPECT_EQ(json["command"], "explain");
     EXPECT_EQ(json["requested"], "hard");
     EXPECT_EQ(json["packageDirectory"], run.Directory());
@@ -546,6 +548,8 @@ TEST(ExplainReport, JsonFieldByField)
     EXPECT_TRUE(unmet["errorMessage"].is_null());
     // The download path as the report prints it: backslashes become slashes behind the base address.
     EXPECT_EQ(unmet["downloadPath"], ExpandBase("{BASE}A/a.bin"));
+    // A dependency without a Detail element has none.
+    EXPECT_TRUE(unmet["detail"].is_null());
 
     const Json& failed = json["dependencies"][1];
     EXPECT_EQ(failed["inventory"]["outcome"], "failed");
@@ -561,6 +565,8 @@ TEST(ExplainReport, JsonFieldByField)
     EXPECT_TRUE(soft["inventory"]["outcome"].is_null());
     EXPECT_EQ(soft["checks"]["type"]["same"], false);
     EXPECT_EQ(soft["verdict"], "other-type");
+    // The package's Detail: why the soft dependency is recommended.
+    EXPECT_EQ(soft["detail"], "needed for the new modes");
 }
 
 TEST(ExplainReport, JsonOfStepsNotReached)

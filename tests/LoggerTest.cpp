@@ -323,19 +323,19 @@ TEST_F(LoggerTest, SilencedLinesAreRecordedButNotWritten)
     EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).back(), "[TIME] :                     Quiet:    1: learnt, not written");
 }
 
-// The log is written into the package directory by a process that runs as
-// root: a log name that is a link must not let it truncate the file the link
-// points to.
-TEST_F(LoggerTest, ALogNameThatIsALinkIsNotOpenedAndItsTargetStaysAsItWas)
+// A log name that is a link is followed, as a file stream follows it: the
+// link's target is emptied and receives the log.
+TEST_F(LoggerTest, ALogNameThatIsALinkWritesTheLinksTarget)
 {
-    TempDir outside;
-    vextest::WriteFile(outside.File("precious"), "keep me\n");
-    ASSERT_EQ(symlink(outside.File("precious").c_str(), m_dir.File("baseutils.log").c_str()), 0);
+    TempDir elsewhere;
+    vextest::WriteFile(elsewhere.File("target.log"), "earlier content\n");
+    ASSERT_EQ(symlink(elsewhere.File("target.log").c_str(), m_dir.File("baseutils.log").c_str()), 0);
     CLogger* pLogger = CLogger::GetInstance();
     EXPECT_FALSE(pLogger->Initialize(m_dir.File("baseutils.log")));
-    EXPECT_FALSE(pLogger->IsInitialized());
-    pLogger->log("x", 1, std::string("dropped"));
-    EXPECT_EQ(ReadFile(outside.File("precious")), "keep me\n");
+    EXPECT_TRUE(pLogger->IsInitialized());
+    pLogger->log("x", 1, std::string("through the link"));
+    EXPECT_EQ(ReadLogLines(elsewhere.File("target.log")),
+              std::vector<std::string>{"[TIME] :                         x:    1: through the link"});
 }
 
 TEST_F(LoggerTest, ALogNameThatIsANamedPipeIsNotOpened)
@@ -350,8 +350,8 @@ TEST_F(LoggerTest, ALogNameThatIsANamedPipeIsNotOpened)
     EXPECT_TRUE(pLogger->IsInitialized());
 }
 
-// A tool that wants no log opens the null device: that one device is
-// accepted, and writing to it keeps everything else quiet.
+// A device is opened as any file is: a tool that wants no log opens the null
+// device, and writing to it keeps everything else quiet.
 TEST_F(LoggerTest, TheNullDeviceIsAcceptedAsALogThatDiscards)
 {
     CLogger* pLogger = CLogger::GetInstance();

@@ -409,6 +409,24 @@ TEST_F(PIEConfigInfoTest, OtherContentIsIgnored)
     EXPECT_EQ(m_reader.GetInventoryTimeout(), 20);
 }
 
+// Children are told by name, whatever kind of node they are: an instruction
+// named "Command" after the element is the last Command, and it has no text.
+TEST_F(PIEConfigInfoTest, AnInstructionNamedLikeAChildIsTakenForIt)
+{
+    EXPECT_FALSE(InitWith("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\">"
+                          "<CliToFile><Command>c.sh</Command><?Command?><Output>o.xml</Output></CliToFile>"
+                          "</Plugin></Plugins></PIEConfig>"));
+    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty"));
+    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
+    // An instruction named "CliToFile" before the element is the first
+    // CliToFile: it has no children, so no command.
+    CPIEConfigInfo second;
+    vextest::WriteFile(ConfigPath(), "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" "
+                                     "timeout=\"20\"><?CliToFile?><CliToFile><Command>c.sh</Command>"
+                                     "<Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>");
+    EXPECT_FALSE(second.Init(ConfigPath()));
+}
+
 // A release directory could hold a named pipe, or a link to an endless
 // device, as its "PIEConfig.xml": Init fails at once, as for any file that
 // does not parse.

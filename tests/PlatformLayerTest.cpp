@@ -126,8 +126,9 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
     EXPECT_EQ(std::vector<std::string>(vDeclared.begin(), vDeclared.begin() + vEstablished.size()), vEstablished);
     const std::vector<std::string> vOwn(vDeclared.begin() + vEstablished.size(), vDeclared.end());
     const std::vector<std::string> vExpectedOwn = {"IsDirectory",         "ReadRegularFile",
-                                                   "ExecuteCmdWithTimeout", "GetEnvironmentVariable",
-                                                   "ChangeDirectory",     "GetModificationTime",
-                                                   "IsWritableDirectory"};
+                                                   "IsStreamOrDevice",    "OpenHeldFile",
+                                                   "CloseHeldFile",       "ExecuteCmdWithTimeout",
+                                                   "GetEnvironmentVariable", "ChangeDirectory",
+                                                   "GetModificationTime", "IsWritableDirectory"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

@@ -204,7 +204,7 @@ TEST(PortableExecutable, ReadsTheEncodingsLibxml2CarriesItselfAsTheOrdinaryBuild
 
 // Other encodings need the C library's conversion modules, which a root
 // without them does not have: the description is unreadable there, and the
-// run has nothing to report (docs/compatibility.md, 23).
+// run has nothing to report (docs/compatibility.md, 2).
 TEST(PortableExecutable, AnEncodingThatNeedsTheCLibrarysModulesIsUnreadableWithoutThem)
 {
     const std::string strWhyNot = WhyNot();

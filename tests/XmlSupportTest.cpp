@@ -12,34 +12,13 @@
 #include <unistd.h>
 
 using namespace xmlsupport;
+using vextest::StderrCapture;
 using vextest::TempDir;
 
 namespace
 {
 xmlNode* Root(const DocumentPtr& pDoc) { return xmlDocGetRootElement(pDoc.get()); }
 
-// Captures what is written to file descriptor 2 while it lives.
-class StderrCapture
-{
-public:
-    explicit StderrCapture(const std::string& strPath)
-    {
-        std::fflush(stderr);
-        m_nSaved = dup(2);
-        const int nFd = open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(nFd, 2);
-        close(nFd);
-    }
-    ~StderrCapture()
-    {
-        std::fflush(stderr);
-        dup2(m_nSaved, 2);
-        close(m_nSaved);
-    }
-
-private:
-    int m_nSaved;
-};
 } // namespace
 
 TEST(XmlSupport, ParsesFilesAndText)
@@ -70,20 +49,106 @@ TEST(XmlSupport, UnreadableOrMalformedInputGivesNull)
     EXPECT_FALSE(ParseMemory("<a><b></a>"));
 }
 
-TEST(XmlSupport, ParseErrorsPrintNothing)
+// The XML library's own messages reach standard error as its default
+// handler writes them, once for every parse.
+TEST(XmlSupport, ParseMessagesGoToStandardErrorAsTheLibraryWritesThem)
 {
     TempDir dir;
+    vextest::WriteFile(dir.File("text.xml"), "this is not xml");
+    const std::string strText = dir.File("text.xml");
     {
         StderrCapture capture(dir.File("stderr"));
         EXPECT_FALSE(ParseMemory("<a><b></a>"));
-        EXPECT_FALSE(ParseMemory("<a>&undefined;</a>"));
+        EXPECT_FALSE(ParseFile(strText));
+        EXPECT_FALSE(ParseFile(strText));
+        EXPECT_FALSE(ParseFile(dir.File("missing.xml")));
+        // A document that parses can draw messages too.
         EXPECT_TRUE(ParseMemory("<!DOCTYPE a SYSTEM \"http://example.invalid/a.dtd\"><a>&undefined;</a>"));
-        EvalStatus eStatus;
-        DocumentPtr pDoc = ParseMemory("<a/>");
-        EXPECT_FALSE(Evaluate(pDoc.get(), "//[", eStatus));
-        EXPECT_EQ(eStatus, EvalStatus::EvalFailed);
+        // An empty text is refused by the memory parser without a word.
+        EXPECT_FALSE(ParseMemory(""));
+    }
+    const std::string strFileError = strText + ":1: parser error : Start tag expected, '<' not found\n"
+                                               "this is not xml\n^\n";
+    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")),
+              "Entity: line 1: parser error : Opening and ending tag mismatch: b line 1 and a\n<a><b></a>\n"
+              "          ^\n"
+              "Entity: line 1: parser error : Premature end of data in tag a line 1\n<a><b></a>\n          ^\n" +
+                  strFileError + strFileError + "I/O warning : failed to load external entity \"" +
+                  dir.File("missing.xml") +
+                  "\"\n"
+                  "Entity: line 1: parser error : Entity 'undefined' not defined\n"
+                  "<!DOCTYPE a SYSTEM \"http://example.invalid/a.dtd\"><a>&undefined;</a>\n"
+                  "                                                                ^\n");
+}
+
+namespace
+{
+class CKeptMessages : public IParserMessageSink
+{
+public:
+    void Write(const std::string& strMessages) override { m_strKept += strMessages; }
+    std::string m_strKept;
+};
+} // namespace
+
+// A tool that presents the messages itself takes them through a sink:
+// nothing is printed. Each parse also hands its own messages back.
+TEST(XmlSupport, ASinkTakesTheMessagesInsteadOfStandardError)
+{
+    TempDir dir;
+    CKeptMessages kept;
+    std::string strMessages;
+    {
+        StderrCapture capture(dir.File("stderr"));
+        EXPECT_EQ(SetParserMessageSink(&kept), nullptr);
+        EXPECT_FALSE(ParseMemory("<a><b></a>", &strMessages));
+        EmitParserMessages(strMessages);
+        EXPECT_EQ(SetParserMessageSink(nullptr), &kept);
     }
     EXPECT_EQ(vextest::ReadFile(dir.File("stderr")), "");
+    EXPECT_NE(strMessages.find("Opening and ending tag mismatch"), std::string::npos) << strMessages;
+    // The parse's own delivery, then the replay.
+    EXPECT_EQ(kept.m_strKept, strMessages + strMessages);
+}
+
+// A named pipe or a device is never handed to the parser: nothing waits,
+// nothing is read, nothing is said.
+TEST(XmlSupport, APipeOrADeviceIsNoDocumentAndDrawsNoMessage)
+{
+    TempDir dir;
+    ASSERT_EQ(mkfifo(dir.File("pipe.xml").c_str(), 0600), 0);
+    ASSERT_EQ(symlink("/dev/zero", dir.File("zero.xml").c_str()), 0);
+    std::string strMessages = "left over";
+    {
+        StderrCapture capture(dir.File("stderr"));
+        EXPECT_FALSE(ParseFile(dir.File("pipe.xml"), &strMessages));
+        EXPECT_EQ(strMessages, "");
+        EXPECT_FALSE(ParseFile(dir.File("zero.xml")));
+    }
+    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")), "");
+}
+
+// Names that the library's file loader would take for standard input or a
+// document on the network are read as the plain files they name; names that
+// begin with "file:" are read as the library reads them.
+TEST(XmlSupport, NamesTheLibraryWouldTakeForAStreamOrANetworkURLAreReadAsFiles)
+{
+    TempDir dir;
+    vextest::MakeDirectory(dir.File("http:"));
+    vextest::WriteFile(dir.File("-"), "<dash/>");
+    vextest::WriteFile(dir.File("http:/host.xml"), "<host/>");
+    vextest::WriteFile(dir.File("plain.xml"), "<plain/>");
+    vextest::ScopedCwd cwd(dir.Path());
+    std::string strMessages;
+    DocumentPtr pDash = ParseFile("-", &strMessages);
+    ASSERT_TRUE(pDash) << strMessages;
+    EXPECT_TRUE(NameIs(Root(pDash), "dash"));
+    DocumentPtr pHost = ParseFile("http://host.xml");
+    ASSERT_TRUE(pHost);
+    EXPECT_TRUE(NameIs(Root(pHost), "host"));
+    DocumentPtr pPlain = ParseFile("file://" + dir.File("plain.xml"));
+    ASSERT_TRUE(pPlain);
+    EXPECT_TRUE(NameIs(Root(pPlain), "plain"));
 }
 
 TEST(XmlSupport, BlankTextNodesFollowTheProcessWideDefault)
@@ -410,7 +475,7 @@ TEST(XmlSupport, CompressedTextInMemoryIsNotDecompressed)
     EXPECT_TRUE(ParseFile(strPath));
 }
 
-TEST(XmlSupport, DiagnosedParseGivesTheParsersMessagesWithLineAndColumnAndPrintsNothing)
+TEST(XmlSupport, DiagnosedParseGivesTheParsersMessagesWithLineAndColumnAndPrintsNothingItself)
 {
     TempDir dir;
     vextest::WriteFile(dir.File("good.xml"), "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
@@ -459,10 +524,12 @@ TEST(XmlSupport, DiagnosedParseGivesTheParsersMessagesWithLineAndColumnAndPrints
         }
 
         // The messages are collected only during the diagnosed parse: the
-        // plain one still drops them.
+        // plain one writes them where the library's default handler does.
         EXPECT_FALSE(ParseFile(dir.File("bad.xml")));
     }
-    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")), "");
+    EXPECT_EQ(vextest::ReadFile(dir.File("stderr")),
+              dir.File("bad.xml") + ":2: parser error : Attribute a redefined\n  <c a=\"1\" a=\"2\"/>\n"
+                                    "                ^\n");
 }
 
 TEST(XmlSupport, DiagnosedParseOfACompressedFileGivesItsMessages)

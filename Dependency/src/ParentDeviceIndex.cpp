@@ -44,8 +44,14 @@ CDeviceInfo* CParentDeviceIndex::FindParent(const CDeviceInfo& dependency) const
         return it == m_mapComponentIDs.end() ? nullptr : m_vDevices[it->second];
     }
     // The first device that matches any of the parent's identities.
+    const std::vector<SPCIInfo>& vParentPCI = dependency.ParentPCIInfo();
+    if (dependency.SharedParentPCIInfo().IsSameListAs(m_LastParentList) && eParentType == m_nLastParentType &&
+        !vParentPCI.empty())
+    {
+        return m_nLastFirst < m_vDevices.size() ? m_vDevices[m_nLastFirst] : nullptr;
+    }
     std::size_t nFirst = m_vDevices.size();
-    for (const SPCIInfo& parentPCI : dependency.getParentPCIInfo())
+    for (const SPCIInfo& parentPCI : vParentPCI)
     {
         const auto it = m_mapPCIIdentities.find(STypedIdentity{eParentType, SPCINumbers::Of(parentPCI)});
         if (it != m_mapPCIIdentities.end() && it->second < nFirst)
@@ -53,5 +59,8 @@ CDeviceInfo* CParentDeviceIndex::FindParent(const CDeviceInfo& dependency) const
             nFirst = it->second;
         }
     }
+    m_LastParentList = dependency.SharedParentPCIInfo();
+    m_nLastParentType = eParentType;
+    m_nLastFirst = nFirst;
     return nFirst < m_vDevices.size() ? m_vDevices[nFirst] : nullptr;
 }

@@ -39,6 +39,12 @@ private:
     };
 
     const std::vector<CDeviceInfo*>& m_vDevices;
+    // The last PCI parent list asked about (held, so that it stays the
+    // same list) and its answer: the dependencies of one Device share one
+    // list, which is then looked up once.
+    mutable CSharedList<SPCIInfo> m_LastParentList;
+    mutable int m_nLastParentType = 0;
+    mutable std::size_t m_nLastFirst = 0;
     // Position of the first non-PCI device with a component ID.
     std::unordered_map<std::string, std::size_t> m_mapComponentIDs;
     // Position of the first device of a (non-zero, non-PCI-less) type with a

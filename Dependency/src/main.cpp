@@ -6,6 +6,7 @@
 // Exit status: 1 hard dependencies to report (or a check that could not be
 // completed), 2 soft ones, 255 nothing to report or a bad invocation.
 
+#include "HeldInputFile.h"
 #include "LinuxDependencyWrapper.h"
 #include "Logger.h"
 #include "PlatformLayer.h"
@@ -30,11 +31,14 @@ int Run(int argc, char* argv[])
         return -1;
     }
 
-    // Only a regular file is read: an "inv.xml" that is a named pipe or a
-    // device (a link to /dev/zero, say) would block or never end, and counts
-    // as unreadable, like a missing file.
-    std::string strInventoryXml;
-    CPlatformLayer::ReadRegularFile("inv.xml", strInventoryXml);
+    // "inv.xml" stays open until the check is over: its descriptor is one of
+    // the process's for the whole run (it decides which descriptors the log,
+    // the firmware reads and the collectors get) and the collectors inherit
+    // it. Only a regular file is read: one that is a named pipe or a device
+    // (a link to /dev/zero, say) would block or never end, and reads as
+    // empty, like a missing file.
+    const CHeldInputFile inventoryFile("inv.xml");
+    const std::string strInventoryXml = inventoryFile.Text();
 
     int nExitStatus = -1;
     {

@@ -643,7 +643,8 @@ void CExplainReport::OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDepe
         dependency.eParentDeviceType = pRecord->getParentDeviceType();
         dependency.strParentComponentID = pRecord->getParentComponentID();
         dependency.strDownloadPath = CDeviceInfo(*pRecord).getFilePath();
-        const std::vector<SPCIInfo> vParentPCI = pRecord->getParentPCIInfo();
+        dependency.strDetail = pRecord->getDetail();
+        const std::vector<SPCIInfo>& vParentPCI = pRecord->ParentPCIInfo();
         dependency.nParentPCICount = vParentPCI.size();
         dependency.vParentPCI.assign(vParentPCI.begin(),
                                      vParentPCI.begin() + std::min(vParentPCI.size(), kListedParentPCI));
@@ -1170,6 +1171,7 @@ Json CExplainReport::DependencyJson(std::size_t nIndex, const SExplainedDependen
     json["currentVersion"] = bUnmet ? Json(dependency.strCurrentVersion) : Json();
     json["errorMessage"] = bFailed ? Json(dependency.strErrorMessage) : Json();
     json["downloadPath"] = dependency.strDownloadPath;
+    json["detail"] = dependency.strDetail.empty() ? Json() : Json(dependency.strDetail);
     return json;
 }
 

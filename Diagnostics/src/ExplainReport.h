@@ -140,6 +140,9 @@ struct SExplainedDependency
     std::string strParentComponentID;
     // Where the report tells to fetch the update from (VEX DownloadPath).
     std::string strDownloadPath;
+    // The package's Detail text (why a soft dependency is recommended; the
+    // soft report prints it), empty when the package gives none.
+    std::string strDetail;
     // The parent's first PCI identities (at most 16) and how
     // many it has: a package can give one device thousands of them, and
     // every record of the device carries them all.
@@ -172,8 +175,9 @@ struct SReportedDependency
 class CExplainReport : public IDependencyDecisionListener
 {
 public:
-    // The version of the JSON document's shape (docs/json/explain.schema.json).
-    static constexpr int nSchemaVersion = 1;
+    // The version of the JSON document's shape (docs/json/explain.schema.json):
+    // 2 added each dependency's detail.
+    static constexpr int nSchemaVersion = 2;
 
     CExplainReport();
 

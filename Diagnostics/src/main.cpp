@@ -25,6 +25,7 @@
 #include "RepoIndexCommand.h"
 #include "SmbiosCommand.h"
 #include "Version.h"
+#include "XmlSupport.h"
 
 #include <CLI/CLI.hpp>
 
@@ -147,10 +148,20 @@ int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc
     err << "vexinspect: run \"vexinspect " << strCommand << " --help\" for the usage\n";
     return kExitUsage;
 }
+// vexinspect presents what went wrong with a document in its own words:
+// what the XML library says about the documents it reads is not written to
+// standard error (where the checker, run on its own, writes it).
+class CQuietParserMessages : public xmlsupport::IParserMessageSink
+{
+public:
+    void Write(const std::string&) override {}
+};
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    CQuietParserMessages quietParserMessages;
+    xmlsupport::SetParserMessageSink(&quietParserMessages);
     CLI::App app{"Explains what vexdepcheck decides for an update package, shows the machine's SMBIOS identity, "
                  "lints packages, checks repositories of packages and plans updates from them.",
                  "vexinspect"};

@@ -1,6 +1,8 @@
 #ifndef VEXDEP_DEVICEINFO_H
 #define VEXDEP_DEVICEINFO_H
 
+#include "SharedList.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -135,12 +137,27 @@ public:
     std::string getDependencyContext() const { return m_strDependencyContext; }
     void setDependencyContext(std::string strValue) { m_strDependencyContext = std::move(strValue); }
 
-    std::vector<std::string> getDepenendencyPlatforms() const { return m_vDependencyPlatforms; }
-    void setDependencyPlatforms(std::vector<std::string>& vPlatforms) { m_vDependencyPlatforms = vPlatforms; }
-    std::vector<SPCIInfo> getParentPCIInfo() const { return m_vParentPCIInfo; }
-    void setParentPCIInfo(std::vector<SPCIInfo>& vParentPCIInfo) { m_vParentPCIInfo = vParentPCIInfo; }
-    std::vector<SOSInfo> getDependencyOS() const { return m_vDependencyOS; }
-    void setDependencyOS(std::vector<SOSInfo> vOSInfo) { m_vDependencyOS = std::move(vOSInfo); }
+    std::vector<std::string> getDepenendencyPlatforms() const { return m_DependencyPlatforms.Items(); }
+    void setDependencyPlatforms(std::vector<std::string>& vPlatforms)
+    {
+        m_DependencyPlatforms = CSharedList<std::string>(vPlatforms);
+    }
+    std::vector<SPCIInfo> getParentPCIInfo() const { return m_ParentPCIInfo.Items(); }
+    void setParentPCIInfo(std::vector<SPCIInfo>& vParentPCIInfo)
+    {
+        m_ParentPCIInfo = CSharedList<SPCIInfo>(vParentPCIInfo);
+    }
+    std::vector<SOSInfo> getDependencyOS() const { return m_DependencyOS.Items(); }
+    void setDependencyOS(std::vector<SOSInfo> vOSInfo) { m_DependencyOS = CSharedList<SOSInfo>(std::move(vOSInfo)); }
+
+    // The three lists above without a copy, and a list given to many
+    // records at once (the PCI identities of a Device, which every one of
+    // its dependencies carries). Copies of a record share its lists.
+    const std::vector<std::string>& DependencyPlatforms() const { return m_DependencyPlatforms.Items(); }
+    const std::vector<SPCIInfo>& ParentPCIInfo() const { return m_ParentPCIInfo.Items(); }
+    const std::vector<SOSInfo>& DependencyOS() const { return m_DependencyOS.Items(); }
+    void ShareParentPCIInfo(const CSharedList<SPCIInfo>& parentPCIInfo) { m_ParentPCIInfo = parentPCIInfo; }
+    const CSharedList<SPCIInfo>& SharedParentPCIInfo() const { return m_ParentPCIInfo; }
 
     std::vector<CDeviceApplicationInfo*>* getApplicationInfo() { return &m_ApplicationInfo.Entries(); }
     void setApplicationInfo(CDeviceApplicationInfo* pApplicationInfo);
@@ -225,9 +242,9 @@ private:
     eDeviceType m_eDeviceType = eDeviceTypeUnknown;
     eDependencyType m_eDependencyType = eDependencyTypeHard;
     std::string m_strDependencyContext;
-    std::vector<std::string> m_vDependencyPlatforms;
-    std::vector<SPCIInfo> m_vParentPCIInfo;
-    std::vector<SOSInfo> m_vDependencyOS;
+    CSharedList<std::string> m_DependencyPlatforms;
+    CSharedList<SPCIInfo> m_ParentPCIInfo;
+    CSharedList<SOSInfo> m_DependencyOS;
     CApplicationInfoList m_ApplicationInfo;
     int32_t m_nMessageID = 0;
     int32_t m_nStatus = -1;

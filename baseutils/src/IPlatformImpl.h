@@ -41,6 +41,18 @@ public:
     // a directory, a named pipe or a device. Never waits for a pipe's writer
     // and writes no log line.
     virtual bool ReadRegularFile(const std::string& strPath, std::string& strText) = 0;
+    // True when strPath (following symbolic links) is a named pipe, a
+    // socket or a device: a file whose reading could wait for a writer or
+    // never end. False for regular files, directories and missing paths.
+    virtual bool IsStreamOrDevice(const std::string& strPath) = 0;
+    // Opens strPath for reading as an input file stream opens it, without
+    // waiting for a pipe's writer, and keeps the descriptor until
+    // CloseHeldFile: like a stream's, it is inherited by the commands run
+    // meanwhile. When the file is a regular one, its whole content is
+    // appended to strText. Returns the descriptor, or -1 when the file
+    // cannot be opened.
+    virtual int OpenHeldFile(const std::string& strPath, std::string& strText) = 0;
+    virtual void CloseHeldFile(int nFd) = 0;
     // Runs a command through "/bin/sh -c" in a process group of its own and
     // waits at most nTimeLimitMs milliseconds for it. When the limit passes,
     // the whole group receives SIGTERM and, after a short grace period,

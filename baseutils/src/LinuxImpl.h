@@ -42,6 +42,9 @@ public:
 
     bool IsDirectory(const std::string& strPath) override;
     bool ReadRegularFile(const std::string& strPath, std::string& strText) override;
+    bool IsStreamOrDevice(const std::string& strPath) override;
+    int OpenHeldFile(const std::string& strPath, std::string& strText) override;
+    void CloseHeldFile(int nFd) override;
     int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
                               bool& bTimedOut) override;
     bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) override;

@@ -4,9 +4,9 @@
 #include <ctime>
 #include <iomanip>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 const std::string strEnableLogFileName = "vexdebuglog";
@@ -14,17 +14,59 @@ const std::string strBaseUtilsLogFileName = "baseutils.log";
 
 namespace
 {
-bool IsNullDevice(const struct stat& st) { return S_ISCHR(st.st_mode) && st.st_rdev == makedev(1, 3); }
 
-long long StatvfsFreeSpace(const std::string& strPath)
+// Whether this process can write into the blocks that the file system in
+// which strDirectory lies keeps in reserve for privileged writers (root in
+// the initial user namespace, or a reserved user or group): measured, not
+// inferred from the user ID, by allocating nBytes in an anonymous file in
+// that directory, which the system refuses when the process would need the
+// reserved blocks and may not use them. The file disappears when closed.
+bool CanUseReservedBlocks(const std::string& strDirectory, unsigned long long nBytes)
+{
+    const int nFd = open(strDirectory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (nFd < 0)
+    {
+        return false;
+    }
+    const bool bAllocated = fallocate(nFd, 0, 0, static_cast<off_t>(nBytes)) == 0;
+    close(nFd);
+    return bAllocated;
+}
+
+std::string DirectoryOf(const std::string& strPath)
+{
+    const std::string::size_type nSlash = strPath.rfind('/');
+    if (nSlash == std::string::npos)
+    {
+        return ".";
+    }
+    return nSlash == 0 ? "/" : strPath.substr(0, nSlash);
+}
+
+long long Clamped(unsigned long long nBytes)
+{
+    return nBytes > static_cast<unsigned long long>(LLONG_MAX) ? LLONG_MAX : static_cast<long long>(nBytes);
+}
+
+// The free space of the log's file system that this process can really
+// use: what unprivileged writers may use, and the reserved blocks besides
+// when this process (and so the collectors it runs) can write into them.
+// The reserved blocks are only probed for when they decide the answer.
+long long UsableFreeSpace(const std::string& strPath)
 {
     struct statvfs stFs;
     if (statvfs(strPath.c_str(), &stFs) != 0)
     {
         return -1;
     }
-    const unsigned long long nBytes = static_cast<unsigned long long>(stFs.f_bavail) * stFs.f_frsize;
-    return nBytes > static_cast<unsigned long long>(LLONG_MAX) ? LLONG_MAX : static_cast<long long>(nBytes);
+    const unsigned long long nAvailable = static_cast<unsigned long long>(stFs.f_bavail) * stFs.f_frsize;
+    const unsigned long long nFree = static_cast<unsigned long long>(stFs.f_bfree) * stFs.f_frsize;
+    if (nAvailable >= CLogger::nFreeSpaceReserve || nFree <= nAvailable ||
+        !CanUseReservedBlocks(DirectoryOf(strPath), CLogger::nFreeSpaceReserve))
+    {
+        return Clamped(nAvailable);
+    }
+    return Clamped(nFree);
 }
 
 // The log file's path from the root: the working directory changes while
@@ -45,7 +87,7 @@ std::string AbsolutePath(const std::string& strPath)
 } // namespace
 
 CLogger* CLogger::m_ptrInstance = nullptr;
-CLogger::FreeSpaceQuery CLogger::m_pFreeSpaceQuery = StatvfsFreeSpace;
+CLogger::FreeSpaceQuery CLogger::m_pFreeSpaceQuery = UsableFreeSpace;
 
 CLogger::CLogger()
     : m_strFileName("debug.log"), m_bInitialized(false), m_pRecorder(nullptr), m_nSilencers(0), m_tStamp(0),
@@ -55,7 +97,7 @@ CLogger::CLogger()
 
 void CLogger::SetFreeSpaceQuery(FreeSpaceQuery pQuery)
 {
-    m_pFreeSpaceQuery = pQuery != nullptr ? pQuery : StatvfsFreeSpace;
+    m_pFreeSpaceQuery = pQuery != nullptr ? pQuery : UsableFreeSpace;
 }
 
 CLogger* CLogger::GetInstance()
@@ -74,14 +116,11 @@ bool CLogger::Initialize(const std::string& strPath)
         return true;
     }
     m_strFileName = strPath;
-    // The log is written into the package's own directory by a process that
-    // runs as root: a log path that already exists as anything but a
-    // regular file (a link to a file elsewhere, a named pipe, a device) is
-    // not opened, so the log can neither truncate or write a file outside
-    // the package nor wait for a pipe's reader; logging then stays off. The
-    // null device is the one exception: a tool that wants no log opens it.
+    // Opening a named pipe for writing waits until someone reads it: such a
+    // log is not opened (logging stays off) rather than hang the check. A
+    // link is followed, and a device written, as the log has always done.
     struct stat st;
-    if (lstat(m_strFileName.c_str(), &st) == 0 && !S_ISREG(st.st_mode) && !IsNullDevice(st))
+    if (stat(m_strFileName.c_str(), &st) == 0 && S_ISFIFO(st.st_mode))
     {
         return false;
     }
@@ -96,8 +135,9 @@ bool CLogger::Initialize(const std::string& strPath)
     if (m_ofsLog.is_open())
     {
         m_bInitialized = true;
-        // The null device takes no space; a file's first line asks.
-        m_bCheckSpace = !(lstat(m_strFileName.c_str(), &st) == 0 && IsNullDevice(st));
+        // Only a regular file takes space on a file system; its first line
+        // asks how much is left.
+        m_bCheckSpace = stat(m_strFileName.c_str(), &st) == 0 && S_ISREG(st.st_mode);
         m_strSpacePath = AbsolutePath(m_strFileName);
         m_nSinceCheck = nFreeSpaceCheckBytes;
     }

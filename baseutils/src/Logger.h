@@ -63,10 +63,14 @@ public:
     static constexpr unsigned long long nFreeSpaceCheckBytes = 16ULL * 1024ULL;
     static constexpr unsigned long long nFreeSpaceForLastLine = 64ULL * 1024ULL;
 
-    // The question asked for the free space: bytes available to the
-    // process on the file system that holds strPath, or -1 when it cannot
-    // be told (the log then goes on). The default asks statvfs; tests put
-    // their own in place (null restores the default).
+    // The question asked for the free space: bytes this process can really
+    // use on the file system that holds strPath, or -1 when it cannot be
+    // told (the log then goes on). The default asks statvfs for the space
+    // unprivileged writers may use and, when the blocks the file system
+    // keeps in reserve for privileged writers decide the answer, measures
+    // whether this process can write into them (root in the initial user
+    // namespace can, root in another user namespace cannot); tests put their
+    // own question in place (null restores the default).
     using FreeSpaceQuery = long long (*)(const std::string& strPath);
     static void SetFreeSpaceQuery(FreeSpaceQuery pQuery);
 

@@ -17,7 +17,6 @@ bool TextEqualsIgnoringCase(const char* pszText, const char* pszExpected)
     return pszText != nullptr && strcasecmp(pszText, pszExpected) == 0;
 }
 
-bool IsElement(const xmlNode* pNode) { return pNode != nullptr && pNode->type == XML_ELEMENT_NODE; }
 } // namespace
 
 CPIEConfigInfo::CPIEConfigInfo() : m_nInventoryTimeout(0) {}
@@ -147,7 +146,8 @@ bool CPIEConfigInfo::GetInventoryCommandInfo(xmlNode* pPluginNode)
     xmlNode* pCliToFile = nullptr;
     for (xmlNode* pChild = pPluginNode->children; pChild != nullptr; pChild = pChild->next)
     {
-        if (IsElement(pChild) && xmlsupport::NameEquals(pChild, "CliToFile"))
+        // Children are told by name, whatever kind of node they are.
+        if (xmlsupport::NameEquals(pChild, "CliToFile"))
         {
             pCliToFile = pChild;
             break;
@@ -162,10 +162,6 @@ bool CPIEConfigInfo::GetInventoryCommandInfo(xmlNode* pPluginNode)
     {
         for (xmlNode* pChild = pCliToFile->children; pChild != nullptr; pChild = pChild->next)
         {
-            if (!IsElement(pChild))
-            {
-                continue;
-            }
             if (xmlsupport::NameEquals(pChild, "Command"))
             {
                 pszCommand = xmlsupport::FirstChildContent(pChild);

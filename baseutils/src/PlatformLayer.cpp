@@ -85,6 +85,15 @@ bool CPlatformLayer::ReadRegularFile(const std::string& strPath, std::string& st
     return GetPlatform()->ReadRegularFile(strPath, strText);
 }
 
+bool CPlatformLayer::IsStreamOrDevice(const std::string& strPath) { return GetPlatform()->IsStreamOrDevice(strPath); }
+
+int CPlatformLayer::OpenHeldFile(const std::string& strPath, std::string& strText)
+{
+    return GetPlatform()->OpenHeldFile(strPath, strText);
+}
+
+void CPlatformLayer::CloseHeldFile(int nFd) { GetPlatform()->CloseHeldFile(nFd); }
+
 void* CPlatformLayer::LoadZephLibrary(const std::string& strFileName)
 {
     return GetPlatform()->LoadZephLibrary(strFileName);

@@ -39,6 +39,9 @@ public:
     static bool IsFileExistsAbs(const std::string& strPath);
     static bool IsDirectory(const std::string& strPath);
     static bool ReadRegularFile(const std::string& strPath, std::string& strText);
+    static bool IsStreamOrDevice(const std::string& strPath);
+    static int OpenHeldFile(const std::string& strPath, std::string& strText);
+    static void CloseHeldFile(int nFd);
     static void* LoadZephLibrary(const std::string& strFileName);
     static bool isUSBblocklisted();
     static void unloadUSB();

@@ -6,7 +6,10 @@
 #include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 
+#include <cctype>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <strings.h>
@@ -16,15 +19,13 @@ namespace xmlsupport
 {
 namespace
 {
-void IgnoreGenericError(void*, const char*, ...) {}
-void IgnoreStructuredError(void*, xmlError*) {}
-
 // Set while libxml2's file parser opens a document: its first load is the
 // document itself.
 bool g_bMainDocumentPending = false;
 
 // No document read by this program may pull in anything beside itself:
-// external entities and DTDs are refused, whatever they name. The one load
+// external entities and DTDs are refused, whatever they name (with the
+// library's default options none of them is loaded anyway). The one load
 // let through is the document that ParseFile hands to the file parser.
 xmlParserInputPtr RefuseExternalEntity(const char* pszURL, const char*, xmlParserCtxtPtr pContext)
 {
@@ -40,57 +41,165 @@ void PrepareLibrary()
 {
     xmlInitParser();
     xmlSetExternalEntityLoader(RefuseExternalEntity);
-    xmlSetGenericErrorFunc(nullptr, IgnoreGenericError);
-    xmlSetStructuredErrorFunc(nullptr, IgnoreStructuredError);
 }
-
-const int kParseOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
 
 struct XPathContextDeleter
 {
     void operator()(xmlXPathContext* pContext) const { xmlXPathFreeContext(pContext); }
 };
 using XPathContextPtr = std::unique_ptr<xmlXPathContext, XPathContextDeleter>;
+
+// The default sink: standard error, where the library's default handler
+// writes.
+class CStandardErrorSink : public IParserMessageSink
+{
+public:
+    void Write(const std::string& strMessages) override
+    {
+        if (!strMessages.empty())
+        {
+            std::fwrite(strMessages.data(), 1, strMessages.size(), stderr);
+            std::fflush(stderr);
+        }
+    }
+};
+
+CStandardErrorSink g_StandardErrorSink;
+IParserMessageSink* g_pMessageSink = &g_StandardErrorSink;
+
+// For the duration of one parse, the library's default error handler writes
+// into memory instead of standard error: the messages are then exactly the
+// bytes it would have written there, and can be given to the sink and kept.
+// No file descriptor is involved.
+class CMessageCapture
+{
+public:
+    CMessageCapture()
+    {
+        m_pStream = open_memstream(&m_pszBuffer, &m_nSize);
+        // Structured handlers would take the messages before the default
+        // one formats them.
+        xmlSetStructuredErrorFunc(nullptr, nullptr);
+        xmlSetGenericErrorFunc(m_pStream, nullptr);
+    }
+
+    ~CMessageCapture()
+    {
+        Finish();
+        std::free(m_pszBuffer);
+    }
+
+    CMessageCapture(const CMessageCapture&) = delete;
+    CMessageCapture& operator=(const CMessageCapture&) = delete;
+
+    // Ends the capture and returns what was written.
+    const std::string& Finish()
+    {
+        if (!m_bFinished)
+        {
+            m_bFinished = true;
+            // Back to the library's default: standard error.
+            xmlSetGenericErrorFunc(nullptr, nullptr);
+            if (m_pStream != nullptr)
+            {
+                std::fclose(m_pStream);
+                m_pStream = nullptr;
+                if (m_pszBuffer != nullptr)
+                {
+                    m_strMessages.assign(m_pszBuffer, m_nSize);
+                }
+            }
+        }
+        return m_strMessages;
+    }
+
+private:
+    FILE* m_pStream = nullptr;
+    char* m_pszBuffer = nullptr;
+    std::size_t m_nSize = 0;
+    bool m_bFinished = false;
+    std::string m_strMessages;
+};
+
+// Hands the messages of one parse on.
+void Deliver(const std::string& strMessages, std::string* pMessages)
+{
+    if (pMessages != nullptr)
+    {
+        *pMessages = strMessages;
+    }
+    EmitParserMessages(strMessages);
+}
+
+// The library's file loader takes "-" for standard input and a name that
+// begins with "http://" or "ftp://" for a document on the network: reading
+// either can wait without end. Such a name is given to it with "./" in
+// front, which names the same file and nothing else. (Names that begin with
+// "file:" it reads as the file they name, and so does this program.)
+bool IsSpecialToTheLibrary(const std::string& strPath)
+{
+    return strPath == "-" || strncasecmp(strPath.c_str(), "http://", 7) == 0 ||
+           strncasecmp(strPath.c_str(), "ftp://", 6) == 0;
+}
+
+std::string NameForTheLibrary(const std::string& strPath)
+{
+    return IsSpecialToTheLibrary(strPath) ? "./" + strPath : strPath;
+}
+
+// The length the library's memory parser is given: an int, as the text's
+// length converts to one.
+int MemoryParserLength(const std::string& strText) { return static_cast<int>(strText.size()); }
+
+xmlDoc* ParseFileNow(const std::string& strPath)
+{
+    PrepareLibrary();
+    g_bMainDocumentPending = true;
+    xmlDoc* pDoc = xmlParseFile(NameForTheLibrary(strPath).c_str());
+    g_bMainDocumentPending = false;
+    return pDoc;
+}
 } // namespace
 
 void DocumentDeleter::operator()(xmlDoc* pDoc) const { xmlFreeDoc(pDoc); }
 
 void XPathObjectDeleter::operator()(xmlXPathObject* pObject) const { xmlXPathFreeObject(pObject); }
 
-namespace
+IParserMessageSink* SetParserMessageSink(IParserMessageSink* pSink)
 {
-// Whether a file starts as a gzip, xz or LZMA stream does. No document that
-// parses starts with one of these bytes, so only compressed documents are
-// told apart by it.
-bool LooksCompressed(const std::string& strText)
-{
-    if (strText.empty())
-    {
-        return false;
-    }
-    const unsigned char cFirst = static_cast<unsigned char>(strText[0]);
-    return cFirst == 0x1F || cFirst == 0xFD || cFirst == 0x5D;
+    IParserMessageSink* pPrevious = g_pMessageSink == &g_StandardErrorSink ? nullptr : g_pMessageSink;
+    g_pMessageSink = pSink != nullptr ? pSink : &g_StandardErrorSink;
+    return pPrevious;
 }
-} // namespace
 
-DocumentPtr ParseFile(const std::string& strPath)
+void EmitParserMessages(const std::string& strMessages)
 {
-    std::string strText;
-    if (!CPlatformLayer::ReadRegularFile(strPath, strText))
+    if (!strMessages.empty())
     {
+        g_pMessageSink->Write(strMessages);
+    }
+}
+
+DocumentPtr ParseFile(const std::string& strPath, std::string* pMessages)
+{
+    // A named pipe would block the parser until someone writes to it, a
+    // device like /dev/zero would be read without end: neither is a
+    // document.
+    if (CPlatformLayer::IsStreamOrDevice(strPath))
+    {
+        if (pMessages != nullptr)
+        {
+            pMessages->clear();
+        }
         return nullptr;
     }
-    if (LooksCompressed(strText))
+    DocumentPtr pDoc;
     {
-        // libxml2's file parser decompresses as it reads; the file was found
-        // to be a regular file just now, so it cannot block.
-        PrepareLibrary();
-        g_bMainDocumentPending = true;
-        DocumentPtr pDoc(xmlReadFile(strPath.c_str(), nullptr, kParseOptions));
-        g_bMainDocumentPending = false;
-        return pDoc;
+        CMessageCapture capture;
+        pDoc.reset(ParseFileNow(strPath));
+        Deliver(capture.Finish(), pMessages);
     }
-    return ParseMemory(strText);
+    return pDoc;
 }
 
 namespace
@@ -122,6 +231,8 @@ void CollectStructuredError(void* pContext, xmlError* pError)
 SDiagnosedParse ParseFileWithDiagnostics(const std::string& strPath)
 {
     SDiagnosedParse result;
+    // A file that is missing, unreadable, a directory, a named pipe or a
+    // device is no document: one diagnostic without position says so.
     std::string strText;
     if (!CPlatformLayer::ReadRegularFile(strPath, strText))
     {
@@ -131,27 +242,11 @@ SDiagnosedParse ParseFileWithDiagnostics(const std::string& strPath)
         return result;
     }
     // The same parse as ParseFile, with the parser's messages collected
-    // instead of dropped for its duration.
+    // as records instead of written.
     PrepareLibrary();
     xmlSetStructuredErrorFunc(&result.vDiagnostics, CollectStructuredError);
-    if (LooksCompressed(strText))
-    {
-        g_bMainDocumentPending = true;
-        result.pDocument.reset(xmlReadFile(strPath.c_str(), nullptr, kParseOptions));
-        g_bMainDocumentPending = false;
-    }
-    else if (strText.size() <= static_cast<std::size_t>(INT32_MAX))
-    {
-        result.pDocument.reset(
-            xmlReadMemory(strText.data(), static_cast<int>(strText.size()), nullptr, nullptr, kParseOptions));
-    }
-    else
-    {
-        SParseDiagnostic diagnostic;
-        diagnostic.strMessage = "the file is too large to parse";
-        result.vDiagnostics.push_back(diagnostic);
-    }
-    xmlSetStructuredErrorFunc(nullptr, IgnoreStructuredError);
+    result.pDocument.reset(ParseFileNow(strPath));
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
     return result;
 }
 
@@ -194,7 +289,7 @@ DocumentPtr ParseFile(const std::string& strPath, SParseStamp& stamp)
     // The stamp is taken first: a change during the parse shows as a
     // changed file next time.
     stamp = StampOf(strPath);
-    return ParseFile(strPath);
+    return ParseFile(strPath, &stamp.strMessages);
 }
 
 bool IsUnchanged(const std::string& strPath, const SParseStamp& stamp)
@@ -209,15 +304,16 @@ bool IsUnchanged(const std::string& strPath, const SParseStamp& stamp)
            now.bKeepBlanks == stamp.bKeepBlanks;
 }
 
-DocumentPtr ParseMemory(const std::string& strText)
+DocumentPtr ParseMemory(const std::string& strText, std::string* pMessages)
 {
-    PrepareLibrary();
-    if (strText.size() > static_cast<std::size_t>(INT32_MAX))
+    DocumentPtr pDoc;
     {
-        return nullptr;
+        CMessageCapture capture;
+        PrepareLibrary();
+        pDoc.reset(xmlParseMemory(strText.data(), MemoryParserLength(strText)));
+        Deliver(capture.Finish(), pMessages);
     }
-    return DocumentPtr(
-        xmlReadMemory(strText.data(), static_cast<int>(strText.size()), nullptr, nullptr, kParseOptions));
+    return pDoc;
 }
 
 void SetKeepBlanksDefault(bool bKeep) { xmlKeepBlanksDefault(bKeep ? 1 : 0); }
@@ -233,7 +329,6 @@ NodeSetPtr Evaluate(xmlDoc* pDoc, const xmlChar* pszExpression, EvalStatus& eSta
         eStatus = EvalStatus::ContextFailed;
         return nullptr;
     }
-    pContext->error = IgnoreStructuredError;
     NodeSetPtr pResult(pszExpression != nullptr ? xmlXPathEvalExpression(pszExpression, pContext.get()) : nullptr);
     pContext.reset();
     if (!pResult)

@@ -17,10 +17,11 @@
 // document reader) hold these owners and never free libxml2 objects
 // themselves.
 //
-// Documents are read with the network switched off and with no external
-// entity or DTD ever loaded; parser diagnostics are not printed. Whether
-// blank text nodes are kept follows libxml2's process-wide default, which
-// the readers switch with SetKeepBlanksDefault.
+// Documents are read with the library's file and memory parsers and its
+// default options, so that every document gives the tree and the messages
+// the library gives it; no external entity or DTD is ever loaded and no
+// network is used. Whether blank text nodes are kept follows libxml2's
+// process-wide default, which the readers switch with SetKeepBlanksDefault.
 namespace xmlsupport
 {
 struct DocumentDeleter
@@ -36,16 +37,42 @@ struct XPathObjectDeleter
 using DocumentPtr = std::unique_ptr<xmlDoc, DocumentDeleter>;
 using NodeSetPtr = std::unique_ptr<xmlXPathObject, XPathObjectDeleter>;
 
-// Parses the file at strPath; null when it cannot be read or does not
-// parse. Only a regular file is read (never a named pipe or a device); a
-// gzip-, xz- or LZMA-compressed file is decompressed as libxml2's file
-// parser does.
-DocumentPtr ParseFile(const std::string& strPath);
+// The XML library's own messages (warnings and parser errors, formatted as
+// its default handler formats them) about the documents that ParseFile and
+// ParseMemory read. By default they go to standard error as each parse ends,
+// exactly as the library's default handler writes them; a tool that
+// presents them itself installs a sink of its own.
+class IParserMessageSink
+{
+public:
+    virtual void Write(const std::string& strMessages) = 0;
 
-// What a file looked like when it was parsed, and the blank-node default
-// the parse followed. Parsing an unchanged file again under the same default
-// gives the same document, so a reader that must read its file again may
-// keep the document it has instead.
+protected:
+    ~IParserMessageSink() = default;
+};
+
+// Installs the sink (null: standard error again); returns the previous one.
+IParserMessageSink* SetParserMessageSink(IParserMessageSink* pSink);
+// Writes messages that an earlier parse gave to the current sink, for a
+// reader that keeps a document instead of parsing its unchanged file again.
+void EmitParserMessages(const std::string& strMessages);
+
+// Parses the file at strPath with the XML library's file parser, exactly as
+// it reads a file: compressed (gzip, xz, LZMA) or not, in any encoding it
+// knows. The library's messages go to the sink and, when pMessages is given,
+// into *pMessages as well. Null when the file cannot be read or does not
+// parse. Two kinds of name are not handed to the file parser: a named pipe,
+// socket or device (whose reading could wait for a writer or never end) is
+// not read at all, and a name that the library would take for standard input
+// or a document on the network ("-", "http://...", "ftp://...") is read as
+// the plain file of that name.
+DocumentPtr ParseFile(const std::string& strPath, std::string* pMessages = nullptr);
+
+// What a file looked like when it was parsed, the blank-node default the
+// parse followed, and what the parser said. Parsing an unchanged file again
+// under the same default gives the same document and the same messages, so a
+// reader that must read its file again may keep the document it has instead
+// (and emit the messages again).
 struct SParseStamp
 {
     bool bValid = false;
@@ -55,6 +82,7 @@ struct SParseStamp
     timespec modified = {};
     timespec changed = {};
     bool bKeepBlanks = true;
+    std::string strMessages;
 };
 
 // ParseFile that also records the file's stamp (invalid when the file
@@ -85,12 +113,15 @@ struct SDiagnosedParse
     std::vector<SParseDiagnostic> vDiagnostics; // in the order the parser reported them
 };
 
-// ParseFile, and the parser's messages about the file. Nothing is printed.
-// A file that cannot be read gives one Fatal diagnostic without position.
+// ParseFile, and the parser's messages about the file as structured records.
+// Nothing is printed and nothing reaches the sink. A file that is not a
+// readable regular file is not parsed: it gives one Fatal diagnostic without
+// position or code.
 SDiagnosedParse ParseFileWithDiagnostics(const std::string& strPath);
 
-// Parses a document held in memory; null when it does not parse.
-DocumentPtr ParseMemory(const std::string& strText);
+// Parses a document held in memory with the XML library's memory parser;
+// null when it does not parse. Messages as for ParseFile.
+DocumentPtr ParseMemory(const std::string& strText, std::string* pMessages = nullptr);
 
 // libxml2's process-wide default for blank text nodes (xmlKeepBlanksDefault).
 void SetKeepBlanksDefault(bool bKeep);

@@ -63,10 +63,13 @@ CommandResult RunInPackage(const std::vector<std::string>& vArgs, const std::str
         WriteFile(staging.File("mem"), firmware.strMemory);
     }
     WriteFile(staging.File("null"), "");
+    WriteFile(staging.File("zero"), "");
 
     const std::string strStaging = Quote(staging.Path());
     std::string strScript = "fail() { exit " + std::to_string(kSetupFailed) + "; }\n";
     strScript += "mount --bind /dev/null " + strStaging + "/null || fail\n";
+    // The endless device, for packages whose files link to it.
+    strScript += "mount --bind /dev/zero " + strStaging + "/zero || fail\n";
     strScript += "mount -t tmpfs vexdep-firmware /sys/firmware || fail\n";
     if (firmware.eKind == Firmware::Kind::Sysfs)
     {
@@ -76,6 +79,7 @@ CommandResult RunInPackage(const std::vector<std::string>& vArgs, const std::str
     }
     strScript += "mount -t tmpfs vexdep-dev /dev || fail\n";
     strScript += ": > /dev/null && mount --bind " + strStaging + "/null /dev/null || fail\n";
+    strScript += ": > /dev/zero && mount --bind " + strStaging + "/zero /dev/zero || fail\n";
     if (firmware.eKind == Firmware::Kind::Memory)
     {
         strScript += "cp " + strStaging + "/mem /dev/mem || fail\n";

@@ -37,7 +37,7 @@ bool CanUseMountNamespace();
 
 // Runs the given program with arguments in strPackageDir. For every kind
 // but Host it runs inside a private mount namespace in which a tmpfs is
-// mounted over /sys/firmware (and over /dev, with /dev/null bound back in),
+// mounted over /sys/firmware (and over /dev, with /dev/null and /dev/zero bound back in),
 // holding only the files the firmware names; nothing is written to the real
 // /sys or /dev. Call CanUseMountNamespace() first and skip when it is false.
 CommandResult RunInPackage(const std::vector<std::string>& vArgs, const std::string& strPackageDir,

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -135,12 +137,48 @@ ScopedCwd::~ScopedCwd()
     }
 }
 
+StderrCapture::StderrCapture(const std::string& strPath)
+{
+    std::fflush(stderr);
+    m_nSaved = dup(2);
+    const int nFd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    dup2(nFd, 2);
+    close(nFd);
+}
+
+StderrCapture::~StderrCapture()
+{
+    std::fflush(stderr);
+    dup2(m_nSaved, 2);
+    close(m_nSaved);
+}
+
 std::string CurrentDirectory()
 {
     char* pszCwd = ::getcwd(nullptr, 0);
     std::string strCwd = pszCwd != nullptr ? pszCwd : "";
     std::free(pszCwd);
     return strCwd;
+}
+
+std::string RealPathOf(const std::string& strPath)
+{
+    char szReal[PATH_MAX];
+    return ::realpath(strPath.c_str(), szReal) != nullptr ? std::string(szReal) : strPath;
+}
+
+std::string ReplaceAll(std::string strText, const std::string& strFrom, const std::string& strTo)
+{
+    if (strFrom.empty())
+    {
+        return strText;
+    }
+    for (std::string::size_type nPos = strText.find(strFrom); nPos != std::string::npos;
+         nPos = strText.find(strFrom, nPos + strTo.size()))
+    {
+        strText.replace(nPos, strFrom.size(), strTo);
+    }
+    return strText;
 }
 
 std::string ReadFile(const std::string& strPath)

@@ -51,7 +51,24 @@ private:
     std::string m_strPrevious;
 };
 
+// Captures what is written to file descriptor 2 into a file while it lives.
+class StderrCapture
+{
+public:
+    explicit StderrCapture(const std::string& strPath);
+    ~StderrCapture();
+    StderrCapture(const StderrCapture&) = delete;
+    StderrCapture& operator=(const StderrCapture&) = delete;
+
+private:
+    int m_nSaved;
+};
+
 std::string CurrentDirectory();
+// The path with every link resolved (the path itself when it cannot be).
+std::string RealPathOf(const std::string& strPath);
+// strText with every strFrom replaced by strTo.
+std::string ReplaceAll(std::string strText, const std::string& strFrom, const std::string& strTo);
 std::string ReadFile(const std::string& strPath);
 void WriteFile(const std::string& strPath, const std::string& strContent, bool bExecutable = false);
 bool FileExists(const std::string& strPath);

@@ -6,7 +6,7 @@
 Usage: bench.py VEXINSPECT VEXFLEETTABLES [--hosts N] [--forks N]
 
 The hosts are those of the multi-host test, repeated: a third ready (system ID
-0A1C), a third blocked (0A1D), a third unverifiable (no tables, the collector
+0A1C), a third blocked (0A1D), a third unverifiable (no tables, the hard collector
 fails). Prints the wall time of ansible-playbook, hosts per minute and the
 controller's peak memory (the largest sum of the resident sizes of
 ansible-playbook and every process below it, sampled every 0.1 s).
@@ -75,7 +75,7 @@ def main():
     kinds = [
         dict(system_id='0A1C', inventory=multihost.inventory('3.20.0', '2.4.1', '11.0.0')),
         dict(system_id='0A1D', inventory=multihost.inventory('3.10.0', '2.2', '10.2.0')),
-        dict(system_id=None, inventory=multihost.inventory('3.20.0', '2.4.1', '11.0.0'), collector_fails=True),
+        dict(system_id=None, inventory=multihost.inventory('3.20.0', '2.4.1', '11.0.0'), flags=('collector-fails',)),
     ]
     try:
         for index in range(args.hosts):

@@ -66,15 +66,20 @@ def free_port():
 
 
 class Host(object):
-    def __init__(self, name, directory, port, system_id=None, inventory=None, collector_fails=False,
-                 listening=True):
+    """One managed host. flags are files created in its state directory, which
+    the test package's collectors read (collector-fails, soft-collector-fails,
+    collector-hangs, collector-talks); host_vars go into its inventory line."""
+
+    def __init__(self, name, directory, port, system_id=None, inventory=None, flags=(), listening=True,
+                 host_vars=None):
         self.name = name
         self.directory = directory
         self.port = port
         self.system_id = system_id
         self.inventory = inventory
-        self.collector_fails = collector_fails
+        self.flags = tuple(flags)
         self.listening = listening
+        self.host_vars = dict(host_vars or {})
         self.process = None
         self.log = os.path.join(directory, 'sshd.log')
 
@@ -110,10 +115,10 @@ class Fleet(object):
             if port not in taken:
                 return port
 
-    def add(self, name, system_id=None, inventory=None, collector_fails=False, listening=True):
+    def add(self, name, system_id=None, inventory=None, flags=(), listening=True, host_vars=None):
         directory = os.path.join(self.root, 'hosts', name)
         os.makedirs(os.path.join(directory, 'state'))
-        host = Host(name, directory, self._new_port(), system_id, inventory, collector_fails, listening)
+        host = Host(name, directory, self._new_port(), system_id, inventory, flags, listening, host_vars)
         self.hosts.append(host)
         return host
 
@@ -128,8 +133,8 @@ class Fleet(object):
         if host.inventory is not None:
             with open(os.path.join(state, 'inventory.xml'), 'w') as handle:
                 handle.write(host.inventory)
-        if host.collector_fails:
-            with open(os.path.join(state, 'collector-fails'), 'w'):
+        for flag in host.flags:
+            with open(os.path.join(state, flag), 'w'):
                 pass
 
     def _write_config(self, host):
@@ -204,12 +209,13 @@ class Fleet(object):
         except OSError:
             return ''
 
-    def inventory(self, path=None, group='fleet'):
+    def inventory(self, path=None, group='fleet', group_vars=None):
         """An INI inventory of every host (the one that does not listen included)."""
         path = path or os.path.join(self.root, 'inventory.ini')
         lines = ['[%s]' % group]
         for host in self.hosts:
-            lines.append('%s ansible_host=127.0.0.1 ansible_port=%d' % (host.name, host.port))
+            extra = ''.join(' %s=%s' % item for item in sorted(host.host_vars.items()))
+            lines.append('%s ansible_host=127.0.0.1 ansible_port=%d%s' % (host.name, host.port, extra))
         lines += [
             '',
             '[%s:vars]' % group,
@@ -220,6 +226,7 @@ class Fleet(object):
             'ansible_remote_tmp=%s' % os.path.join(self.root, 'remote-tmp'),
             'ansible_python_interpreter=/usr/bin/python3',
         ]
+        lines += ['%s=%s' % item for item in sorted((group_vars or {}).items())]
         with open(path, 'w') as handle:
             handle.write('\n'.join(lines) + '\n')
         return path
@@ -244,6 +251,33 @@ class Fleet(object):
         if forks:
             env['ANSIBLE_FORKS'] = str(forks)
         return env
+
+    def processes_of(self, host):
+        """(pid, command name, command line) of every process in the host's namespace but its sshd's."""
+        if host.process is None or host.process.poll() is not None:
+            return []
+        try:
+            namespace = os.readlink('/proc/%d/ns/mnt' % host.process.pid)
+        except OSError:
+            return []
+        found = []
+        for entry in os.listdir('/proc'):
+            if not entry.isdigit():
+                continue
+            try:
+                if os.readlink('/proc/%s/ns/mnt' % entry) != namespace:
+                    continue
+                with open('/proc/%s/comm' % entry) as handle:
+                    name = handle.read().strip()
+                with open('/proc/%s/cmdline' % entry, 'rb') as handle:
+                    cmdline = handle.read().replace(b'\0', b' ').decode(errors='replace').strip()
+                with open('/proc/%s/stat' % entry) as handle:
+                    state = handle.read().rsplit(')', 1)[1].split()[0]
+            except OSError:
+                continue
+            if name != 'sshd' and state != 'Z':
+                found.append((int(entry), name, cmdline))
+        return found
 
     def _our_processes(self):
         """Process IDs that belong to this fleet: inside a host's namespace, or naming our directory."""

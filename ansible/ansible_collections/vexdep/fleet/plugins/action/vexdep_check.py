@@ -2,17 +2,26 @@
 # Copyright (C) 2026 vexdepcheck developers
 """Action of vexdep_check: with src, the package archive on the controller is
 copied into the task's remote temporary directory first, and the module
-unpacks, checks and removes it in the same round trip."""
+unpacks, checks and removes it in the same round trip.
+
+With the task keyword timeout, the module gets the time that is left of it
+after the copy, less a reserve, as its own timeout: the check then ends by
+itself on the host (ending every process it started and removing its
+directory) before the controller stops waiting for the task."""
 
 from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
 import os
+import time
 
 from ansible.errors import AnsibleActionFail
 from ansible.module_utils.common.text.converters import to_text
 from ansible.plugins.action import ActionBase
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import module_timeout
+
+MODULE = 'vexdep.fleet.vexdep_check'
 
 
 class ActionModule(ActionBase):
@@ -20,13 +29,21 @@ class ActionModule(ActionBase):
     TRANSFERS_FILES = True
 
     def run(self, tmp=None, task_vars=None):
+        started = time.time()
         result = super(ActionModule, self).run(tmp, task_vars)
         del tmp
         module_args = dict(self._task.args)
         source = module_args.pop('src', None)
+        task_timeout = self._task.timeout
+
+        def execute():
+            timeout = module_timeout(task_timeout, time.time() - started, module_args.get('timeout'))
+            if timeout is not None:
+                module_args['timeout'] = timeout
+            return self._execute_module(module_name=MODULE, module_args=module_args, task_vars=task_vars)
+
         if source is None:
-            result.update(self._execute_module(module_name='vexdep.fleet.vexdep_check', module_args=module_args,
-                                               task_vars=task_vars))
+            result.update(execute())
             return result
         try:
             try:
@@ -39,10 +56,11 @@ class ActionModule(ActionBase):
                 self._make_tmp_path()
             remote = self._connection._shell.join_path(self._connection._shell.tmpdir, 'package.tar.gz')
             self._transfer_file(source, remote)
-            self._fixup_perms2((self._connection._shell.tmpdir, remote))
+            # The module reads the archive, it does not run it: no chmod round
+            # trip unless an unprivileged become user must be let in.
+            self._fixup_perms2((self._connection._shell.tmpdir, remote), execute=False)
             module_args['package_archive'] = remote
-            result.update(self._execute_module(module_name='vexdep.fleet.vexdep_check', module_args=module_args,
-                                               task_vars=task_vars))
+            result.update(execute())
         except AnsibleActionFail as error:
             result.update(error.result)
         finally:

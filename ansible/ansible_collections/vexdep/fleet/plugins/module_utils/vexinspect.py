@@ -14,9 +14,12 @@ __metaclass__ = type
 import json
 import os
 
-# The JSON shape this collection reads. A document that carries another
-# schemaVersion is refused rather than half understood.
-SCHEMA_VERSION = 1
+# The JSON shapes this collection reads: version 2 of explain adds each
+# dependency's detail (why a soft dependency is recommended); version 1 has
+# none. A document that carries another schemaVersion is refused rather than
+# half understood.
+EXPLAIN_VERSIONS = (1, 2)
+SMBIOS_VERSIONS = (1,)
 
 # vexinspect's own exit statuses (besides 0).
 EXIT_USAGE = 64
@@ -33,23 +36,25 @@ def find_vexinspect(module, path=None):
     """The vexinspect executable to run: the given path, or the one on PATH."""
     if path:
         if not os.path.exists(path):
-            raise CheckError('vexinspect not found: %s does not exist' % path)
+            raise CheckError('vexinspect not found: %s does not exist (the vexinspect option; '
+                             'preflight_vexinspect in the preflight role)' % path)
         if os.path.isdir(path) or not os.access(path, os.X_OK):
-            raise CheckError('vexinspect not usable: %s is not an executable file' % path)
+            raise CheckError('vexinspect not usable: %s is not an executable file (the vexinspect option; '
+                             'preflight_vexinspect in the preflight role)' % path)
         return path
     found = module.get_bin_path('vexinspect', required=False)
     if not found:
-        raise CheckError('vexinspect not found on PATH (%s); install the checker on the host '
-                         '(vexdep_install_deb in the preflight role) or give its path with the '
-                         'vexinspect option' % os.environ.get('PATH', ''))
+        raise CheckError('vexinspect not found on PATH (%s): install the checker on the host (the preflight '
+                         'role installs its Debian package when preflight_install_deb names it) or give the '
+                         'path of vexinspect (the vexinspect option; preflight_vexinspect in the preflight role)'
+                         % os.environ.get('PATH', ''))
     return found
 
 
-def run_json(module, argv, what, accepted=(0,)):
-    """Runs vexinspect with an argument list (never through a shell) and returns its JSON document.
+def parse_document(what, rc, out, err, accepted=(0,), versions=EXPLAIN_VERSIONS):
+    """The JSON document of one vexinspect run from its exit status and output.
 
     An exit status outside accepted is a failure of the command."""
-    rc, out, err = module.run_command(argv, check_rc=False)
     if rc not in accepted:
         detail = (err or out or '').strip()
         raise CheckError('%s failed with exit status %d%s' % (what, rc, ': ' + detail if detail else ''))
@@ -59,8 +64,14 @@ def run_json(module, argv, what, accepted=(0,)):
         raise CheckError('%s printed no JSON document: %s' % (what, error))
     if not isinstance(document, dict):
         raise CheckError('%s printed JSON that is not an object' % what)
-    version = document.get('schemaVersion', SCHEMA_VERSION)
-    if version != SCHEMA_VERSION:
-        raise CheckError('%s printed schemaVersion %r; this collection reads version %d'
-                         % (what, version, SCHEMA_VERSION))
+    version = document.get('schemaVersion', 1)
+    if version not in versions:
+        raise CheckError('%s printed schemaVersion %r; this collection reads versions %s'
+                         % (what, version, ', '.join(str(v) for v in versions)))
     return document
+
+
+def run_json(module, argv, what, accepted=(0,), versions=SMBIOS_VERSIONS):
+    """Runs vexinspect with an argument list (never through a shell) and returns its JSON document."""
+    rc, out, err = module.run_command(argv, check_rc=False)
+    return parse_document(what, rc, out, err, accepted, versions)

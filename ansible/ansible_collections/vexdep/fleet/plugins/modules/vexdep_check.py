@@ -14,15 +14,19 @@ description:
   - Runs C(vexinspect explain) on the managed host for the requested dependency types of an
     update package that is already on the host, and returns the verdict per type with its reasons,
     the dependencies that C(vexdepcheck) reports (with the version installed, the version required or
-    recommended and the download path), the failed inventories with their messages, the collectors'
-    run times, the host's system ID and how it was obtained, and the exit status that C(vexdepcheck)
+    recommended, the download path and, for soft dependencies, the package's detail on why), the failed
+    inventories with their messages, the collectors' run times and the ones that ran longer than they
+    declare, the host's system ID and how it was obtained, and the exit status that C(vexdepcheck)
     itself returns.
   - The evaluation is exactly the one C(vexdepcheck hard) or C(vexdepcheck soft) runs; the package's
     collectors run as they do for C(vexdepcheck) and write their documents into the package directory.
+  - With I(timeout), the check ends by itself when the time is up, whatever a collector does. C(vexinspect),
+    the collectors and everything they started are ended, the private package directory is removed, and
+    the module returns the verdict C(timed-out) with the processes that were still running. Processes that a check leaves behind when it ends are ended as well.
   - Never reports a change. In check mode the check runs all the same (it only reads the host's state).
-  - The task fails only when the check cannot run (no C(vexinspect), no such package directory or archive, an
-    unusable collector time limit, a C(vexinspect) that fails or prints no JSON); a package that
-    cannot be verified is a verdict, not a failure.
+  - The task fails only when the check cannot run (no C(vexinspect), no such package directory or archive,
+    no such temporary parent, an unusable collector time limit, a C(vexinspect) that fails or prints no
+    JSON); a package that cannot be verified, or a check that runs out of time, is a verdict, not a failure.
 version_added: 1.0.0
 author:
   - vexdepcheck developers
@@ -61,10 +65,26 @@ options:
         number of seconds applies to every collector, C(none) waits until they end.
       - Left out, the host's C(VEXDEP_COLLECTOR_TIMEOUT) applies, exactly as for C(vexdepcheck).
     type: str
+  timeout:
+    description:
+      - Seconds the whole check (unpacking and every requested type) may take on the host. When they
+        are up, everything the check started is ended and the verdict is C(timed-out).
+      - When the task has a C(timeout) keyword, the action derives this from it (the task's time left
+        after the copy, less a reserve for ending the processes and answering), and a smaller value
+        given here wins.
+      - Left out, and without a task C(timeout), the check waits as long as the collectors run.
+    type: int
+  tmp_parent:
+    description:
+      - The existing directory on the host below which the private package directory of
+        I(package_archive) or I(src) is created. A directory that does not exist is an error.
+      - Left out, the system's temporary directory (C(TMPDIR), else C(/tmp)).
+    type: path
 notes:
   - Needs C(vexinspect) on the managed host (the Debian package of vexdepcheck installs it) and
     Python 3; no other library.
   - Supports check mode.
+  - The verdict rule is documented under RETURN, I(verdict).
 attributes:
   check_mode:
     support: full
@@ -83,11 +103,13 @@ EXAMPLES = r'''
 - name: Stop hosts that cannot take it
   ansible.builtin.fail:
     msg: "{{ preflight.checks.hard.reasons | map(attribute='text') | join('; ') }}"
-  when: preflight.checks.hard.verdict != 'ready'
+  when: preflight.verdict not in ['ready', 'recommended']
 
-- name: Copy a package archive from the controller, check it on the host, remove it again
+- name: Copy a package archive from the controller, check it on the host within 10 minutes, remove it again
   vexdep.fleet.vexdep_check:
     src: /srv/updates/VX4K7.tar.gz
+    tmp_parent: /var/tmp
+  timeout: 600
   register: preflight
 
 - name: Only the hard dependencies, with every collector ended at its declared limit
@@ -101,12 +123,12 @@ EXAMPLES = r'''
 RETURN = r'''
 checks:
   description:
-    - One entry per requested type, C(hard) and/or C(soft).
+    - One entry per requested type that finished, C(hard) and/or C(soft).
   returned: success
   type: dict
   contains:
     hard:
-      description: The hard check (present when I(type) is C(hard) or C(both)).
+      description: The hard check (present when I(type) is C(hard) or C(both) and it finished).
       returned: when requested
       type: dict
       contains:
@@ -126,14 +148,16 @@ checks:
         reported:
           description:
             - The dependencies C(vexdepcheck) reports, in its order. C(state) is C(unmet) or C(failed);
-              C(required_version) is set for hard, C(recommended_version) for soft dependencies.
+              C(required_version) is set for hard, C(recommended_version) for soft dependencies;
+              C(detail) is the package's text on why (its C(Detail) element; null when the package has
+              none or C(vexinspect) does not say).
           type: list
           elements: dict
           sample: [{"name": "Backplane Firmware", "component_id": "101", "component_type": "FRMW",
                     "release_id": "RA", "state": "unmet", "current_version": "1.9",
                     "required_version": "2.0", "recommended_version": null,
                     "download_path": "https://downloads.example.com/vex/FOLDER01/bp.BIN",
-                    "error_message": null}]
+                    "error_message": null, "detail": null}]
         exit_status:
           description: The exit status C(vexdepcheck) itself returns for this type (1 or 2 with a report, otherwise 255).
           type: int
@@ -149,11 +173,62 @@ checks:
           elements: dict
           sample: [{"release_id": "RA", "seconds": 0.05, "declared_timeout_seconds": 30,
                     "enforced_limit_seconds": null, "timed_out": false, "exit_status": 0,
-                    "signal": null, "warnings": []}]
+                    "signal": null, "exceeded_declared_timeout": false, "warnings": []}]
     soft:
-      description: The soft check (present when I(type) is C(soft) or C(both)), shaped like C(hard).
+      description: The soft check (present when I(type) is C(soft) or C(both) and it finished), shaped like C(hard).
       returned: when requested
       type: dict
+requested:
+  description: The types that were requested, in the order they run.
+  returned: success
+  type: list
+  elements: str
+  sample: [hard, soft]
+verdict:
+  description:
+    - The host's verdict. C(timed-out) when I(timeout) ended the check. Otherwise the most severe of
+      the requested types' verdicts in the order C(blocked), C(unverifiable), C(recommended), C(ready);
+      a requested type without a verdict counts as C(unverifiable). So a host is C(ready) only when
+      every requested type was checked and is ready, and a soft dependency that could not be verified
+      makes it C(unverifiable) (with C(verdict_types) [soft]).
+  returned: success
+  type: str
+  sample: ready
+verdict_types:
+  description: The requested types whose verdict is the host's verdict (empty for C(timed-out)).
+  returned: success
+  type: list
+  elements: str
+  sample: [soft]
+collector_overruns:
+  description:
+    - Every collector that ran longer than its C(PIEConfig.xml) declares without being ended for it
+      (the limits in packages are not enforced by default), with a text in the words of C(vexinspect).
+  returned: success
+  type: list
+  elements: dict
+  sample: [{"type": "hard", "release_id": "RA", "seconds": 30.2, "declared_timeout_seconds": 5,
+            "text": "took 30.2 s, declares 5 s"}]
+timed_out:
+  description:
+    - Null, or how the check ran out of time - the type it was checking or about to start, the
+      seconds it ran, the limit, and every process that was still running (pid, command line with the
+      private package directory shown as C(<package>), seconds), all of which were ended.
+  returned: success
+  type: dict
+  sample: {"type": "soft", "seconds": 15.0, "timeout_seconds": 15,
+           "running": [{"pid": 4711, "command": "sleep 3600", "seconds": 14.8}]}
+left_behind:
+  description: Processes that a finished check left running (a collector's background process), which were ended.
+  returned: success
+  type: list
+  elements: dict
+  sample: []
+elapsed_seconds:
+  description: How long the module worked on the host.
+  returned: success
+  type: float
+  sample: 1.2
 system_id:
   description: The host's system ID as the checker's platform check sees it, or null when none was found.
   returned: success
@@ -169,13 +244,6 @@ smbios_source:
   returned: success
   type: str
   sample: sysfs
-verdict:
-  description:
-    - The host's verdict over the requested types. It is the hard verdict when that is C(blocked) or
-      C(unverifiable), else C(recommended) when the soft check recommends something, else C(ready).
-  returned: success
-  type: str
-  sample: ready
 package_dir:
   description:
     - The package directory that was checked; for I(package_archive) and I(src) the private directory
@@ -194,12 +262,15 @@ import os
 import shutil
 import tarfile
 import tempfile
+import time
 
 from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
+from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
     find_vexinspect,
-    run_json,
+    parse_document,
 )
 
 TYPES = {'hard': ('hard',), 'soft': ('soft',), 'both': ('hard', 'soft')}
@@ -215,6 +286,15 @@ def validate_timeout(value):
     if text.isdigit() and int(text) > 0:
         return str(int(text))
     raise CheckError('collector_timeout must be config, none or a positive whole number of seconds, not %r' % value)
+
+
+def validate_check_timeout(value):
+    """The check's own time limit in seconds, or None; CheckError when it is not positive."""
+    if value is None:
+        return None
+    if int(value) <= 0:
+        raise CheckError('timeout must be a positive number of seconds, not %r' % value)
+    return int(value)
 
 
 def explain_argv(vexinspect, check_type, package_dir, collector_timeout=None):
@@ -253,8 +333,23 @@ def _reported(document, check_type):
             'recommended_version': version if check_type == 'soft' else None,
             'download_path': record.get('downloadPath'),
             'error_message': record.get('errorMessage'),
+            'detail': record.get('detail') or None,
         })
     return result
+
+
+def _collector(dependency, collector):
+    return {
+        'release_id': dependency.get('releaseID'),
+        'seconds': collector.get('seconds'),
+        'declared_timeout_seconds': collector.get('declaredTimeoutSeconds'),
+        'enforced_limit_seconds': collector.get('enforcedLimitSeconds'),
+        'timed_out': collector.get('timedOut'),
+        'exit_status': collector.get('exitStatus'),
+        'signal': collector.get('signal'),
+        'exceeded_declared_timeout': bool(collector.get('exceededDeclaredTimeout')),
+        'warnings': collector.get('warnings') or [],
+    }
 
 
 def summarize(document, check_type):
@@ -270,18 +365,8 @@ def summarize(document, check_type):
                     'outcome': inventory.get('outcome'),
                     'message': inventory.get('errorMessage'),
                 })
-            collector = inventory.get('collector')
-            if collector:
-                collectors.append({
-                    'release_id': dependency.get('releaseID'),
-                    'seconds': collector.get('seconds'),
-                    'declared_timeout_seconds': collector.get('declaredTimeoutSeconds'),
-                    'enforced_limit_seconds': collector.get('enforcedLimitSeconds'),
-                    'timed_out': collector.get('timedOut'),
-                    'exit_status': collector.get('exitStatus'),
-                    'signal': collector.get('signal'),
-                    'warnings': collector.get('warnings') or [],
-                })
+            if inventory.get('collector'):
+                collectors.append(_collector(dependency, inventory['collector']))
     reasons = [{
         'kind': reason.get('kind'),
         'dependency': reason.get('dependency'),
@@ -298,26 +383,44 @@ def summarize(document, check_type):
     }
 
 
-def host_verdict(checks):
-    """The host's verdict over the requested types (see RETURN: verdict)."""
-    hard = (checks.get('hard') or {}).get('verdict')
-    soft = (checks.get('soft') or {}).get('verdict')
-    if hard in ('blocked', 'unverifiable'):
-        return hard
-    if soft == 'recommended':
-        return 'recommended'
-    if hard is None and soft is not None:
-        return soft
-    return hard or 'unverifiable'
+def overruns(checks):
+    """Every collector that ran longer than it declares, over all finished types."""
+    found = []
+    for check_type in ('hard', 'soft'):
+        for collector in (checks.get(check_type) or {}).get('collectors') or []:
+            if not collector.get('exceeded_declared_timeout'):
+                continue
+            seconds = collector.get('seconds') or 0.0
+            declared = collector.get('declared_timeout_seconds')
+            found.append({
+                'type': check_type,
+                'release_id': collector.get('release_id'),
+                'seconds': seconds,
+                'declared_timeout_seconds': declared,
+                'text': 'took %.1f s, declares %s s' % (seconds, declared),
+            })
+    return found
 
 
-def unpack(archive):
+def private_directory(tmp_parent):
+    """A new private directory (mode 0700) below tmp_parent, which must exist, or the system's."""
+    if tmp_parent is not None and not os.path.isdir(tmp_parent):
+        raise CheckError('temporary parent %s does not exist on this host or is not a directory (the tmp_parent '
+                         'option; preflight_remote_tmp_parent in the preflight role)' % tmp_parent)
+    try:
+        return tempfile.mkdtemp(prefix='vexdep-preflight-', dir=tmp_parent)
+    except (IOError, OSError) as error:
+        raise CheckError('cannot create a private directory below %s: %s'
+                         % (tmp_parent or tempfile.gettempdir(), error))
+
+
+def unpack(archive, tmp_parent=None):
     """Unpacks a package archive into a new private directory; returns the directory."""
     if not os.path.exists(archive):
         raise CheckError('package archive %s does not exist' % archive)
     if not os.path.isfile(archive):
         raise CheckError('package archive %s is not a file' % archive)
-    directory = tempfile.mkdtemp(prefix='vexdep-preflight-')
+    directory = private_directory(tmp_parent)
     try:
         with tarfile.open(archive, 'r:*') as tar:
             for member in tar.getmembers():
@@ -336,23 +439,41 @@ def unpack(archive):
     return directory
 
 
-def run_check(module, params):
+class Clock(object):
+    """The check's deadline: time.time() values, None when there is none."""
+
+    def __init__(self, timeout=None, now=time.time):
+        self.now = now
+        self.started = now()
+        self.timeout = timeout
+        self.deadline = None if timeout is None else self.started + timeout
+
+    def elapsed(self):
+        return round(self.now() - self.started, 1)
+
+    def passed(self):
+        return self.deadline is not None and self.now() >= self.deadline
+
+
+def run_check(module, params, runner=run_until):
     """Runs the requested checks; returns the module's result or raises CheckError."""
+    clock = Clock(validate_check_timeout(params.get('timeout')))
     archive = params.get('package_archive') or params.get('src')
     if archive:
         # Everything that can fail before the unpacking is checked first.
         validate_timeout(params.get('collector_timeout'))
         find_vexinspect(module, params.get('vexinspect'))
-        directory = unpack(archive)
+        directory = unpack(archive, params.get('tmp_parent'))
         try:
-            return check_directory(module, dict(params, package_dir=directory))
+            return check_directory(module, dict(params, package_dir=directory), runner, clock)
         finally:
             shutil.rmtree(directory, ignore_errors=True)
-    return check_directory(module, params)
+    return check_directory(module, params, runner, clock)
 
 
-def check_directory(module, params):
+def check_directory(module, params, runner=run_until, clock=None):
     """The checks of an unpacked package directory."""
+    clock = clock or Clock(validate_check_timeout(params.get('timeout')))
     package_dir = params['package_dir']
     if not os.path.exists(package_dir):
         raise CheckError('package directory %s does not exist' % package_dir)
@@ -360,22 +481,49 @@ def check_directory(module, params):
         raise CheckError('package directory %s is not a directory' % package_dir)
     collector_timeout = validate_timeout(params.get('collector_timeout'))
     vexinspect = find_vexinspect(module, params.get('vexinspect'))
+    requested = list(TYPES[params.get('type') or 'both'])
+    # Commands in the report name the package directory the same way on every host.
+    replace = {package_dir.rstrip('/'): '<package>'}
 
     checks = {}
+    timed_out = None
+    left_behind = []
     system_id = system_id_origin = None
     smbios_source = 'none'
-    for check_type in TYPES[params.get('type') or 'both']:
-        document = run_json(module, explain_argv(vexinspect, check_type, package_dir, collector_timeout),
-                            'vexinspect explain %s' % check_type)
+    for check_type in requested:
+        if clock.passed():
+            timed_out = {'type': check_type, 'seconds': clock.elapsed(), 'timeout_seconds': clock.timeout,
+                         'running': []}
+            break
+        what = 'vexinspect explain %s' % check_type
+        try:
+            rc, out, err, left = runner(explain_argv(vexinspect, check_type, package_dir, collector_timeout),
+                                        clock.deadline, replace)
+        except DeadlineReached as reached:
+            timed_out = {'type': check_type, 'seconds': clock.elapsed(), 'timeout_seconds': clock.timeout,
+                         'running': reached.running}
+            break
+        left_behind.extend(dict(process, type=check_type) for process in left)
+        document = parse_document(what, rc, out, err)
         checks[check_type] = summarize(document, check_type)
         smbios = document.get('smbios') or {}
         system_id = smbios.get('systemID') or system_id
         system_id_origin = smbios.get('systemIDOrigin') or system_id_origin
         smbios_source = smbios.get('source') or smbios_source
+    if timed_out is not None:
+        verdict, verdict_types = 'timed-out', []
+    else:
+        verdict, verdict_types = host_verdict(checks, requested)
     return {
         'changed': False,
+        'requested': requested,
         'checks': checks,
-        'verdict': host_verdict(checks),
+        'verdict': verdict,
+        'verdict_types': verdict_types,
+        'collector_overruns': overruns(checks),
+        'timed_out': timed_out,
+        'left_behind': left_behind,
+        'elapsed_seconds': clock.elapsed(),
         'system_id': system_id,
         'system_id_origin': system_id_origin,
         'smbios_source': smbios_source,
@@ -393,6 +541,8 @@ def main():
             type=dict(type='str', choices=['hard', 'soft', 'both'], default='both'),
             vexinspect=dict(type='path'),
             collector_timeout=dict(type='str'),
+            timeout=dict(type='int'),
+            tmp_parent=dict(type='path'),
         ),
         required_one_of=[('package_dir', 'package_archive', 'src')],
         mutually_exclusive=[('package_dir', 'package_archive', 'src')],

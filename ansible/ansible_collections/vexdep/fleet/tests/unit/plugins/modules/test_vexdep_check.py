@@ -3,15 +3,19 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import copy
 import json
 import os
 import stat
 import sys
+import time
 
 import pytest
 
 from ansible.module_utils import basic
 from ansible.module_utils.common.text.converters import to_bytes
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached
+from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import CheckError
 from ansible_collections.vexdep.fleet.plugins.modules import vexdep_check
 
@@ -26,16 +30,23 @@ class FakeModule(object):
         self.outputs = outputs
         self.on_path = on_path
         self.commands = []
+        self.deadlines = []
 
     def get_bin_path(self, name, required=False):
         assert name == 'vexinspect'
         return self.on_path
 
-    def run_command(self, argv, check_rc=False):
+    def run(self, argv, deadline=None, replace=None):
+        """Stands in for deadline.run_until."""
         assert isinstance(argv, list), 'vexinspect must run from an argument list'
         self.commands.append(argv)
+        self.deadlines.append(deadline)
         rc, out, err = self.outputs[argv[2]]
-        return rc, out if isinstance(out, str) else json.dumps(out), err
+        return rc, out if isinstance(out, str) else json.dumps(out), err, []
+
+
+def run_check(module, parameters):
+    return vexdep_check.run_check(module, parameters, runner=module.run)
 
 
 def params(package_dir, **extra):
@@ -48,7 +59,7 @@ def params(package_dir, **extra):
 
 def test_ready(tmp_path):
     module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.READY_SOFT, '')})
-    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    result = run_check(module, params(str(tmp_path)))
     assert result['changed'] is False
     assert result['verdict'] == 'ready'
     assert result['checks']['hard']['verdict'] == 'ready'
@@ -65,7 +76,7 @@ def test_ready(tmp_path):
 
 def test_blocked_reports_every_dependency_with_its_download_path(tmp_path):
     module = FakeModule({'hard': (0, docs.BLOCKED_HARD, '')})
-    result = vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+    result = run_check(module, params(str(tmp_path), type='hard'))
     hard = result['checks']['hard']
     assert result['verdict'] == 'blocked'
     assert 'soft' not in result['checks']
@@ -86,7 +97,7 @@ def test_blocked_reports_every_dependency_with_its_download_path(tmp_path):
 
 def test_recommended(tmp_path):
     module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.RECOMMENDED_SOFT, '')})
-    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    result = run_check(module, params(str(tmp_path)))
     soft = result['checks']['soft']
     assert result['verdict'] == 'recommended'
     assert soft['verdict'] == 'recommended'
@@ -98,7 +109,7 @@ def test_recommended(tmp_path):
 
 def test_unverifiable(tmp_path):
     module = FakeModule({'hard': (0, docs.UNVERIFIABLE_HARD, ''), 'soft': (0, docs.RECOMMENDED_SOFT, '')})
-    result = vexdep_check.run_check(module, params(str(tmp_path)))
+    result = run_check(module, params(str(tmp_path)))
     hard = result['checks']['hard']
     # Unverifiable hard dependencies outweigh a soft recommendation.
     assert result['verdict'] == 'unverifiable'
@@ -111,22 +122,67 @@ def test_unverifiable(tmp_path):
     assert result['system_id'] == '0x0A1C'
 
 
-def test_host_verdict_order():
-    verdict = vexdep_check.host_verdict
-    assert verdict({'hard': {'verdict': 'blocked'}, 'soft': {'verdict': 'recommended'}}) == 'blocked'
-    assert verdict({'hard': {'verdict': 'unverifiable'}, 'soft': {'verdict': 'ready'}}) == 'unverifiable'
-    assert verdict({'hard': {'verdict': 'ready'}, 'soft': {'verdict': 'recommended'}}) == 'recommended'
-    assert verdict({'hard': {'verdict': 'ready'}, 'soft': {'verdict': 'unverifiable'}}) == 'ready'
-    assert verdict({'soft': {'verdict': 'unverifiable'}}) == 'unverifiable'
-    assert verdict({'hard': {'verdict': 'ready'}}) == 'ready'
+# Every combination of a hard and a soft verdict, and each type alone: the
+# most severe of the requested types' verdicts (blocked, unverifiable,
+# recommended, ready), with the types that decide it.
+VERDICT_TABLE = [
+    ('ready', 'ready', 'ready', ['hard', 'soft']),
+    ('ready', 'recommended', 'recommended', ['soft']),
+    ('ready', 'blocked', 'blocked', ['soft']),
+    ('ready', 'unverifiable', 'unverifiable', ['soft']),
+    ('recommended', 'ready', 'recommended', ['hard']),
+    ('recommended', 'recommended', 'recommended', ['hard', 'soft']),
+    ('recommended', 'blocked', 'blocked', ['soft']),
+    ('recommended', 'unverifiable', 'unverifiable', ['soft']),
+    ('blocked', 'ready', 'blocked', ['hard']),
+    ('blocked', 'recommended', 'blocked', ['hard']),
+    ('blocked', 'blocked', 'blocked', ['hard', 'soft']),
+    ('blocked', 'unverifiable', 'blocked', ['hard']),
+    ('unverifiable', 'ready', 'unverifiable', ['hard']),
+    ('unverifiable', 'recommended', 'unverifiable', ['hard']),
+    ('unverifiable', 'blocked', 'blocked', ['soft']),
+    ('unverifiable', 'unverifiable', 'unverifiable', ['hard', 'soft']),
+]
+
+
+@pytest.mark.parametrize('hard,soft,verdict,types', VERDICT_TABLE)
+def test_host_verdict_of_both_types(hard, soft, verdict, types):
+    checks = {'hard': {'verdict': hard}, 'soft': {'verdict': soft}}
+    assert host_verdict(checks, ['hard', 'soft']) == (verdict, types)
+
+
+@pytest.mark.parametrize('only', ['ready', 'recommended', 'blocked', 'unverifiable'])
+@pytest.mark.parametrize('check_type', ['hard', 'soft'])
+def test_host_verdict_of_one_type(only, check_type):
+    assert host_verdict({check_type: {'verdict': only}}, [check_type]) == (only, [check_type])
+
+
+def test_a_requested_type_without_a_verdict_is_unverifiable():
+    # The soft check did not finish or printed a verdict this collection does not know.
+    assert host_verdict({'hard': {'verdict': 'ready'}}, ['hard', 'soft']) == ('unverifiable', ['soft'])
+    assert host_verdict({'hard': {'verdict': 'ready'}, 'soft': {'verdict': 'maybe'}},
+                        ['hard', 'soft']) == ('unverifiable', ['soft'])
+    assert host_verdict({}, []) == ('unverifiable', [])
+
+
+def test_soft_collector_failure_makes_the_host_unverifiable(tmp_path):
+    soft = docs.document('soft', 'unverifiable', [docs.dependency('Soft D', 'no-inventory', outcome='failed',
+                                                                  error='agent service is not running')],
+                         [], [docs.reason('inventory-failed', '"Soft D": the inventory of release "RA" failed: '
+                                          'agent service is not running', 'Soft D', 'RA')])
+    module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, soft, '')})
+    result = run_check(module, params(str(tmp_path)))
+    assert result['verdict'] == 'unverifiable'
+    assert result['verdict_types'] == ['soft']
+    assert result['requested'] == ['hard', 'soft']
 
 
 def test_collector_timeout_is_passed_through(tmp_path):
     module = FakeModule({'hard': (0, docs.READY_HARD, '')})
-    vexdep_check.run_check(module, params(str(tmp_path), type='hard', collector_timeout='config'))
+    run_check(module, params(str(tmp_path), type='hard', collector_timeout='config'))
     assert module.commands[0][-2:] == ['--collector-timeout', 'config']
     module = FakeModule({'soft': (0, docs.READY_SOFT, '')})
-    vexdep_check.run_check(module, params(str(tmp_path), type='soft', collector_timeout=' 045 '))
+    run_check(module, params(str(tmp_path), type='soft', collector_timeout=' 045 '))
     assert module.commands[0][-2:] == ['--collector-timeout', '45']
     assert module.commands[0][2] == 'soft'
 
@@ -136,43 +192,48 @@ def test_collector_timeout_is_passed_through(tmp_path):
 @pytest.mark.parametrize('value', ['0', '-3', 'forever', '1.5', ''])
 def test_bad_collector_timeout(tmp_path, value):
     with pytest.raises(CheckError, match='collector_timeout must be config, none or a positive whole number'):
-        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), collector_timeout=value))
+        run_check(FakeModule({}), params(str(tmp_path), collector_timeout=value))
 
 
 def test_no_such_package_directory(tmp_path):
     missing = str(tmp_path / 'nowhere')
     with pytest.raises(CheckError, match='package directory %s does not exist' % missing):
-        vexdep_check.run_check(FakeModule({}), params(missing))
+        run_check(FakeModule({}), params(missing))
 
 
 def test_package_directory_is_a_file(tmp_path):
     path = tmp_path / 'package.xml'
     path.write_text('x')
     with pytest.raises(CheckError, match='is not a directory'):
-        vexdep_check.run_check(FakeModule({}), params(str(path)))
+        run_check(FakeModule({}), params(str(path)))
 
 
-def test_no_vexinspect_on_path(tmp_path):
-    with pytest.raises(CheckError, match='vexinspect not found on PATH'):
-        vexdep_check.run_check(FakeModule({}, on_path=None), params(str(tmp_path)))
+def test_no_vexinspect_on_path_names_the_roles_variables(tmp_path):
+    with pytest.raises(CheckError) as error:
+        run_check(FakeModule({}, on_path=None), params(str(tmp_path)))
+    message = str(error.value)
+    assert message.startswith('vexinspect not found on PATH (')
+    for name in ('preflight_install_deb', 'preflight_vexinspect', 'the vexinspect option'):
+        assert name in message, name
 
 
 def test_given_vexinspect_missing(tmp_path):
-    with pytest.raises(CheckError, match='vexinspect not found: /opt/none/vexinspect does not exist'):
-        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), vexinspect='/opt/none/vexinspect'))
+    with pytest.raises(CheckError, match='vexinspect not found: /opt/none/vexinspect does not exist '
+                       r'\(the vexinspect option; preflight_vexinspect in the preflight role\)'):
+        run_check(FakeModule({}), params(str(tmp_path), vexinspect='/opt/none/vexinspect'))
 
 
 def test_given_vexinspect_not_executable(tmp_path):
     path = tmp_path / 'vexinspect'
     path.write_text('#!/bin/sh\n')
     with pytest.raises(CheckError, match='is not an executable file'):
-        vexdep_check.run_check(FakeModule({}), params(str(tmp_path), vexinspect=str(path)))
+        run_check(FakeModule({}), params(str(tmp_path), vexinspect=str(path)))
 
 
 def test_vexinspect_fails(tmp_path):
     module = FakeModule({'hard': (66, '', 'vexinspect explain: /p: No such file or directory\n')})
     with pytest.raises(CheckError) as error:
-        vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+        run_check(module, params(str(tmp_path), type='hard'))
     assert str(error.value) == ('vexinspect explain hard failed with exit status 66: '
                                 'vexinspect explain: /p: No such file or directory')
 
@@ -180,13 +241,13 @@ def test_vexinspect_fails(tmp_path):
 def test_vexinspect_prints_no_json(tmp_path):
     module = FakeModule({'hard': (0, 'Explanation of vexdepcheck hard\n', '')})
     with pytest.raises(CheckError, match='vexinspect explain hard printed no JSON document'):
-        vexdep_check.run_check(module, params(str(tmp_path), type='hard'))
+        run_check(module, params(str(tmp_path), type='hard'))
 
 
 def test_other_schema_version_is_refused(tmp_path):
-    document = dict(docs.READY_HARD, schemaVersion=2)
-    with pytest.raises(CheckError, match='printed schemaVersion 2; this collection reads version 1'):
-        vexdep_check.run_check(FakeModule({'hard': (0, document, '')}), params(str(tmp_path), type='hard'))
+    document = dict(docs.READY_HARD, schemaVersion=3)
+    with pytest.raises(CheckError, match='printed schemaVersion 3; this collection reads versions 1, 2'):
+        run_check(FakeModule({'hard': (0, document, '')}), params(str(tmp_path), type='hard'))
 
 
 # --- the module as Ansible runs it -------------------------------------------
@@ -251,15 +312,15 @@ def test_archive_is_checked_in_a_private_directory_and_removed(tmp_path, monkeyp
     seen = {}
 
     class Recording(FakeModule):
-        def run_command(self, argv, check_rc=False):
+        def run(self, argv, deadline=None, replace=None):
             directory = argv[4]
             seen['files'] = sorted(os.listdir(directory))
             seen['mode'] = stat.S_IMODE(os.stat(directory).st_mode)
             seen['directory'] = directory
-            return FakeModule.run_command(self, argv, check_rc)
+            return FakeModule.run(self, argv, deadline, replace)
 
     module = Recording({'hard': (0, docs.READY_HARD, '')})
-    result = vexdep_check.run_check(module, {'package_archive': archive, 'type': 'hard'})
+    result = run_check(module, {'package_archive': archive, 'type': 'hard'})
     assert result['verdict'] == 'ready'
     assert seen['files'] == ['REL001', 'package.xml']
     assert seen['mode'] == 0o700
@@ -270,16 +331,122 @@ def test_archive_is_checked_in_a_private_directory_and_removed(tmp_path, monkeyp
 def test_archive_leaving_the_package_is_refused(tmp_path):
     archive = make_archive(tmp_path, {'../escape.xml': b'x'})
     with pytest.raises(CheckError, match='holds ../escape.xml, which would not stay inside the package'):
-        vexdep_check.run_check(FakeModule({}), {'package_archive': archive, 'type': 'hard'})
+        run_check(FakeModule({}), {'package_archive': archive, 'type': 'hard'})
 
 
 def test_missing_archive(tmp_path):
     with pytest.raises(CheckError, match='package archive %s does not exist' % (tmp_path / 'x.tar.gz')):
-        vexdep_check.run_check(FakeModule({}), {'package_archive': str(tmp_path / 'x.tar.gz'), 'type': 'hard'})
+        run_check(FakeModule({}), {'package_archive': str(tmp_path / 'x.tar.gz'), 'type': 'hard'})
 
 
 def test_archive_that_is_no_archive(tmp_path):
     path = tmp_path / 'x.tar.gz'
     path.write_text('not a tar')
     with pytest.raises(CheckError, match='cannot be unpacked'):
-        vexdep_check.run_check(FakeModule({}), {'package_archive': str(path), 'type': 'hard'})
+        run_check(FakeModule({}), {'package_archive': str(path), 'type': 'hard'})
+
+
+def test_missing_temporary_parent_is_an_error(tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
+    missing = str(tmp_path / 'no-such-parent')
+    with pytest.raises(CheckError) as error:
+        run_check(FakeModule({'hard': (0, docs.READY_HARD, '')}),
+                  {'package_archive': archive, 'type': 'hard', 'tmp_parent': missing})
+    assert str(error.value) == ('temporary parent %s does not exist on this host or is not a directory (the '
+                                'tmp_parent option; preflight_remote_tmp_parent in the preflight role)' % missing)
+    assert not (tmp_path / 'no-such-parent').exists()
+
+
+def test_archive_is_unpacked_below_the_temporary_parent(tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    module = FakeModule({'hard': (0, docs.READY_HARD, '')})
+    result = run_check(module, {'package_archive': archive, 'type': 'hard', 'tmp_parent': str(parent)})
+    assert os.path.dirname(result['package_dir']) == str(parent)
+    assert os.listdir(str(parent)) == []
+
+
+# --- the check's own deadline ------------------------------------------------
+
+class Hanging(FakeModule):
+    """The soft run does not finish: the runner reports the deadline with what was running."""
+
+    def run(self, argv, deadline=None, replace=None):
+        if argv[2] == 'soft':
+            self.commands.append(argv)
+            self.deadlines.append(deadline)
+            raise DeadlineReached([{'pid': 42, 'command': 'sleep 3600', 'seconds': 9.9}])
+        return FakeModule.run(self, argv, deadline, replace)
+
+
+def test_timeout_gives_the_verdict_timed_out_with_what_was_running(tmp_path):
+    module = Hanging({'hard': (0, docs.BLOCKED_HARD, '')})
+    result = run_check(module, params(str(tmp_path), timeout=10))
+    assert result['verdict'] == 'timed-out'
+    assert result['verdict_types'] == []
+    assert result['timed_out']['type'] == 'soft'
+    assert result['timed_out']['timeout_seconds'] == 10
+    assert result['timed_out']['running'] == [{'pid': 42, 'command': 'sleep 3600', 'seconds': 9.9}]
+    # The hard check had finished: its result is kept.
+    assert result['checks']['hard']['verdict'] == 'blocked'
+    assert 'soft' not in result['checks']
+    # Both runs had the same deadline, ten seconds after the start.
+    assert module.deadlines[0] == module.deadlines[1] is not None
+
+
+def test_without_timeout_there_is_no_deadline(tmp_path):
+    module = FakeModule({'hard': (0, docs.READY_HARD, '')})
+    result = run_check(module, params(str(tmp_path), type='hard'))
+    assert module.deadlines == [None]
+    assert result['timed_out'] is None
+
+
+@pytest.mark.parametrize('value', [0, -5])
+def test_timeout_must_be_positive(tmp_path, value):
+    with pytest.raises(CheckError, match='timeout must be a positive number of seconds'):
+        run_check(FakeModule({}), params(str(tmp_path), timeout=value))
+
+
+def test_collector_overruns_are_in_the_result(tmp_path):
+    hard = copy.deepcopy(docs.READY_HARD)
+    collector = hard['dependencies'][0]['inventory']['collector']
+    collector.update(seconds=30.24, declaredTimeoutSeconds=5, exceededDeclaredTimeout=True,
+                     warnings=['took 30.2 s, declares 5 s: a checker with the time-limit guard on would report it '
+                               'Failed'])
+    result = run_check(FakeModule({'hard': (0, hard, '')}), params(str(tmp_path), type='hard'))
+    assert result['collector_overruns'] == [{'type': 'hard', 'release_id': 'RA', 'seconds': 30.24,
+                                             'declared_timeout_seconds': 5, 'text': 'took 30.2 s, declares 5 s'}]
+    assert result['checks']['hard']['collectors'][0]['exceeded_declared_timeout'] is True
+    assert result['verdict'] == 'ready'
+
+
+def test_detail_of_a_recommended_dependency(tmp_path):
+    soft = copy.deepcopy(docs.RECOMMENDED_SOFT)
+    soft['schemaVersion'] = 2
+    soft['dependencies'][0]['detail'] = 'Enclosure events are reported by agent 11 or later.'
+    result = run_check(FakeModule({'soft': (0, soft, '')}), params(str(tmp_path), type='soft'))
+    assert result['checks']['soft']['reported'][0]['detail'] == 'Enclosure events are reported by agent 11 or later.'
+    # A first-version document has no detail.
+    result = run_check(FakeModule({'soft': (0, docs.RECOMMENDED_SOFT, '')}), params(str(tmp_path), type='soft'))
+    assert result['checks']['soft']['reported'][0]['detail'] is None
+
+
+def test_main_ends_a_hanging_vexinspect_at_its_timeout(monkeypatch, capsys, tmp_path):
+    """The module as Ansible runs it, with a vexinspect whose collector never ends."""
+    marker = tmp_path / 'collector.pid'
+    script = tmp_path / 'vexinspect'
+    script.write_text('#!/bin/sh\n/bin/sh -c \'echo $$ > %s; exec sleep 3600\' &\nwait\n' % marker)
+    script.chmod(0o755)
+    package = tmp_path / 'pkg'
+    package.mkdir()
+    started = time.time()
+    result = run_main(monkeypatch, capsys, {'package_dir': str(package), 'vexinspect': str(script), 'timeout': 2})
+    assert time.time() - started < 10
+    assert result['verdict'] == 'timed-out', result
+    assert result['timed_out']['type'] == 'hard'
+    commands = [process['command'] for process in result['timed_out']['running']]
+    assert 'sleep 3600' in commands, commands
+    # Nothing it started is left.
+    pid = int(marker.read_text())
+    assert not os.path.exists('/proc/%d' % pid) or open('/proc/%d/stat' % pid).read().split(') ')[1][0] == 'Z'

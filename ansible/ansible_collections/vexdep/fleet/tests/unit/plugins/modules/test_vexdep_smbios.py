@@ -79,4 +79,5 @@ def test_main_without_vexinspect(monkeypatch, capsys):
         vexdep_smbios.main()
     result = json.loads(capsys.readouterr().out)
     assert result['failed'] is True
-    assert result['msg'] == 'vexinspect not found: /nonexistent/vexinspect does not exist'
+    assert result['msg'] == ('vexinspect not found: /nonexistent/vexinspect does not exist (the vexinspect option; '
+                             'preflight_vexinspect in the preflight role)')
