@@ -221,7 +221,10 @@ protected:
             "if touch /var/tmp/vexdep-readonly-probe 2> /dev/null || touch \"$T/../probe\" 2> /dev/null; then "
             "exit 97; fi\n"
             "if command -v strace > /dev/null && strace -f -qq -o /dev/null true 2> /dev/null; then\n"
-            "  exec timeout 120 strace -f -qq -o \"$L/trace\" -e trace=%file env TMPDIR=\"$T\" \"$@\"\n"
+            // The leak checker of a sanitizer build does not work under
+            // a tracer: it is off for the traced run.
+            "  exec timeout 120 strace -f -qq -o \"$L/trace\" -e trace=%file env TMPDIR=\"$T\" "
+            "ASAN_OPTIONS=\"${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0\" \"$@\"\n"
             "fi\n"
             "exec timeout 120 env TMPDIR=\"$T\" \"$@\"\n";
         const CommandResult result = RunCommand(
