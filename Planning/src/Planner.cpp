@@ -27,7 +27,7 @@ std::string ComponentText(const CDeviceInfo& record)
 
 CPlanner::CPlanner(const CRepositoryIndex& index, CPackageSource& source, CScratchArea& scratch,
                    IEvaluationJudge& judge)
-    : m_index(index), m_source(source), m_scratch(scratch), m_judge(judge), m_inventory(m_state),
+    : m_index(index), m_source(source), m_scratch(scratch), m_inventory(m_state),
       m_evaluator(m_inventory, judge)
 {
 }

@@ -101,7 +101,6 @@ private:
     const CRepositoryIndex& m_index;
     CPackageSource& m_source;
     CScratchArea& m_scratch;
-    IEvaluationJudge& m_judge;
 
     SPlanRequest m_request;
     SPlan m_plan;
