@@ -102,6 +102,9 @@ int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc
 }
 } // namespace
 
+// An exception while the command line is set up (before it is parsed) is a
+// programming error and ends the program.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char* argv[])
 {
     CLI::App app{"Explains what vexdepcheck decides for an update package, shows the machine's SMBIOS identity "

@@ -3,6 +3,7 @@
 #include "ExplainText.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace
 {
@@ -103,8 +104,8 @@ void CExplainReport::OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDepe
         dependency.strDownloadPath = CDeviceInfo(*pRecord).getFilePath();
         const std::vector<SPCIInfo> vParentPCI = pRecord->getParentPCIInfo();
         dependency.nParentPCICount = vParentPCI.size();
-        dependency.vParentPCI.assign(vParentPCI.begin(),
-                                     vParentPCI.begin() + std::min(vParentPCI.size(), kListedParentPCI));
+        const std::size_t nListed = std::min(vParentPCI.size(), kListedParentPCI);
+        dependency.vParentPCI.assign(vParentPCI.begin(), vParentPCI.begin() + static_cast<std::ptrdiff_t>(nListed));
         dependency.inventory.strReleaseID = dependency.strReleaseID;
         m_mapIndex[pRecord] = m_run.vDependencies.size();
         m_run.vDependencies.push_back(dependency);

@@ -93,7 +93,7 @@ std::string CSMBIOSInventory::GetSystemIdFromMemory()
     }
     char szId[16] = {};
     std::snprintf(szId, sizeof(szId), "0x%04x", static_cast<unsigned int>(ReadLE16(aTwo)));
-    const std::string strResult(szId);
+    std::string strResult(szId);
     VEXLOG("GetSystemIdFromMemory(): Found Two Byte system ID on the system: " + strResult);
     m_eSystemIdOrigin = eSystemIdMemoryTwoByte;
     return strResult;
