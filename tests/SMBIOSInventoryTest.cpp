@@ -207,56 +207,124 @@ TEST_F(SMBIOSInventoryTest, ReadFileContentsOfAnEmptyFileSucceedsWithSizeZero)
     EXPECT_EQ(nSize, 0u);
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSAcceptsCorrectEntryPoints)
+namespace
 {
-    CSMBIOSInventory inventory(Sources());
-    const std::string strEntry2 = SmbiosEntryPoint2();
-    const std::string strEntry3 = SmbiosEntryPoint3();
-    ASSERT_EQ(strEntry2.size(), 31u);
-    ASSERT_EQ(strEntry3.size(), 24u);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry2.data()), strEntry2.size()), 1);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry3.data()), strEntry3.size()), 1);
+// VerifySMBIOS on one entry point buffer: the verdict, and the lines it
+// logs (each exactly once) or must not log.
+struct VerifyCase
+{
+    const char* pszName;
+    std::string (*fnBuffer)();
+    int nResult;
+    std::vector<std::string> vLoggedOnce;
+    std::vector<std::string> vNotLogged;
+};
+
+void PrintTo(const VerifyCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+const char* const kSumFailed = "Entry point buffer checksum validation failed.";
+const char* const kNoIntermediateAnchor = "Failed to find intermediate anchor string as _DMI_";
+
+// 31 correct bytes of a 2.x entry point, then 169 bytes that sum to 0 with
+// byte 0x1F left at 0 (it belongs to the intermediate sum); spoiled, a
+// non-zero byte at 0x1F breaks the intermediate sum while the whole file
+// still sums to 0.
+std::string EntryPointFileOf200Bytes(bool bSpoiled)
+{
+    std::string strFile = SmbiosEntryPoint2() + std::string(169, '\0');
+    strFile[40] = '\x10';
+    strFile[199] = '\xF0';
+    if (bSpoiled)
+    {
+        strFile[0x1F] = '\x01';
+        strFile[199] = '\xEF';
+    }
+    return strFile;
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsABadWholeBufferSum)
+std::vector<VerifyCase> VerifyCases()
+{
+    return {
+        {"Correct2x", [] { return SmbiosEntryPoint2(); }, 1, {}, {kSumFailed, kNoIntermediateAnchor}},
+        {"Correct3x", [] { return SmbiosEntryPoint3(); }, 1, {}, {kSumFailed}},
+        {"BadWholeBufferSum2x",
+         [] {
+             EntryPoint2Options options;
+             options.bBreakChecksum = true;
+             return SmbiosEntryPoint2(options);
+         },
+         0,
+         {kSumFailed},
+         {}},
+        {"BadWholeBufferSum3x",
+         [] {
+             EntryPoint3Options options;
+             options.bBreakChecksum = true;
+             return SmbiosEntryPoint3(options);
+         },
+         0,
+         {kSumFailed},
+         {}},
+        {"WrongIntermediateAnchorWithRightSums",
+         [] {
+             EntryPoint2Options options;
+             options.bBreakIntermediateAnchor = true;
+             return SmbiosEntryPoint2(options);
+         },
+         0,
+         {kNoIntermediateAnchor},
+         {kSumFailed}},
+        {"BadIntermediateSumAlone",
+         [] {
+             EntryPoint2Options options;
+             options.bBreakIntermediateChecksum = true;
+             return SmbiosEntryPoint2(options);
+         },
+         0,
+         {kSumFailed},
+         {kNoIntermediateAnchor}},
+        // No bytes to sum and no "_SM_": accepted on the sum alone.
+        {"EmptyBuffer", [] { return std::string(); }, 1, {}, {kSumFailed}},
+        {"ThreeZeroBytes", [] { return std::string(3, '\0'); }, 1, {}, {kSumFailed}},
+        // The first 16 bytes of a 2.x entry point sum to 0 by themselves,
+        // but the copy holds no "_DMI_" behind them.
+        {"First16BytesOf2x", [] { return SmbiosEntryPoint2().substr(0, 16); }, 0, {kNoIntermediateAnchor}, {}},
+        // Of a longer file only the first 36 bytes are copied and checked.
+        {"FileOf200BytesChecksOnlyTheFirst36", [] { return EntryPointFileOf200Bytes(false); }, 1, {}, {}},
+        {"FileOf200BytesWithAByteAt0x1F", [] { return EntryPointFileOf200Bytes(true); }, 0, {kSumFailed}, {}},
+    };
+}
+
+class SMBIOSVerifyTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<VerifyCase>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSVerifyTest, VerifySMBIOS)
 {
     StartLog();
     CSMBIOSInventory inventory(Sources());
-    EntryPoint2Options options;
-    options.bBreakChecksum = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
-    EntryPoint3Options options3;
-    options3.bBreakChecksum = true;
-    const std::string strEntry3 = SmbiosEntryPoint3(options3);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry3.data()), strEntry3.size()), 0);
-    EXPECT_EQ(Count(Messages(), "Entry point buffer checksum validation failed."), 2u);
-}
-
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsAWrongIntermediateAnchorWithRightSums)
-{
-    StartLog();
-    CSMBIOSInventory inventory(Sources());
-    EntryPoint2Options options;
-    options.bBreakIntermediateAnchor = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
+    const std::string strBuffer = GetParam().fnBuffer();
+    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strBuffer.data()), strBuffer.size()),
+              GetParam().nResult);
     const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Failed to find intermediate anchor string as _DMI_"));
-    EXPECT_FALSE(Contains(vMessages, "Entry point buffer checksum validation failed."));
+    for (const std::string& strLine : GetParam().vLoggedOnce)
+    {
+        EXPECT_EQ(Count(vMessages, strLine), 1u) << strLine;
+    }
+    for (const std::string& strLine : GetParam().vNotLogged)
+    {
+        EXPECT_FALSE(Contains(vMessages, strLine)) << strLine;
+    }
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsABadIntermediateSumAlone)
+INSTANTIATE_TEST_SUITE_P(EntryPoints, SMBIOSVerifyTest, ::testing::ValuesIn(VerifyCases()), ParamName<VerifyCase>);
+
+TEST(SMBIOSEntryPointBuilder, WritesEntryPointsOfTheirDeclaredLength)
 {
-    StartLog();
-    CSMBIOSInventory inventory(Sources());
-    EntryPoint2Options options;
-    options.bBreakIntermediateChecksum = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_EQ(Count(vMessages, "Entry point buffer checksum validation failed."), 1u);
-    EXPECT_FALSE(Contains(vMessages, "Failed to find intermediate anchor string as _DMI_"));
+    EXPECT_EQ(SmbiosEntryPoint2().size(), 31u);
+    EXPECT_EQ(SmbiosEntryPoint3().size(), 24u);
+    EXPECT_EQ(EntryPointFileOf200Bytes(false).size(), 200u);
 }
 
 TEST_F(SMBIOSInventoryTest, ValidateDMITEPReportsTheAnchorBeforeTheSum)
@@ -285,37 +353,6 @@ TEST_F(SMBIOSInventoryTest, ValidateDMITEPSumsSixteenBytes)
     // The 16th byte (entry point offset 0x1F) is part of the sum.
     reinterpret_cast<unsigned char*>(&entry)[15] = 1;
     EXPECT_EQ(inventory.ValidateDMITEP(&entry), 0);
-}
-
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSOfAnEmptyOrShortBuffer)
-{
-    CSMBIOSInventory inventory(Sources());
-    const unsigned char aZero[3] = {0, 0, 0};
-    // No bytes to sum and no "_SM_": accepted on the sum alone.
-    EXPECT_EQ(inventory.VerifySMBIOS(aZero, 0), 1);
-    EXPECT_EQ(inventory.VerifySMBIOS(aZero, 3), 1);
-    // The first 16 bytes of a 2.x entry point sum to 0 by themselves, but
-    // the copy holds no "_DMI_" behind them.
-    const std::string strEntry = SmbiosEntryPoint2();
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), 16), 0);
-}
-
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSOfA200ByteEntryPointFileChecksOnlyTheFirst36Bytes)
-{
-    CSMBIOSInventory inventory(Sources());
-    // 31 correct bytes, then 169 bytes that sum to 0 with byte 0x1F left at 0
-    // (it belongs to the intermediate sum).
-    std::string strFile = SmbiosEntryPoint2() + std::string(169, '\0');
-    strFile[40] = '\x10';
-    strFile[199] = '\xF0';
-    ASSERT_EQ(strFile.size(), 200u);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strFile.data()), strFile.size()), 1);
-
-    // A non-zero byte at 0x1F spoils the intermediate sum even though the
-    // whole file still sums to 0.
-    strFile[0x1F] = '\x01';
-    strFile[199] = '\xEF';
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strFile.data()), strFile.size()), 0);
 }
 
 // ===========================================================================
@@ -583,160 +620,176 @@ TEST_F(SMBIOSInventoryTest, MemoryScanFindsTheEntryPointAndMapsTheTable)
     EXPECT_TRUE(Contains(Messages(), "Cleaning up memory of Virtual Map Address by munmap."));
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanFindsAnAnchorThatIsEightButNotSixteenByteAligned)
+namespace
+{
+// One memory device for the scan: its bytes, made from the table the case
+// places (StandardTable with the case's single-byte system ID).
+struct ScanCase
+{
+    const char* pszName;
+    std::string (*fnDevice)(const std::string& strTable);
+    uint8_t nSystemId;
+    // Accepted: the system ID read from the found table. Refused: empty.
+    std::string strSystemId;
+    // Lines the log holds.
+    std::vector<std::string> vLogged;
+};
+
+void PrintTo(const ScanCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+// The table at 0x9B000 and its entry point at nAnchor.
+std::string PlacedAt(uint32_t nAnchor, const std::string& strTable, EntryPoint2Options options = EntryPoint2Options())
 {
     SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF1238, StandardTable(0x5A), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x5a");
+    image.PlaceSmbios(nAnchor, strTable, 0x9B000, options);
+    return image.Bytes();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanSkipsAnAnchorThatIsNotEightByteAligned)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF1234, StandardTable(), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "No Entry Point Structure Found"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanWithoutAnyAnchorStopsAtTheEndOfTheArea)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    // "_SM_" only where the scan must not look: below 0xF0000.
-    image.Put(0xEFFF8, "_SM_");
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "No Entry Point Structure Found"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanUsesTheFirstAnchorEvenWhenItsChecksumFails)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF0100, StandardTable(), 0x9B000);
-    EntryPoint2Options broken;
-    broken.bBreakChecksum = true;
-    image.PlaceSmbios(0xF0040, StandardTable(), 0x9C000, broken);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Checksum Failure"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanAcceptsEntryPointLengthZeroWithoutChecksum)
+// An entry point at 0xF0000 whose table lies at nAddress with nLength bytes.
+std::string EntryPointOfATableAt(uint32_t nAddress, uint16_t nLength)
 {
     SmbiosMemoryImage image;
     EntryPoint2Options options;
-    options.nLengthByte = 0;
-    options.bBreakChecksum = true;
-    const std::string strTable = StandardTable(0x33);
-    image.PlaceSmbios(0xF0000, strTable, 0x9B000, options);
-    WriteMemory(image);
+    options.nTableLength = nLength;
+    options.nTableAddress = nAddress;
+    image.Put(0xF0000, SmbiosEntryPoint2(options));
+    return image.Bytes();
+}
+
+std::vector<ScanCase> AcceptedScanCases()
+{
+    return {
+        {"AnAnchorThatIsEightButNotSixteenByteAligned",
+         [](const std::string& strTable) { return PlacedAt(0xF1238, strTable); }, 0x5A, "0x5a", {}},
+        {"EntryPointLengthZeroWithoutChecksum",
+         [](const std::string& strTable) {
+             EntryPoint2Options options;
+             options.nLengthByte = 0;
+             options.bBreakChecksum = true;
+             return PlacedAt(0xF0000, strTable, options);
+         },
+         0x33, "0x33", {}},
+        // Only the sysfs path looks at "_DMI_".
+        {"ABrokenIntermediatePartWhichIsNotChecked",
+         [](const std::string& strTable) {
+             EntryPoint2Options options;
+             options.bBreakIntermediateAnchor = true;
+             return PlacedAt(0xF0000, strTable, options);
+         },
+         0x44, "0x44", {}},
+        // 0xF0000 + 65535 - 31 = 0xFFFE0: the last place where 31 bytes fit.
+        {"AnEntryPointThatEndsExactlyAtTheEndOfTheArea",
+         [](const std::string& strTable) { return PlacedAt(0xFFFE0, strTable); }, 0x66, "0x66", {}},
+    };
+}
+
+std::vector<ScanCase> RefusedScanCases()
+{
+    const char* const kNoEntryPoint = "No Entry Point Structure Found";
+    const char* const kChecksum = "Checksum Failure";
+    const char* const kTableNotMapped = "Unable to map requested Address range for SMBIOS Tables";
+    return {
+        {"AnAnchorThatIsNotEightByteAligned",
+         [](const std::string& strTable) { return PlacedAt(0xF1234, strTable); }, 0x0B, "", {kNoEntryPoint}},
+        // "_SM_" only where the scan must not look: below 0xF0000.
+        {"NoAnchorInsideTheArea",
+         [](const std::string&) {
+             SmbiosMemoryImage image;
+             image.Put(0xEFFF8, "_SM_");
+             return image.Bytes();
+         },
+         0x0B, "", {kNoEntryPoint}},
+        // The first anchor is used even when its checksum fails.
+        {"AFirstAnchorWhoseChecksumFails",
+         [](const std::string& strTable) {
+             SmbiosMemoryImage image;
+             image.PlaceSmbios(0xF0100, strTable, 0x9B000);
+             EntryPoint2Options broken;
+             broken.bBreakChecksum = true;
+             image.PlaceSmbios(0xF0040, strTable, 0x9C000, broken);
+             return image.Bytes();
+         },
+         0x0B, "", {kChecksum}},
+        // The checksum covers the L bytes from the anchor: with L = 0x1F the
+        // broken outer sum is seen.
+        {"ABadSumOverTheLengthBytes",
+         [](const std::string& strTable) {
+             EntryPoint2Options options;
+             options.bBreakChecksum = true;
+             return PlacedAt(0xF0000, strTable, options);
+         },
+         0x0B, "", {kChecksum}},
+        // The last candidate: its fields would lie beyond the area.
+        {"AnEntryPointRunningPastTheEndOfTheArea",
+         [](const std::string&) {
+             SmbiosMemoryImage image;
+             image.Put(0xFFFF8, "_SM_");
+             return image.Bytes();
+         },
+         0x0B, "", {"Anchor String matched", kChecksum}},
+        {"AMemoryDeviceShorterThanTheBiosArea", [](const std::string&) { return std::string(0xF8000, '\0'); },
+         0x0B, "", {"Unable to map requested Address range for EPS"}},
+        {"ATableAddressOutsideTheMemoryDevice",
+         [](const std::string&) { return EntryPointOfATableAt(0x7FFFF000, 0x200); }, 0x0B, "", {kTableNotMapped}},
+        {"ATableRunningPastTheEndOfTheMemoryDevice",
+         [](const std::string&) { return EntryPointOfATableAt(0xFF000, 0x2000); }, 0x0B, "", {kTableNotMapped}},
+    };
+}
+
+class SMBIOSMemoryScanTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<ScanCase>
+{
+protected:
+    // Writes the case's memory device; the table it placed.
+    std::string WriteCase() const
+    {
+        const std::string strTable = StandardTable(GetParam().nSystemId);
+        WriteFile(m_dir.File("mem"), GetParam().fnDevice(strTable));
+        return strTable;
+    }
+
+    void ExpectLogged() const
+    {
+        const std::vector<std::string> vMessages = Messages();
+        for (const std::string& strLine : GetParam().vLogged)
+        {
+            EXPECT_TRUE(Contains(vMessages, strLine)) << strLine;
+        }
+    }
+};
+} // namespace
+
+TEST_P(SMBIOSMemoryScanTest, HoldsTheTableItFinds)
+{
+    StartLog();
+    const std::string strTable = WriteCase();
     InspectableSMBIOSInventory inventory(Sources());
     EXPECT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceMemoryScan);
     EXPECT_EQ(inventory.TableBytes(), strTable);
-    EXPECT_EQ(inventory.GetSystemID(), "0x33");
+    EXPECT_EQ(inventory.GetSystemID(), GetParam().strSystemId);
+    ExpectLogged();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanChecksTheLengthBytesCount)
+INSTANTIATE_TEST_SUITE_P(Accepts, SMBIOSMemoryScanTest, ::testing::ValuesIn(AcceptedScanCases()),
+                         ParamName<ScanCase>);
+
+class SMBIOSMemoryScanRefusalTest : public SMBIOSMemoryScanTest
+{
+};
+
+TEST_P(SMBIOSMemoryScanRefusalTest, HoldsNoTableAndSaysWhy)
 {
     StartLog();
-    // The checksum covers the L bytes from the anchor: with L = 0x1F the
-    // broken outer sum is seen.
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.bBreakChecksum = true;
-    image.PlaceSmbios(0xF0000, StandardTable(), 0x9B000, options);
-    WriteMemory(image);
+    WriteCase();
     InspectableSMBIOSInventory inventory(Sources());
     EXPECT_EQ(inventory.Initialize(), 0);
     EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "Checksum Failure"));
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceNone);
+    ExpectLogged();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanDoesNotCheckTheIntermediatePart)
-{
-    // Only the sysfs path looks at "_DMI_".
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.bBreakIntermediateAnchor = true;
-    image.PlaceSmbios(0xF0000, StandardTable(0x44), 0x9B000, options);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x44");
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanAcceptsAnEntryPointThatEndsExactlyAtTheEndOfTheArea)
-{
-    // 0xF0000 + 65535 - 31 = 0xFFFE0: the last place where 31 bytes fit.
-    SmbiosMemoryImage image;
-    image.PlaceSmbios(0xFFFE0, StandardTable(0x66), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x66");
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanRejectsAnEntryPointRunningPastTheEndOfTheArea)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    image.Put(0xFFFF8, "_SM_"); // the last candidate; its fields would lie beyond the area
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Anchor String matched"));
-    EXPECT_TRUE(Contains(vMessages, "Checksum Failure"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryDeviceShorterThanTheBiosAreaCannotBeMapped)
-{
-    StartLog();
-    WriteFile(m_dir.File("mem"), std::string(0xF8000, '\0'));
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for EPS"));
-}
-
-TEST_F(SMBIOSInventoryTest, TableAddressOutsideTheMemoryDeviceCannotBeMapped)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.nTableLength = 0x200;
-    options.nTableAddress = 0x7FFFF000;
-    image.Put(0xF0000, SmbiosEntryPoint2(options));
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for SMBIOS Tables"));
-}
-
-TEST_F(SMBIOSInventoryTest, TableRunningPastTheEndOfTheMemoryDeviceCannotBeMapped)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.nTableLength = 0x2000;
-    options.nTableAddress = 0xFF000;
-    image.Put(0xF0000, SmbiosEntryPoint2(options));
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for SMBIOS Tables"));
-}
+INSTANTIATE_TEST_SUITE_P(Refuses, SMBIOSMemoryScanRefusalTest, ::testing::ValuesIn(RefusedScanCases()),
+                         ParamName<ScanCase>);
 
 TEST_F(SMBIOSInventoryTest, MemoryTableOfLengthZero)
 {
@@ -1342,127 +1395,149 @@ TEST_F(SMBIOSInventoryTest, QueriesWithoutATableFindNothing)
 // System ID
 // ===========================================================================
 
-TEST_F(SMBIOSInventoryTest, SystemIdOfANonBrixMachineIsEmptyWithoutReadingFurther)
+namespace
+{
+// One machine's firmware and the system ID the reader gives for it: the ID,
+// how it was obtained, and what the log says.
+struct SystemIdCase
+{
+    const char* pszName;
+    std::string (*fnTable)();
+    // The memory device; none when null.
+    SmbiosMemoryImage (*fnMemory)();
+    const char* pszSystemId;
+    CSMBIOSInventory::eSystemIdOrigin eOrigin;
+    std::vector<std::string> vLogged;
+    std::vector<std::string> vNotLogged;
+    // The last line of the log, when it matters.
+    const char* pszLastLine;
+};
+
+void PrintTo(const SystemIdCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+template <uint8_t nSingle, uint16_t nTwo>
+std::string StandardTableWith()
+{
+    return StandardTable(nSingle, nTwo);
+}
+
+std::string TableWithoutRevision() { return SmbiosTable({OemStringsStructure({"Brix System"})}); }
+
+template <uint8_t nSingle, uint16_t nTwo = 0>
+SmbiosMemoryImage MemoryWith()
+{
+    SmbiosMemoryImage image;
+    image.SetSingleByteSystemId(nSingle);
+    image.SetTwoByteSystemId(nTwo);
+    return image;
+}
+
+const char* const kExiting = "Exiting GetSystemID";
+const char* const kSingleByte = "Single Byte System ID on the system";
+const char* const kNotMaker = "Skipping SystemID on Non-Brix System";
+
+std::vector<SystemIdCase> SystemIdCases()
+{
+    using S = CSMBIOSInventory;
+    return {
+        // Nothing further is read on another maker's machine.
+        {"FirstOEMStringWithATrailingBlank", [] { return StandardTable(0x0B, 0, "Brix System "); }, MemoryWith<0x41>,
+         "", S::eSystemIdNotMakerSystem, {kNotMaker},
+         {"Brix Revision Structure Found", "GetValueByOffset(): Inside GetValueByOffset"}, ""},
+        {"AnotherMakersMachine", [] { return StandardTable(0x0B, 0, "Other System"); }, nullptr, "",
+         S::eSystemIdNotMakerSystem, {kNotMaker}, {}, ""},
+        {"NoOEMStrings", [] { return SmbiosTable({RevisionStructure(0x0B)}); }, MemoryWith<0x41>, "",
+         S::eSystemIdNotMakerSystem, {kNotMaker}, {}, ""},
+        // A single byte is written as two lower-case digits.
+        {"SingleByte0B", StandardTableWith<0x0B, 0x07C1>, nullptr, "0x0b", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByte00", StandardTableWith<0x00, 0x07C1>, nullptr, "0x00", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByte8C", StandardTableWith<0x8C, 0x07C1>, nullptr, "0x8c", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByteFF", StandardTableWith<0xFF, 0x07C1>, nullptr, "0xff", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByteFD", StandardTableWith<0xFD, 0x07C1>, nullptr, "0xfd", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        // The marker 0xFE gives the two-byte ID in four upper-case digits.
+        {"TwoByte07C1", StandardTableWith<0xFE, 0x07C1>, nullptr, "0x07C1", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        {"TwoByteABCD", StandardTableWith<0xFE, 0xABCD>, nullptr, "0xABCD", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        {"TwoByte0000", StandardTableWith<0xFE, 0x0000>, nullptr, "0x0000", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        // A revision structure ending after its single byte, at the end of
+        // the table: bytes 8 and 9 are not there.
+        {"MarkerWithoutTheTwoByteField",
+         [] {
+             return SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
+                    SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
+         },
+         nullptr, "", S::eSystemIdRevisionTwoByteMissing, {"Unable to fetch Single Byte System ID"}, {}, ""},
+        // The two-byte ID is read at offsets 8 and 9 whatever the formatted
+        // length: here they are the second NUL of the set and the end
+        // structure's type.
+        {"ShortRevisionStructureLendsTheBytesBehindIt",
+         [] {
+             return SmbiosTable({OemStringsStructure({"Brix System"}),
+                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(2, '\0'))});
+         },
+         nullptr, "0x7F00", S::eSystemIdRevisionTwoByte, {}, {}, kExiting},
+        // Without a revision structure physical memory decides: a single
+        // byte as a character, zero-filled to a width of 2.
+        {"MemorySingleByte", TableWithoutRevision, MemoryWith<0x41>, "0x0A", S::eSystemIdMemorySingleByte,
+         {"Unable to fetch Data", "GetSystemIdFromMemory(): Found Single Byte system ID on the system: 0x0A"}, {},
+         ""},
+        // In lower-case digits, unlike the table's form.
+        {"MemoryTwoByteIsLowerCase", TableWithoutRevision, MemoryWith<0xFE, 0x07C1>, "0x07c1",
+         S::eSystemIdMemoryTwoByte,
+         {"Single byte System ID value is 0xFE. Checking two byte system ID on the system",
+          "GetSystemIdFromMemory(): Found Two Byte system ID on the system: 0x07c1"},
+         {},
+         ""},
+        {"MemoryWithoutAnyId", TableWithoutRevision, MemoryWith<0x00>, "", S::eSystemIdMemoryUnavailable,
+         {"GetSystemIdFromMemory(): Unable to get system ID from memory"}, {}, ""},
+        {"NoMemoryDevice", TableWithoutRevision, nullptr, "", S::eSystemIdMemoryUnavailable,
+         {"GetSystemIdFromMemory(): GetValueByOffset Failed"}, {}, ""},
+    };
+}
+
+class SMBIOSSystemIdTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<SystemIdCase>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSSystemIdTest, IsReadAsTheCheckerReadsIt)
 {
     StartLog();
-    WriteSysfsTable(StandardTable(0x0B, 0, "Brix System "));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Skipping SystemID on Non-Brix System"));
-    EXPECT_FALSE(Contains(vMessages, "Brix Revision Structure Found"));
-    EXPECT_FALSE(Contains(vMessages, "GetValueByOffset(): Inside GetValueByOffset"));
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdWithoutOEMStringsIsEmpty)
-{
-    WriteSysfsTable(SmbiosTable({RevisionStructure(0x0B)}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-}
-
-TEST_F(SMBIOSInventoryTest, SingleByteSystemIdsAreTwoLowerCaseDigits)
-{
-    for (const auto& expected : std::vector<std::pair<uint8_t, std::string>>{
-             {0x0B, "0x0b"}, {0x00, "0x00"}, {0x8C, "0x8c"}, {0xFF, "0xff"}, {0xFD, "0xfd"}})
+    const SystemIdCase& testCase = GetParam();
+    WriteSysfsTable(testCase.fnTable());
+    if (testCase.fnMemory != nullptr)
     {
-        SCOPED_TRACE(expected.second);
-        WriteSysfsTable(StandardTable(expected.first, 0x07C1));
-        InspectableSMBIOSInventory inventory(Sources());
-        ASSERT_EQ(inventory.Initialize(), 1);
-        EXPECT_EQ(inventory.GetSystemID(), expected.second);
+        WriteMemory(testCase.fnMemory());
+    }
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), testCase.pszSystemId);
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), testCase.eOrigin);
+    const std::vector<std::string> vMessages = Messages();
+    for (const std::string& strLine : testCase.vLogged)
+    {
+        EXPECT_TRUE(Contains(vMessages, strLine)) << strLine;
+    }
+    for (const std::string& strLine : testCase.vNotLogged)
+    {
+        EXPECT_FALSE(Contains(vMessages, strLine)) << strLine;
+    }
+    if (*testCase.pszLastLine != '\0')
+    {
+        ASSERT_FALSE(vMessages.empty());
+        EXPECT_EQ(vMessages.back(), testCase.pszLastLine);
     }
 }
 
-TEST_F(SMBIOSInventoryTest, SystemIdMarkerFEGivesTheTwoByteIdInFourUpperCaseDigits)
-{
-    StartLog();
-    WriteSysfsTable(StandardTable(0xFE, 0x07C1));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x07C1");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_FALSE(Contains(vMessages, "Single Byte System ID on the system"));
-    EXPECT_EQ(vMessages.back(), "Exiting GetSystemID");
-
-    WriteSysfsTable(StandardTable(0xFE, 0xABCD));
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0xABCD");
-    WriteSysfsTable(StandardTable(0xFE, 0x0000));
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x0000");
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdMarkerFEWithoutTheTwoByteFieldIsEmpty)
-{
-    StartLog();
-    // A revision structure ending after its single byte, at the end of the
-    // table: bytes 8 and 9 are not there.
-    const std::string strTable = SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
-                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
-    WriteSysfsTable(strTable);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_TRUE(Contains(Messages(), "Unable to fetch Single Byte System ID"));
-}
-
-TEST_F(SMBIOSInventoryTest, ShortRevisionStructureReadsTheBytesBehindIt)
-{
-    // The two-byte ID is read at offsets 8 and 9 whatever the formatted
-    // length: here they are the second NUL of the set and the end
-    // structure's type.
-    const std::string strTable = SmbiosTable({OemStringsStructure({"Brix System"}),
-                                              SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3),
-                                                                 std::string(2, '\0'))});
-    WriteSysfsTable(strTable);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x7F00");
-}
-
-TEST_F(SMBIOSInventoryTest, WithoutRevisionStructureTheMemoryDecides)
-{
-    StartLog();
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    // The byte itself as a character, zero-filled to a width of 2.
-    EXPECT_EQ(inventory.GetSystemID(), "0x0A");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Unable to fetch Data"));
-    EXPECT_TRUE(Contains(vMessages, "GetSystemIdFromMemory(): Found Single Byte system ID on the system: 0x0A"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryTwoByteIdIsLowerCaseAndDiffersFromTheTableForm)
-{
-    StartLog();
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0xFE);
-    image.SetTwoByteSystemId(0x07C1);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    const std::string strId = inventory.GetSystemID();
-    EXPECT_EQ(strId, "0x07c1");
-    EXPECT_NE(strId, "0x07C1");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(
-        Contains(vMessages, "Single byte System ID value is 0xFE. Checking two byte system ID on the system"));
-    EXPECT_TRUE(Contains(vMessages, "GetSystemIdFromMemory(): Found Two Byte system ID on the system: 0x07c1"));
-}
+INSTANTIATE_TEST_SUITE_P(Machines, SMBIOSSystemIdTest, ::testing::ValuesIn(SystemIdCases()),
+                         ParamName<SystemIdCase>);
 
 TEST_F(SMBIOSInventoryTest, MemorySingleByteZeroAlsoLeadsToTheTwoByteId)
 {
@@ -2018,73 +2093,6 @@ TEST_F(SMBIOSInventoryTest, SystemIdOriginIsNotReadBeforeAnySystemIdIsAskedFor)
     EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
     ASSERT_EQ(inventory.Initialize(), 1);
     EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesTheRevisionStructureAndItsForm)
-{
-    WriteSysfsTable(StandardTable(0x0B));
-    InspectableSMBIOSInventory single(Sources());
-    ASSERT_EQ(single.Initialize(), 1);
-    EXPECT_EQ(single.GetSystemID(), "0x0b");
-    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionSingleByte);
-
-    WriteSysfsTable(StandardTable(0xFE, 0x07C1));
-    InspectableSMBIOSInventory two(Sources());
-    ASSERT_EQ(two.Initialize(), 1);
-    EXPECT_EQ(two.GetSystemID(), "0x07C1");
-    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByte);
-
-    const std::string strShort = SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
-                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
-    WriteSysfsTable(strShort);
-    InspectableSMBIOSInventory missing(Sources());
-    ASSERT_EQ(missing.Initialize(), 1);
-    EXPECT_EQ(missing.GetSystemID(), "");
-    EXPECT_EQ(missing.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByteMissing);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAnotherMakersMachine)
-{
-    WriteSysfsTable(StandardTable(0x0B, 0, "Other System"));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotMakerSystem);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesThePhysicalMemoryFallback)
-{
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory single(Sources());
-    ASSERT_EQ(single.Initialize(), 1);
-    EXPECT_EQ(single.GetSystemID(), "0x0A");
-    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemorySingleByte);
-
-    image.SetSingleByteSystemId(0xFE);
-    image.SetTwoByteSystemId(0x07C1);
-    WriteMemory(image);
-    InspectableSMBIOSInventory two(Sources());
-    ASSERT_EQ(two.Initialize(), 1);
-    EXPECT_EQ(two.GetSystemID(), "0x07c1");
-    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryTwoByte);
-
-    WriteMemory(SmbiosMemoryImage());
-    InspectableSMBIOSInventory empty(Sources());
-    ASSERT_EQ(empty.Initialize(), 1);
-    EXPECT_EQ(empty.GetSystemID(), "");
-    EXPECT_EQ(empty.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAMissingMemoryDevice)
-{
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
 }
 
 TEST_F(SMBIOSInventoryTest, SystemIdOriginFollowsTheLastQuery)
