@@ -280,6 +280,12 @@ struct FieldChange
 
 void PrintTo(const FieldChange& change, std::ostream* pStream) { *pStream << change.pszName; }
 
+template <unsigned char nBus, unsigned char nDevice, unsigned char nFunction>
+void SetBDF(CDeviceInfo& record)
+{
+    record.setBDFInfo(_BDFInfo{nBus, nDevice, nFunction});
+}
+
 void SetPCIField(CDeviceInfo& record, std::string SPCIInfo::*pField, const char* pszValue)
 {
     SPCIInfo pci = record.getPCIInfo();
@@ -307,9 +313,9 @@ std::vector<FieldChange> FieldChanges()
         {"Status", [](CDeviceInfo& r) { r.setStatus(1); }, false, false},
         {"EnumId", [](CDeviceInfo& r) { r.setEnumId("x"); }, false, true},
         {"FQDD", [](CDeviceInfo& r) { r.setFQDDInfo("x"); }, false, true},
-        {"Bus", [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{9, 2, 3}); }, false, true},
-        {"Device", [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{1, 9, 3}); }, false, true},
-        {"Function", [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{1, 2, 9}); }, false, true},
+        {"Bus", SetBDF<9, 2, 3>, false, true},
+        {"Device", SetBDF<1, 9, 3>, false, true},
+        {"Function", SetBDF<1, 2, 9>, false, true},
     };
 }
 

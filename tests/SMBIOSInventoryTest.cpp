@@ -242,57 +242,61 @@ std::string EntryPointFileOf200Bytes(bool bSpoiled)
     return strFile;
 }
 
+std::string Correct2x() { return SmbiosEntryPoint2(); }
+std::string Correct3x() { return SmbiosEntryPoint3(); }
+
+// A 2.x entry point with one of its sums or its intermediate anchor broken.
+template <bool EntryPoint2Options::*pBreak>
+std::string Broken2x()
+{
+    EntryPoint2Options options;
+    options.*pBreak = true;
+    return SmbiosEntryPoint2(options);
+}
+const auto BadSum2x = Broken2x<&EntryPoint2Options::bBreakChecksum>;
+const auto BadIntermediateAnchor2x = Broken2x<&EntryPoint2Options::bBreakIntermediateAnchor>;
+const auto BadIntermediateSum2x = Broken2x<&EntryPoint2Options::bBreakIntermediateChecksum>;
+
+std::string BadSum3x()
+{
+    EntryPoint3Options options;
+    options.bBreakChecksum = true;
+    return SmbiosEntryPoint3(options);
+}
+
+std::string NoBytes() { return std::string(); }
+std::string ThreeZeroBytes() { return std::string(3, '\0'); }
+std::string First16BytesOf2x() { return SmbiosEntryPoint2().substr(0, 16); }
+
+template <bool bSpoiled>
+std::string FileOf200Bytes()
+{
+    return EntryPointFileOf200Bytes(bSpoiled);
+}
+
 std::vector<VerifyCase> VerifyCases()
 {
+    const std::string kSum = kSumFailed;
+    const std::string kAnchor = kNoIntermediateAnchor;
+    // clang-format off
     return {
-        {"Correct2x", [] { return SmbiosEntryPoint2(); }, 1, {}, {kSumFailed, kNoIntermediateAnchor}},
-        {"Correct3x", [] { return SmbiosEntryPoint3(); }, 1, {}, {kSumFailed}},
-        {"BadWholeBufferSum2x",
-         [] {
-             EntryPoint2Options options;
-             options.bBreakChecksum = true;
-             return SmbiosEntryPoint2(options);
-         },
-         0,
-         {kSumFailed},
-         {}},
-        {"BadWholeBufferSum3x",
-         [] {
-             EntryPoint3Options options;
-             options.bBreakChecksum = true;
-             return SmbiosEntryPoint3(options);
-         },
-         0,
-         {kSumFailed},
-         {}},
-        {"WrongIntermediateAnchorWithRightSums",
-         [] {
-             EntryPoint2Options options;
-             options.bBreakIntermediateAnchor = true;
-             return SmbiosEntryPoint2(options);
-         },
-         0,
-         {kNoIntermediateAnchor},
-         {kSumFailed}},
-        {"BadIntermediateSumAlone",
-         [] {
-             EntryPoint2Options options;
-             options.bBreakIntermediateChecksum = true;
-             return SmbiosEntryPoint2(options);
-         },
-         0,
-         {kSumFailed},
-         {kNoIntermediateAnchor}},
+        {"Correct2x",                            Correct2x,               1, {},        {kSum, kAnchor}},
+        {"Correct3x",                            Correct3x,               1, {},        {kSum}},
+        {"BadWholeBufferSum2x",                  BadSum2x,                0, {kSum},    {}},
+        {"BadWholeBufferSum3x",                  BadSum3x,                0, {kSum},    {}},
+        {"WrongIntermediateAnchorWithRightSums", BadIntermediateAnchor2x, 0, {kAnchor}, {kSum}},
+        {"BadIntermediateSumAlone",              BadIntermediateSum2x,    0, {kSum},    {kAnchor}},
         // No bytes to sum and no "_SM_": accepted on the sum alone.
-        {"EmptyBuffer", [] { return std::string(); }, 1, {}, {kSumFailed}},
-        {"ThreeZeroBytes", [] { return std::string(3, '\0'); }, 1, {}, {kSumFailed}},
-        // The first 16 bytes of a 2.x entry point sum to 0 by themselves,
-        // but the copy holds no "_DMI_" behind them.
-        {"First16BytesOf2x", [] { return SmbiosEntryPoint2().substr(0, 16); }, 0, {kNoIntermediateAnchor}, {}},
+        {"EmptyBuffer",                          NoBytes,                 1, {},        {kSum}},
+        {"ThreeZeroBytes",                       ThreeZeroBytes,          1, {},        {kSum}},
+        // The first 16 bytes of a 2.x entry point sum to 0 by themselves, but
+        // the copy holds no "_DMI_" behind them.
+        {"First16BytesOf2x",                     First16BytesOf2x,        0, {kAnchor}, {}},
         // Of a longer file only the first 36 bytes are copied and checked.
-        {"FileOf200BytesChecksOnlyTheFirst36", [] { return EntryPointFileOf200Bytes(false); }, 1, {}, {}},
-        {"FileOf200BytesWithAByteAt0x1F", [] { return EntryPointFileOf200Bytes(true); }, 0, {kSumFailed}, {}},
+        {"FileOf200BytesChecksOnlyTheFirst36",   FileOf200Bytes<false>,   1, {},        {}},
+        {"FileOf200BytesWithAByteAt0x1F",        FileOf200Bytes<true>,    0, {kSum},    {}},
     };
+    // clang-format on
 }
 
 class SMBIOSVerifyTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<VerifyCase>
@@ -637,7 +641,8 @@ struct ScanCase
 
 void PrintTo(const ScanCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
 
-// The table at 0x9B000 and its entry point at nAnchor.
+// The memory devices of the cases. The table lies at 0x9B000 unless the
+// entry point says otherwise.
 std::string PlacedAt(uint32_t nAnchor, const std::string& strTable, EntryPoint2Options options = EntryPoint2Options())
 {
     SmbiosMemoryImage image;
@@ -645,8 +650,59 @@ std::string PlacedAt(uint32_t nAnchor, const std::string& strTable, EntryPoint2O
     return image.Bytes();
 }
 
+template <uint32_t nAnchor>
+std::string EntryPointAt(const std::string& strTable)
+{
+    return PlacedAt(nAnchor, strTable);
+}
+
+std::string EntryPointOfLengthZeroWithABadSum(const std::string& strTable)
+{
+    EntryPoint2Options options;
+    options.nLengthByte = 0;
+    options.bBreakChecksum = true;
+    return PlacedAt(0xF0000, strTable, options);
+}
+
+std::string EntryPointWithABrokenIntermediateAnchor(const std::string& strTable)
+{
+    EntryPoint2Options options;
+    options.bBreakIntermediateAnchor = true;
+    return PlacedAt(0xF0000, strTable, options);
+}
+
+std::string EntryPointWithABadSum(const std::string& strTable)
+{
+    EntryPoint2Options options;
+    options.bBreakChecksum = true;
+    return PlacedAt(0xF0000, strTable, options);
+}
+
+// A correct entry point at 0xF0100 behind one with a bad sum at 0xF0040.
+std::string TwoEntryPointsTheFirstWithABadSum(const std::string& strTable)
+{
+    SmbiosMemoryImage image;
+    image.PlaceSmbios(0xF0100, strTable, 0x9B000);
+    EntryPoint2Options broken;
+    broken.bBreakChecksum = true;
+    image.PlaceSmbios(0xF0040, strTable, 0x9C000, broken);
+    return image.Bytes();
+}
+
+// "_SM_" alone at nAddress.
+template <uint32_t nAddress>
+std::string AnchorAt(const std::string&)
+{
+    SmbiosMemoryImage image;
+    image.Put(nAddress, "_SM_");
+    return image.Bytes();
+}
+
+std::string MemoryShorterThanTheBiosArea(const std::string&) { return std::string(0xF8000, '\0'); }
+
 // An entry point at 0xF0000 whose table lies at nAddress with nLength bytes.
-std::string EntryPointOfATableAt(uint32_t nAddress, uint16_t nLength)
+template <uint32_t nAddress, uint16_t nLength>
+std::string TableAt(const std::string&)
 {
     SmbiosMemoryImage image;
     EntryPoint2Options options;
@@ -659,27 +715,12 @@ std::string EntryPointOfATableAt(uint32_t nAddress, uint16_t nLength)
 std::vector<ScanCase> AcceptedScanCases()
 {
     return {
-        {"AnAnchorThatIsEightButNotSixteenByteAligned",
-         [](const std::string& strTable) { return PlacedAt(0xF1238, strTable); }, 0x5A, "0x5a", {}},
-        {"EntryPointLengthZeroWithoutChecksum",
-         [](const std::string& strTable) {
-             EntryPoint2Options options;
-             options.nLengthByte = 0;
-             options.bBreakChecksum = true;
-             return PlacedAt(0xF0000, strTable, options);
-         },
-         0x33, "0x33", {}},
+        {"AnAnchorThatIsEightButNotSixteenByteAligned", EntryPointAt<0xF1238>, 0x5A, "0x5a", {}},
+        {"EntryPointLengthZeroWithoutChecksum", EntryPointOfLengthZeroWithABadSum, 0x33, "0x33", {}},
         // Only the sysfs path looks at "_DMI_".
-        {"ABrokenIntermediatePartWhichIsNotChecked",
-         [](const std::string& strTable) {
-             EntryPoint2Options options;
-             options.bBreakIntermediateAnchor = true;
-             return PlacedAt(0xF0000, strTable, options);
-         },
-         0x44, "0x44", {}},
+        {"ABrokenIntermediatePartWhichIsNotChecked", EntryPointWithABrokenIntermediateAnchor, 0x44, "0x44", {}},
         // 0xF0000 + 65535 - 31 = 0xFFFE0: the last place where 31 bytes fit.
-        {"AnEntryPointThatEndsExactlyAtTheEndOfTheArea",
-         [](const std::string& strTable) { return PlacedAt(0xFFFE0, strTable); }, 0x66, "0x66", {}},
+        {"AnEntryPointThatEndsExactlyAtTheEndOfTheArea", EntryPointAt<0xFFFE0>, 0x66, "0x66", {}},
     };
 }
 
@@ -688,51 +729,21 @@ std::vector<ScanCase> RefusedScanCases()
     const char* const kNoEntryPoint = "No Entry Point Structure Found";
     const char* const kChecksum = "Checksum Failure";
     const char* const kTableNotMapped = "Unable to map requested Address range for SMBIOS Tables";
+    const char* const kAreaNotMapped = "Unable to map requested Address range for EPS";
     return {
-        {"AnAnchorThatIsNotEightByteAligned",
-         [](const std::string& strTable) { return PlacedAt(0xF1234, strTable); }, 0x0B, "", {kNoEntryPoint}},
+        {"AnAnchorThatIsNotEightByteAligned", EntryPointAt<0xF1234>, 0x0B, "", {kNoEntryPoint}},
         // "_SM_" only where the scan must not look: below 0xF0000.
-        {"NoAnchorInsideTheArea",
-         [](const std::string&) {
-             SmbiosMemoryImage image;
-             image.Put(0xEFFF8, "_SM_");
-             return image.Bytes();
-         },
-         0x0B, "", {kNoEntryPoint}},
+        {"NoAnchorInsideTheArea", AnchorAt<0xEFFF8>, 0x0B, "", {kNoEntryPoint}},
         // The first anchor is used even when its checksum fails.
-        {"AFirstAnchorWhoseChecksumFails",
-         [](const std::string& strTable) {
-             SmbiosMemoryImage image;
-             image.PlaceSmbios(0xF0100, strTable, 0x9B000);
-             EntryPoint2Options broken;
-             broken.bBreakChecksum = true;
-             image.PlaceSmbios(0xF0040, strTable, 0x9C000, broken);
-             return image.Bytes();
-         },
-         0x0B, "", {kChecksum}},
+        {"AFirstAnchorWhoseChecksumFails", TwoEntryPointsTheFirstWithABadSum, 0x0B, "", {kChecksum}},
         // The checksum covers the L bytes from the anchor: with L = 0x1F the
         // broken outer sum is seen.
-        {"ABadSumOverTheLengthBytes",
-         [](const std::string& strTable) {
-             EntryPoint2Options options;
-             options.bBreakChecksum = true;
-             return PlacedAt(0xF0000, strTable, options);
-         },
-         0x0B, "", {kChecksum}},
+        {"ABadSumOverTheLengthBytes", EntryPointWithABadSum, 0x0B, "", {kChecksum}},
         // The last candidate: its fields would lie beyond the area.
-        {"AnEntryPointRunningPastTheEndOfTheArea",
-         [](const std::string&) {
-             SmbiosMemoryImage image;
-             image.Put(0xFFFF8, "_SM_");
-             return image.Bytes();
-         },
-         0x0B, "", {"Anchor String matched", kChecksum}},
-        {"AMemoryDeviceShorterThanTheBiosArea", [](const std::string&) { return std::string(0xF8000, '\0'); },
-         0x0B, "", {"Unable to map requested Address range for EPS"}},
-        {"ATableAddressOutsideTheMemoryDevice",
-         [](const std::string&) { return EntryPointOfATableAt(0x7FFFF000, 0x200); }, 0x0B, "", {kTableNotMapped}},
-        {"ATableRunningPastTheEndOfTheMemoryDevice",
-         [](const std::string&) { return EntryPointOfATableAt(0xFF000, 0x2000); }, 0x0B, "", {kTableNotMapped}},
+        {"AnEntryPointRunningPastTheEndOfTheArea", AnchorAt<0xFFFF8>, 0x0B, "", {"Anchor String matched", kChecksum}},
+        {"AMemoryDeviceShorterThanTheBiosArea", MemoryShorterThanTheBiosArea, 0x0B, "", {kAreaNotMapped}},
+        {"ATableAddressOutsideTheMemoryDevice", TableAt<0x7FFFF000, 0x200>, 0x0B, "", {kTableNotMapped}},
+        {"ATableRunningPastTheEndOfTheMemoryDevice", TableAt<0xFF000, 0x2000>, 0x0B, "", {kTableNotMapped}},
     };
 }
 
@@ -770,8 +781,7 @@ TEST_P(SMBIOSMemoryScanTest, HoldsTheTableItFinds)
     ExpectLogged();
 }
 
-INSTANTIATE_TEST_SUITE_P(Accepts, SMBIOSMemoryScanTest, ::testing::ValuesIn(AcceptedScanCases()),
-                         ParamName<ScanCase>);
+INSTANTIATE_TEST_SUITE_P(Accepts, SMBIOSMemoryScanTest, ::testing::ValuesIn(AcceptedScanCases()), ParamName<ScanCase>);
 
 class SMBIOSMemoryScanRefusalTest : public SMBIOSMemoryScanTest
 {
@@ -1439,6 +1449,7 @@ const char* const kNotMaker = "Skipping SystemID on Non-Brix System";
 std::vector<SystemIdCase> SystemIdCases()
 {
     using S = CSMBIOSInventory;
+    // clang-format off
     return {
         // Nothing further is read on another maker's machine.
         {"FirstOEMStringWithATrailingBlank", [] { return StandardTable(0x0B, 0, "Brix System "); }, MemoryWith<0x41>,
@@ -1500,6 +1511,7 @@ std::vector<SystemIdCase> SystemIdCases()
         {"NoMemoryDevice", TableWithoutRevision, nullptr, "", S::eSystemIdMemoryUnavailable,
          {"GetSystemIdFromMemory(): GetValueByOffset Failed"}, {}, ""},
     };
+    // clang-format on
 }
 
 class SMBIOSSystemIdTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<SystemIdCase>
@@ -1536,8 +1548,7 @@ TEST_P(SMBIOSSystemIdTest, IsReadAsTheCheckerReadsIt)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Machines, SMBIOSSystemIdTest, ::testing::ValuesIn(SystemIdCases()),
-                         ParamName<SystemIdCase>);
+INSTANTIATE_TEST_SUITE_P(Machines, SMBIOSSystemIdTest, ::testing::ValuesIn(SystemIdCases()), ParamName<SystemIdCase>);
 
 TEST_F(SMBIOSInventoryTest, MemorySingleByteZeroAlsoLeadsToTheTwoByteId)
 {

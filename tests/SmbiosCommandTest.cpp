@@ -113,6 +113,6 @@ TEST_F(SmbiosCommand, AFixedUpVersionIsShownWithDmidecodesNote)
     EntryPoint2Options fixedUp;
     fixedUp.nMinor = 31;
     ASSERT_EQ(RunOn(SmbiosDumpImage2(kTable, fixedUp)), CSmbiosCommand::nExitTableRead);
-    EXPECT_EQ(FirstLine(),
-              "Source              : dump file " + DumpPath() + ", entry point 2.3; SMBIOS version fixup (2.31 -> 2.3).\n");
+    EXPECT_EQ(FirstLine(), "Source              : dump file " + DumpPath() +
+                               ", entry point 2.3; SMBIOS version fixup (2.31 -> 2.3).\n");
 }

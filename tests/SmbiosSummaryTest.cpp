@@ -337,6 +337,7 @@ void PrintTo(const RevisionCase& testCase, std::ostream* pStream) { *pStream << 
 std::vector<RevisionCase> RevisionCases()
 {
     using S = CSMBIOSInventory;
+    // clang-format off
     return {
         {"AtTheTableEndTheIdComesFromPhysicalMemory",
          [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}, false); }, 0x07C1, "0x07c1",
@@ -371,6 +372,7 @@ std::vector<RevisionCase> RevisionCases()
          [] { return SmbiosTable({OemStringsStructure({"Other"}), SmbiosStructure(0xD0, "")}); }, 0, "",
          S::eSystemIdNotMakerSystem, 4, true, "none (the first OEM string is not \"Brix System\")"},
     };
+    // clang-format on
 }
 
 class SmbiosSummaryRevisionTest : public SmbiosSummaryTest, public ::testing::WithParamInterface<RevisionCase>
