@@ -73,6 +73,17 @@ long IndexOf(const std::vector<std::string>& vLines, const std::string& strLine,
     return -1;
 }
 
+// Both lines are logged, strFirst before strSecond.
+void ExpectLoggedBefore(const std::vector<std::string>& vMessages, const std::string& strFirst,
+                        const std::string& strSecond)
+{
+    const long nFirst = IndexOf(vMessages, strFirst);
+    const long nSecond = IndexOf(vMessages, strSecond);
+    ASSERT_GE(nFirst, 0) << strFirst;
+    ASSERT_GE(nSecond, 0) << strSecond;
+    EXPECT_LT(nFirst, nSecond);
+}
+
 // A table as a machine of the maker presents it.
 std::string StandardTable(uint8_t nSystemId = 0x0B, uint16_t nTwoByteId = 0,
                           const std::string& strFirstOEMString = "Brix System")
@@ -339,12 +350,7 @@ TEST_F(SMBIOSInventoryTest, ValidateDMITEPReportsTheAnchorBeforeTheSum)
     std::memcpy(entry.anchor, "_DMX_", 5);
     entry.checksum = 1; // the 16 bytes no longer sum to 0
     EXPECT_EQ(inventory.ValidateDMITEP(&entry), 0);
-    const std::vector<std::string> vMessages = Messages();
-    const long nAnchor = IndexOf(vMessages, "Failed to find intermediate anchor string as _DMI_");
-    const long nSum = IndexOf(vMessages, "Entry point buffer checksum validation failed.");
-    ASSERT_GE(nAnchor, 0);
-    ASSERT_GE(nSum, 0);
-    EXPECT_LT(nAnchor, nSum);
+    ExpectLoggedBefore(Messages(), kNoIntermediateAnchor, kSumFailed);
 }
 
 TEST_F(SMBIOSInventoryTest, ValidateDMITEPSumsSixteenBytes)
@@ -451,12 +457,7 @@ TEST_F(SMBIOSInventoryTest, SysfsBadChecksumFallsThroughToTheMemoryScan)
     EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceMemoryScan);
     EXPECT_EQ(inventory.TableBytes(), strMemoryTable);
     EXPECT_EQ(inventory.GetSystemID(), "0x22");
-    const std::vector<std::string> vMessages = Messages();
-    const long nChecksum = IndexOf(vMessages, "Entry point buffer checksum validation failed.");
-    const long nLinux = IndexOf(vMessages, "Found Linux System");
-    ASSERT_GE(nChecksum, 0);
-    ASSERT_GE(nLinux, 0);
-    EXPECT_LT(nChecksum, nLinux);
+    ExpectLoggedBefore(Messages(), kSumFailed, "Found Linux System");
 }
 
 TEST_F(SMBIOSInventoryTest, MissingSysfsTableFileFallsThroughToTheMemoryScan)
@@ -1132,49 +1133,76 @@ TEST_F(SMBIOSInventoryTest, StringNumbersSkipStringsAndMayRunIntoTheClosingNul)
     EXPECT_EQ(pData[0], 0);
 }
 
-TEST_F(SMBIOSInventoryTest, TheStringGettersReadTheirStructures)
+namespace
+{
+// One of the string getters: its name, the string StandardTable gives it,
+// and what it logs when its structure holds no such string.
+struct StringGetter
+{
+    const char* pszName;
+    std::string (CSMBIOSInventory::*fnGet)();
+    const char* pszValue;
+    const char* pszFailure;
+};
+
+void PrintTo(const StringGetter& getter, std::ostream* pStream) { *pStream << getter.pszName; }
+
+std::vector<StringGetter> StringGetters()
+{
+    using S = CSMBIOSInventory;
+    // clang-format off
+    return {
+        {"GetVendorName",       &S::GetVendorName,       "Acme Firmware Works", "Unable to fetch Vendor Name"},
+        {"GetBiosVersion",      &S::GetBiosVersion,      "2.7.1",               "Unable to fetch BIOS Version"},
+        {"GetManufacturerName", &S::GetManufacturerName, "Example Systems",     "Unable to fetch Manufacturer Name"},
+        {"GetProductName",      &S::GetProductName,      "Model 7",             "Unable to fetch Product Name"},
+        {"GetSerialNumber",     &S::GetSerialNumber,     "SN-42",               "Unable to fetch Serial Number"},
+        {"GetOEMName",          &S::GetOEMName,          "Brix System",         "Unable to fetch OEM Name"},
+    };
+    // clang-format on
+}
+
+class SMBIOSStringGetterTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<StringGetter>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSStringGetterTest, ReadsItsStructure)
 {
     StartLog();
     WriteSysfsTable(StandardTable());
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetVendorName(), "Acme Firmware Works");
-    EXPECT_EQ(inventory.GetBiosVersion(), "2.7.1");
-    EXPECT_EQ(inventory.GetManufacturerName(), "Example Systems");
-    EXPECT_EQ(inventory.GetProductName(), "Model 7");
-    EXPECT_EQ(inventory.GetSerialNumber(), "SN-42");
-    EXPECT_EQ(inventory.GetOEMName(), "Brix System");
+    EXPECT_EQ((inventory.*GetParam().fnGet)(), GetParam().pszValue);
     const std::vector<std::string> vMessages = Messages();
-    for (const char* pszName : {"GetVendorName", "GetBiosVersion", "GetManufacturerName", "GetProductName",
-                                "GetSerialNumber", "GetOEMName"})
-    {
-        EXPECT_TRUE(Contains(vMessages, std::string("Entered ") + pszName)) << pszName;
-        EXPECT_TRUE(Contains(vMessages, std::string("Exiting ") + pszName)) << pszName;
-    }
-    EXPECT_TRUE(Contains(vMessages, "Requested Data Found: Acme Firmware Works"));
-    EXPECT_TRUE(Contains(vMessages, "OEM Structure Found"));
+    EXPECT_TRUE(Contains(vMessages, std::string("Entered ") + GetParam().pszName));
+    EXPECT_TRUE(Contains(vMessages, std::string("Exiting ") + GetParam().pszName));
+    EXPECT_TRUE(Contains(vMessages, std::string("Requested Data Found: ") + GetParam().pszValue));
 }
 
-TEST_F(SMBIOSInventoryTest, TheStringGettersReportWhatTheyCannotFetch)
+TEST_P(SMBIOSStringGetterTest, ReportsWhatItCannotFetch)
 {
     StartLog();
     WriteSysfsTable(SmbiosTable({RevisionStructure(1)}));
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetVendorName(), "");
-    EXPECT_EQ(inventory.GetBiosVersion(), "");
-    EXPECT_EQ(inventory.GetManufacturerName(), "");
-    EXPECT_EQ(inventory.GetProductName(), "");
-    EXPECT_EQ(inventory.GetSerialNumber(), "");
-    EXPECT_EQ(inventory.GetOEMName(), "");
+    EXPECT_EQ((inventory.*GetParam().fnGet)(), "");
     const std::vector<std::string> vMessages = Messages();
-    for (const char* pszMessage : {"Unable to fetch Vendor Name", "Unable to fetch BIOS Version",
-                                   "Unable to fetch Manufacturer Name", "Unable to fetch Product Name",
-                                   "Unable to fetch Serial Number", "Unable to fetch OEM Name"})
-    {
-        EXPECT_TRUE(Contains(vMessages, pszMessage)) << pszMessage;
-    }
+    EXPECT_TRUE(Contains(vMessages, GetParam().pszFailure));
     EXPECT_TRUE(Contains(vMessages, "Exiting getDataFromTable"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Strings, SMBIOSStringGetterTest, ::testing::ValuesIn(StringGetters()),
+                         ParamName<StringGetter>);
+
+TEST_F(SMBIOSInventoryTest, TheOEMStringGetterFindsTheOEMStructure)
+{
+    StartLog();
+    WriteSysfsTable(StandardTable());
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetOEMName(), "Brix System");
+    EXPECT_TRUE(Contains(Messages(), "OEM Structure Found"));
 }
 
 TEST_F(SMBIOSInventoryTest, GetOEMNameReturnsTheFirstStringOfTheFirstOEMStructure)
