@@ -3,6 +3,8 @@
 
 #include "DeviceInfo.h"
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -163,6 +165,14 @@ CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::strin
 // and Python's jsonschema module, which the project's dependencies
 // install). Empty when the document is valid; otherwise what is wrong.
 std::string JsonSchemaErrors(const std::string& strSchema, const std::string& strDocument);
+
+// The name of a parameterised test's case: the pszName of its data, for
+// INSTANTIATE_TEST_SUITE_P (ParamName<SomeCase>).
+template <typename Case>
+std::string ParamName(const ::testing::TestParamInfo<Case>& info)
+{
+    return info.param.pszName;
+}
 } // namespace vextest
 
 #endif // VEXDEP_TESTSUPPORT_H
