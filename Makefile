@@ -1,9 +1,12 @@
 # Top-level entry points. See README.md.
 #   make deps   install the Debian packages the project needs (only the missing ones)
 #   make build  configure and build into build/
-#   make test   deps + build + the portable checker + every test, then the whole suite again
-#               under the sanitizers, then a short deterministic run of every fuzz target and
-#               a replay of its corpus; ends with one line that counts the tests of all three phases
+#   make test   deps + build + the portable checker + every test, then clang-tidy over the
+#               product sources (make lint), then the whole suite again under the sanitizers,
+#               then a short deterministic run of every fuzz target and a replay of its corpus;
+#               ends with one line that counts the tests of all four phases
+#   make lint   clang-tidy (the checks in .clang-tidy) over every product source, a test per
+#               file, in build-lint/ (configured only, never built)
 #   make portable  build-portable/bin/vexdepcheck: one static executable (libxml2 from
 #               Debian's source package)
 #   make demo   deps + the checker alone (build log in build/demo-build.log), then runs it
@@ -24,6 +27,7 @@ PORTABLE_DIR ?= build-portable
 PORTABLE_MAX_BYTES ?= 3000000
 PACKAGE_DIR ?= build-package
 ASAN_DIR    ?= build-asan
+LINT_DIR    ?= build-lint
 FUZZ_DIR    ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FLEET_HOSTS ?= 100
@@ -40,12 +44,14 @@ CMAKE_FLAGS ?=
 # compress the documents the tests read compressed. ansible-core, the OpenSSH
 # server and client and pytest run the vexdep.fleet collection's tests (every
 # managed host is an sshd of its own on a loopback port); ansible-lint checks
-# its role and playbook; chromium (headless) renders the fleet report.
+# its role and playbook; chromium (headless) renders the fleet report;
+# clang-tidy runs make lint.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
                 clang libclang-rt-14-dev strace python3-jsonschema zlib1g-dev liblzma-dev \
                 busybox-static gzip xz-utils procps \
-                ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium
+                ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium \
+                clang-tidy
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer RepositoryReaderFuzzer
@@ -59,7 +65,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:halt_on_error=1:ex
                  LSAN_OPTIONS=exitcode=87 \
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:exitcode=88
 
-.PHONY: all deps build test test-asan demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-regress fuzz-seeds \
+.PHONY: all deps build test test-asan lint demo bench package clean fuzz-build fuzz fuzz-smoke fuzz-regress fuzz-seeds \
         portable fleet-bench fleet-sanity report-bench
 
 all: build
@@ -84,9 +90,11 @@ build:
 test: deps build portable
 	@logs=$(BUILD_DIR)/test-logs; mkdir -p $$logs; status=0; set -o pipefail; \
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS) 2>&1 | tee $$logs/main.log || status=1; \
+	$(MAKE) --no-print-directory lint 2>&1 | tee $$logs/lint.log || status=1; \
 	$(MAKE) --no-print-directory test-asan 2>&1 | tee $$logs/asan.log || status=1; \
 	$(MAKE) --no-print-directory fuzz-smoke 2>&1 | tee $$logs/fuzz.log || status=1; \
-	echo; tests/count-tests.sh main=$$logs/main.log sanitizers=$$logs/asan.log fuzz-smoke=$$logs/fuzz.log; \
+	echo; tests/count-tests.sh main=$$logs/main.log lint=$$logs/lint.log sanitizers=$$logs/asan.log \
+	  fuzz-smoke=$$logs/fuzz.log; \
 	exit $$status
 
 # One static executable for every server: no dynamic dependency, at most
@@ -107,6 +115,14 @@ test-asan:
 	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DVEXDEP_SANITIZE=ON $(CMAKE_FLAGS)
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	$(SANITIZER_ENV) ctest --test-dir $(ASAN_DIR) --output-on-failure -j$(JOBS)
+
+# clang-tidy over every product source, one test per file (a finding fails
+# it): the folder is configured, which writes compile_commands.json, and
+# never built.
+lint: deps
+	cmake -S . -B $(LINT_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) -DVEXDEP_BUILD_TESTS=OFF -DVEXDEP_LINT=ON \
+	      $(CMAKE_FLAGS) > /dev/null
+	ctest --test-dir $(LINT_DIR) --output-on-failure -j$(JOBS)
 
 # Only the checker is built, quietly; the build's output goes to a log that
 # is named when the build fails.
@@ -199,4 +215,4 @@ fleet-sanity: deps
 	ansible/tests/sanity.sh
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR) $(PACKAGE_DIR) build-release
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(LINT_DIR) $(FUZZ_DIR) $(PACKAGE_DIR) build-release

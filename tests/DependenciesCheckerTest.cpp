@@ -34,22 +34,35 @@ struct Records
     std::vector<std::unique_ptr<CDeviceInfo>> vOwned;
 };
 
-CDeviceInfo* NonPCIDependency(Records& records, const std::string& strComponentID, const std::string& strVersion)
+CDeviceInfo* NonPCIRecord(Records& records, const std::string& strComponentType, const std::string& strComponentID,
+                          const std::string& strVersion)
 {
     CDeviceInfo* p = records.Add();
-    p->setComponentType("FRMW");
+    p->setComponentType(strComponentType);
     p->setComponentID(strComponentID);
     p->setDeviceType(CDeviceInfo::eDeviceTypeNonPCI);
     p->setVersion(strVersion);
     return p;
 }
 
+CDeviceInfo* NonPCIDependency(Records& records, const std::string& strComponentID, const std::string& strVersion)
+{
+    return NonPCIRecord(records, "FRMW", strComponentID, strVersion);
+}
+
+// Installed records name their component type in lower case: the match
+// ignores its case.
 CDeviceInfo* NonPCIInstalled(Records& records, const std::string& strComponentID, const std::string& strVersion)
 {
+    return NonPCIRecord(records, "frmw", strComponentID, strVersion);
+}
+
+CDeviceInfo* PCIFirmware(Records& records, const SPCIInfo& pci, const std::string& strVersion)
+{
     CDeviceInfo* p = records.Add();
-    p->setComponentType("frmw");
-    p->setComponentID(strComponentID);
-    p->setDeviceType(CDeviceInfo::eDeviceTypeNonPCI);
+    p->setComponentType("FRMW");
+    p->setDeviceType(CDeviceInfo::eDeviceTypePCI);
+    p->setPCIInfo(pci);
     p->setVersion(strVersion);
     return p;
 }
@@ -63,6 +76,14 @@ protected:
     std::unique_ptr<CDependenciesChecker> MakeChecker()
     {
         return std::unique_ptr<CDependenciesChecker>(new CDependenciesChecker(vextest::CurrentDirectory() + "/"));
+    }
+
+    std::vector<std::string> Log() const { return ReadLogMessages(m_dir.File("baseutils.log")); }
+    // The log lines from the nFrom-th on.
+    std::vector<std::string> LogSince(std::size_t nFrom) const
+    {
+        const std::vector<std::string> vLog = Log();
+        return std::vector<std::string>(vLog.begin() + static_cast<long>(std::min(nFrom, vLog.size())), vLog.end());
     }
 
     TempDir m_dir;
@@ -230,33 +251,58 @@ TEST(CheckerConstants, InventoryQueryHalves)
 // Inventory match and decision
 // ---------------------------------------------------------------------------
 
-TEST_F(CheckerTest, RequiredNewerThanInstalledIsUnmetWithTheInstalledVersion)
+namespace
 {
-    auto pChecker = MakeChecker();
-    CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
-    std::vector<CDeviceInfo*> vInv = {NonPCIInstalled(m_records, "101", "1.5")};
-    EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
-    EXPECT_EQ(pDep->getCurrentVersion(), "1.5");
-}
+// A dependency on version 2.0 of component 101 against installed records
+// (component ID and version each): whether it is unmet, and the current
+// version it is then given. Its status stays unset throughout.
+struct MatchCase
+{
+    const char* pszName;
+    std::vector<std::pair<std::string, std::string>> vInstalled;
+    bool bUnmet;
+    std::string strCurrentVersion;
+};
 
-TEST_F(CheckerTest, EqualVersionIsMetAndLeavesTheCurrentVersionUnset)
+void PrintTo(const MatchCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class InventoryMatch : public CheckerTest, public ::testing::WithParamInterface<MatchCase>
+{
+};
+
+const MatchCase kMatchCases[] = {
+    {"RequiredNewerThanInstalledIsUnmetWithTheInstalledVersion", {{"101", "1.5"}}, true, "1.5"},
+    {"EqualVersionIsMetAndLeavesTheCurrentVersionUnset", {{"101", "2.0.0"}}, false, ""},
+    {"NoMatchingRecordIsNotUnmet", {{"102", "1.0"}}, false, ""},
+    {"NoMatchingRecordIsNotUnmet_EmptyInventory", {}, false, ""},
+    {"LastOlderInstanceGivesTheCurrentVersion", {{"101", "1.1"}, {"101", "3.0"}, {"101", "1.7"}, {"101", "2.0"}},
+     true, "1.7"},
+};
+} // namespace
+
+TEST_P(InventoryMatch, DecidesTheDependency)
 {
     auto pChecker = MakeChecker();
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
-    std::vector<CDeviceInfo*> vInv = {NonPCIInstalled(m_records, "101", "2.0.0")};
-    EXPECT_FALSE(pChecker->HasDependeny(pDep, vInv));
-    EXPECT_EQ(pDep->getCurrentVersion(), "");
+    std::vector<CDeviceInfo*> vInv;
+    for (const auto& installed : GetParam().vInstalled)
+    {
+        vInv.push_back(NonPCIInstalled(m_records, installed.first, installed.second));
+    }
+    EXPECT_EQ(pChecker->HasDependeny(pDep, vInv), GetParam().bUnmet);
+    EXPECT_EQ(pDep->getCurrentVersion(), GetParam().strCurrentVersion);
     EXPECT_EQ(pDep->getStatus(), -1);
 }
 
-TEST_F(CheckerTest, NoMatchingRecordIsNotUnmet)
+INSTANTIATE_TEST_SUITE_P(CheckerTest, InventoryMatch, ::testing::ValuesIn(kMatchCases),
+                         [](const ::testing::TestParamInfo<MatchCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
+
+TEST_F(CheckerTest, NoDependencyIsNotUnmet)
 {
     auto pChecker = MakeChecker();
-    CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
-    std::vector<CDeviceInfo*> vInv = {NonPCIInstalled(m_records, "102", "1.0")};
-    EXPECT_FALSE(pChecker->HasDependeny(pDep, vInv));
-    std::vector<CDeviceInfo*> vEmpty;
-    EXPECT_FALSE(pChecker->HasDependeny(pDep, vEmpty));
+    std::vector<CDeviceInfo*> vInv = {NonPCIInstalled(m_records, "101", "1.0")};
     EXPECT_FALSE(pChecker->HasDependeny(nullptr, vInv));
 }
 
@@ -286,18 +332,6 @@ TEST_F(CheckerTest, FailedRecordOfAnotherComponentEndsTheScan)
     EXPECT_EQ(pDep->getCurrentVersion(), "1.0") << "the older instance before the failed record was seen";
 }
 
-TEST_F(CheckerTest, LastOlderInstanceGivesTheCurrentVersion)
-{
-    auto pChecker = MakeChecker();
-    CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
-    std::vector<CDeviceInfo*> vInv = {NonPCIInstalled(m_records, "101", "1.1"),
-                                      NonPCIInstalled(m_records, "101", "3.0"),
-                                      NonPCIInstalled(m_records, "101", "1.7"),
-                                      NonPCIInstalled(m_records, "101", "2.0")};
-    EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
-    EXPECT_EQ(pDep->getCurrentVersion(), "1.7");
-}
-
 TEST_F(CheckerTest, IdentityRulesOfTheInventoryMatch)
 {
     auto pChecker = MakeChecker();
@@ -316,32 +350,14 @@ TEST_F(CheckerTest, IdentityRulesOfTheInventoryMatch)
 TEST_F(CheckerTest, PCIIdentitiesCompareAsHexadecimalNumbers)
 {
     auto pChecker = MakeChecker();
-    CDeviceInfo* pDep = m_records.Add();
-    pDep->setComponentType("FRMW");
-    pDep->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pDep->setPCIInfo(MakePCIIdentity("5f", "1F2D", "1D4E", "1F0C"));
-    pDep->setVersion("2.0");
-
-    CDeviceInfo* pInv = m_records.Add();
-    pInv->setComponentType("FRMW");
-    pInv->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pInv->setPCIInfo(MakePCIIdentity("0x005F", "0x1f2d", "0X1D4E", "1F0C"));
-    pInv->setVersion("1.0");
-    std::vector<CDeviceInfo*> vInv = {pInv};
+    CDeviceInfo* pDep = PCIFirmware(m_records, MakePCIIdentity("5f", "1F2D", "1D4E", "1F0C"), "2.0");
+    std::vector<CDeviceInfo*> vInv = {
+        PCIFirmware(m_records, MakePCIIdentity("0x005F", "0x1f2d", "0X1D4E", "1F0C"), "1.0")};
     EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
 
     // An inventory record without a device ID never matches.
-    CDeviceInfo* pNoDevice = m_records.Add();
-    pNoDevice->setComponentType("FRMW");
-    pNoDevice->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pNoDevice->setPCIInfo(MakePCIIdentity("", "0", "0", "0"));
-    pNoDevice->setVersion("1.0");
-    CDeviceInfo* pZeroDep = m_records.Add();
-    pZeroDep->setComponentType("FRMW");
-    pZeroDep->setDeviceType(CDeviceInfo::eDeviceTypePCI);
-    pZeroDep->setPCIInfo(MakePCIIdentity("0", "0", "0", "0"));
-    pZeroDep->setVersion("2.0");
-    std::vector<CDeviceInfo*> vNoDevice = {pNoDevice};
+    CDeviceInfo* pZeroDep = PCIFirmware(m_records, MakePCIIdentity("0", "0", "0", "0"), "2.0");
+    std::vector<CDeviceInfo*> vNoDevice = {PCIFirmware(m_records, MakePCIIdentity("", "0", "0", "0"), "1.0")};
     EXPECT_FALSE(pChecker->HasDependeny(pZeroDep, vNoDevice));
 }
 
@@ -351,10 +367,9 @@ TEST_F(CheckerTest, HasDependenyLogs)
     auto pChecker = MakeChecker();
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
     std::vector<CDeviceInfo*> vInv = {nullptr, NonPCIInstalled(m_records, "101", "1.0")};
-    const std::size_t nBefore = ReadLogMessages(m_dir.File("baseutils.log")).size();
+    const std::size_t nBefore = Log().size();
     EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
-    const std::vector<std::string> vLog = ReadLogMessages(m_dir.File("baseutils.log"));
-    EXPECT_EQ(std::vector<std::string>(vLog.begin() + static_cast<long>(nBefore), vLog.end()),
+    EXPECT_EQ(LogSince(nBefore),
               (std::vector<std::string>{
                   "CDependenciesChecker::HasDependeny  START",
                   "CDependenciesChecker::HasDependeny pInvDevice is NULL",
@@ -407,11 +422,10 @@ TEST_F(CheckerTest, DeviceCheckLogs)
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
     std::vector<CDeviceInfo*> vEmpty;
     std::vector<CDeviceInfo*> vDevices = {NonPCIInstalled(m_records, "1", "")};
-    const std::size_t nBefore = ReadLogMessages(m_dir.File("baseutils.log")).size();
+    const std::size_t nBefore = Log().size();
     pChecker->doDeviceCheck(pDep, vEmpty);
     pChecker->doDeviceCheck(pDep, vDevices);
-    const std::vector<std::string> vLog = ReadLogMessages(m_dir.File("baseutils.log"));
-    EXPECT_EQ(std::vector<std::string>(vLog.begin() + static_cast<long>(nBefore), vLog.end()),
+    EXPECT_EQ(LogSince(nBefore),
               (std::vector<std::string>{
                   "CDependenciesChecker::doDeviceCheck   Entered",
                   "CDependenciesChecker::doDeviceCheck   Entered",
@@ -458,7 +472,7 @@ TEST_F(CheckerTest, ContextMustBeOSOrAllInAnyCase)
     }
     vextest::StartLogging(m_dir.File("baseutils.log"));
     EXPECT_TRUE(pChecker->GetDependentDevices(vDependencies, strMachine, CDeviceInfo::eDependencyTypeHard).empty());
-    const std::vector<std::string> vLog = ReadLogMessages(m_dir.File("baseutils.log"));
+    const std::vector<std::string> vLog = Log();
     EXPECT_EQ(std::count(vLog.begin(), vLog.end(),
                          "CDependenciesChecker::GetDependentDevices: This Depndency is failed to qualify CONTEXT Check"),
               4);

@@ -228,58 +228,6 @@ TEST(DeviceInfo, HardAndSoftAreNotEqual)
     EXPECT_FALSE(hard == soft);
 }
 
-TEST(DeviceInfo, EachIdentityFieldTakesPartInEquality)
-{
-    using Change = void (*)(CDeviceInfo&);
-    const std::vector<std::pair<const char*, Change>> vChanges = {
-        {"component type", [](CDeviceInfo& r) { r.setComponentType("frmw"); }},
-        {"component ID", [](CDeviceInfo& r) { r.setComponentID("25228"); }},
-        {"version", [](CDeviceInfo& r) { r.setVersion("2.1.1"); }},
-        {"display", [](CDeviceInfo& r) { r.setDisplay("other"); }},
-        {"detail", [](CDeviceInfo& r) { r.setDetail("other"); }},
-        {"file path", [](CDeviceInfo& r) { r.setFilePath("other"); }},
-        {"PCI component ID",
-         [](CDeviceInfo& r) {
-             SPCIInfo p = r.getPCIInfo();
-             p.strComponentID = "x";
-             r.setPCIInfo(p);
-         }},
-        {"device ID",
-         [](CDeviceInfo& r) {
-             SPCIInfo p = r.getPCIInfo();
-             p.strDeviceID = "005f";
-             r.setPCIInfo(p);
-         }},
-        {"sub-device ID",
-         [](CDeviceInfo& r) {
-             SPCIInfo p = r.getPCIInfo();
-             p.strSubDeviceID = "1F2E";
-             r.setPCIInfo(p);
-         }},
-        {"vendor ID",
-         [](CDeviceInfo& r) {
-             SPCIInfo p = r.getPCIInfo();
-             p.strVendorID = "1001";
-             r.setPCIInfo(p);
-         }},
-        {"sub-vendor ID",
-         [](CDeviceInfo& r) {
-             SPCIInfo p = r.getPCIInfo();
-             p.strSubVendorID = "1029";
-             r.setPCIInfo(p);
-         }},
-    };
-    for (const auto& change : vChanges)
-    {
-        CDeviceInfo left = MakeDependency();
-        CDeviceInfo right = MakeDependency();
-        change.second(right);
-        EXPECT_FALSE(left == right) << change.first;
-        EXPECT_FALSE(left.IsSameDependency(right)) << change.first;
-        EXPECT_NE(left.DependencyHash(), right.DependencyHash()) << change.first;
-    }
-}
-
 TEST(DeviceInfo, DependencyHashFollowsTheComparedFieldsOnly)
 {
     CDeviceInfo hard = MakeDependency();
@@ -317,72 +265,82 @@ TEST(DeviceInfo, DisplayNameCountsForEqualityButNotForCheckForEquality)
     EXPECT_FALSE(left == right);
 }
 
-TEST(DeviceInfo, CheckForEqualityUsesItsOwnFieldSet)
+namespace
 {
-    using Change = void (*)(CDeviceInfo&);
-    // Fields that checkForEquality ignores.
-    const std::vector<Change> vIgnored = {
-        [](CDeviceInfo& r) { r.setDependencyType(CDeviceInfo::eDependencyTypeSoft); },
-        [](CDeviceInfo& r) { r.setDetail("x"); },
-        [](CDeviceInfo& r) { r.setFilePath("x"); },
-        [](CDeviceInfo& r) { r.setParentComponentID("x"); },
-        [](CDeviceInfo& r) { r.setStatus(1); },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strMarketingName = "x";
-            r.setPCIInfo(p);
-        },
+// One field of a dependency record changed, and which of the two identity
+// tests see the change: equality (operator==, IsSameDependency and
+// DependencyHash) and checkForEquality.
+struct FieldChange
+{
+    const char* pszName;
+    void (*fnChange)(CDeviceInfo& record);
+    bool bSeenByEquality;
+    bool bSeenByCheckForEquality;
+};
+
+void PrintTo(const FieldChange& change, std::ostream* pStream) { *pStream << change.pszName; }
+
+template <unsigned char nBus, unsigned char nDevice, unsigned char nFunction>
+void SetBDF(CDeviceInfo& record)
+{
+    record.setBDFInfo(_BDFInfo{nBus, nDevice, nFunction});
+}
+
+void SetPCIField(CDeviceInfo& record, std::string SPCIInfo::*pField, const char* pszValue)
+{
+    SPCIInfo pci = record.getPCIInfo();
+    pci.*pField = pszValue;
+    record.setPCIInfo(pci);
+}
+
+std::vector<FieldChange> FieldChanges()
+{
+    return {
+        {"ComponentType", [](CDeviceInfo& r) { r.setComponentType("frmw"); }, true, true},
+        {"ComponentID", [](CDeviceInfo& r) { r.setComponentID("25228"); }, true, true},
+        {"Version", [](CDeviceInfo& r) { r.setVersion("2.1.1"); }, true, true},
+        {"DependencyType", [](CDeviceInfo& r) { r.setDependencyType(CDeviceInfo::eDependencyTypeSoft); }, true, false},
+        {"Display", [](CDeviceInfo& r) { r.setDisplay("other"); }, true, false},
+        {"Detail", [](CDeviceInfo& r) { r.setDetail("other"); }, true, false},
+        {"FilePath", [](CDeviceInfo& r) { r.setFilePath("other"); }, true, false},
+        {"PCIComponentID", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strComponentID, "x"); }, true, true},
+        {"DeviceID", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strDeviceID, "005f"); }, true, true},
+        {"SubDeviceID", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strSubDeviceID, "1F2E"); }, true, true},
+        {"VendorID", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strVendorID, "1001"); }, true, true},
+        {"SubVendorID", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strSubVendorID, "1029"); }, true, true},
+        {"MarketingName", [](CDeviceInfo& r) { SetPCIField(r, &SPCIInfo::strMarketingName, "x"); }, false, false},
+        {"ParentComponentID", [](CDeviceInfo& r) { r.setParentComponentID("x"); }, false, false},
+        {"Status", [](CDeviceInfo& r) { r.setStatus(1); }, false, false},
+        {"EnumId", [](CDeviceInfo& r) { r.setEnumId("x"); }, false, true},
+        {"FQDD", [](CDeviceInfo& r) { r.setFQDDInfo("x"); }, false, true},
+        {"Bus", SetBDF<9, 2, 3>, false, true},
+        {"Device", SetBDF<1, 9, 3>, false, true},
+        {"Function", SetBDF<1, 2, 9>, false, true},
     };
-    for (std::size_t i = 0; i < vIgnored.size(); ++i)
-    {
-        CDeviceInfo left = MakeDependency();
-        CDeviceInfo right = MakeDependency();
-        vIgnored[i](right);
-        EXPECT_TRUE(left.checkForEquality(&right)) << "ignored change " << i;
-    }
-    // Fields that it compares.
-    const std::vector<Change> vCompared = {
-        [](CDeviceInfo& r) { r.setComponentType("x"); },
-        [](CDeviceInfo& r) { r.setComponentID("x"); },
-        [](CDeviceInfo& r) { r.setVersion("x"); },
-        [](CDeviceInfo& r) { r.setEnumId("x"); },
-        [](CDeviceInfo& r) { r.setFQDDInfo("x"); },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strComponentID = "x";
-            r.setPCIInfo(p);
-        },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strDeviceID = "x";
-            r.setPCIInfo(p);
-        },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strSubDeviceID = "x";
-            r.setPCIInfo(p);
-        },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strVendorID = "x";
-            r.setPCIInfo(p);
-        },
-        [](CDeviceInfo& r) {
-            SPCIInfo p = r.getPCIInfo();
-            p.strSubVendorID = "x";
-            r.setPCIInfo(p);
-        },
-        [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{9, 2, 3}); },
-        [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{1, 9, 3}); },
-        [](CDeviceInfo& r) { r.setBDFInfo(_BDFInfo{1, 2, 9}); },
-    };
-    for (std::size_t i = 0; i < vCompared.size(); ++i)
-    {
-        CDeviceInfo left = MakeDependency();
-        CDeviceInfo right = MakeDependency();
-        vCompared[i](right);
-        EXPECT_FALSE(left.checkForEquality(&right)) << "compared change " << i;
-    }
+}
+
+class DeviceInfoFieldChange : public ::testing::TestWithParam<FieldChange>
+{
+};
+} // namespace
+
+TEST_P(DeviceInfoFieldChange, CountsForTheIdentityTestsThatCompareIt)
+{
+    CDeviceInfo left = MakeDependency();
+    CDeviceInfo right = MakeDependency();
+    GetParam().fnChange(right);
+    const bool bSeen = GetParam().bSeenByEquality;
+    EXPECT_EQ(left == right, !bSeen);
+    EXPECT_EQ(left.IsSameDependency(right), !bSeen);
+    EXPECT_EQ(left.DependencyHash() == right.DependencyHash(), !bSeen);
+    EXPECT_EQ(left.checkForEquality(&right), !GetParam().bSeenByCheckForEquality);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryField, DeviceInfoFieldChange, ::testing::ValuesIn(FieldChanges()),
+                         vextest::ParamName<FieldChange>);
+
+TEST(DeviceInfo, CheckForEqualityWithNothingIsFalse)
+{
     CDeviceInfo record = MakeDependency();
     EXPECT_FALSE(record.checkForEquality(nullptr));
 }

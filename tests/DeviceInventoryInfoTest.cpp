@@ -25,15 +25,14 @@ Records DevicesOf(const std::string& strSource)
     return Own(reader.GetDeviceInfo());
 }
 
-bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
-{
-    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
-}
+using vextest::CountLines;
+using vextest::HasLine;
 
-std::size_t CountOf(const std::vector<std::string>& vLines, const std::string& strLine)
-{
-    return static_cast<std::size_t>(std::count(vLines.begin(), vLines.end(), strLine));
-}
+// Every field an inventory record fills, in the layout of
+// vextest::RecordFields.
+const char* const kAllFields =
+    "deviceType | componentID | pci | deviceName | display | componentType | version | status | errorMsg | "
+    "dependencyType";
 
 // Blank text nodes are dropped once any inventory document has been read in
 // the process (the package reader has normally done so by then). Tests that
@@ -49,6 +48,12 @@ protected:
     }
 
     std::vector<std::string> Log() const { return ReadLogMessages(m_dir.File("baseutils.log")); }
+    // The last nCount lines of the log (all of them, when it has fewer).
+    std::vector<std::string> LastLogLines(std::size_t nCount) const
+    {
+        const std::vector<std::string> vLog = Log();
+        return std::vector<std::string>(vLog.end() - static_cast<long>(std::min(nCount, vLog.size())), vLog.end());
+    }
 
     TempDir m_dir;
 };
@@ -101,35 +106,11 @@ TEST_F(DeviceInventoryInfoTest, ReadsDevicesFromAFile)
 {
     vextest::WriteFile(m_dir.File("inv.xml"), kTwoDevices);
     Records vDevices = DevicesOf(m_dir.File("inv.xml"));
-    ASSERT_EQ(vDevices.size(), 2u);
-
-    const CDeviceInfo& nonPci = *vDevices[0];
-    EXPECT_EQ(nonPci.getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
-    EXPECT_EQ(nonPci.getComponentID(), "25227");
-    EXPECT_EQ(nonPci.getDeviceName(), "Integrated RAID Controller");
-    EXPECT_EQ(nonPci.getDisplay(), "");
-    EXPECT_EQ(nonPci.getComponentType(), "FRMW");
-    EXPECT_EQ(nonPci.getVersion(), "25.5.9.0001");
-    EXPECT_EQ(nonPci.getStatus(), -1);
-    EXPECT_EQ(nonPci.getErrorMsg(), "");
-    const SPCIInfo noPci = nonPci.getPCIInfo();
-    EXPECT_EQ(noPci.strVendorID + noPci.strDeviceID + noPci.strSubVendorID + noPci.strSubDeviceID, "");
-
-    const CDeviceInfo& pci = *vDevices[1];
-    EXPECT_EQ(pci.getDeviceType(), CDeviceInfo::eDeviceTypePCI);
-    EXPECT_EQ(pci.getComponentID(), "");
-    const SPCIInfo pciInfo = pci.getPCIInfo();
-    EXPECT_EQ(pciInfo.strVendorID, "1C3D");
-    EXPECT_EQ(pciInfo.strDeviceID, "2031");
-    EXPECT_EQ(pciInfo.strSubVendorID, "1F0C");
-    EXPECT_EQ(pciInfo.strSubDeviceID, "1F3F");
-    EXPECT_EQ(pciInfo.strComponentID, "");
-    EXPECT_EQ(pciInfo.strMarketingName, "");
-    EXPECT_EQ(pci.getDeviceName(), "HBA");
-    EXPECT_EQ(pci.getComponentType(), "DRVR");
-    EXPECT_EQ(pci.getVersion(), "8.07.00");
-    EXPECT_EQ(pci.getStatus(), -1);
-    EXPECT_EQ(pci.getDependencyType(), CDeviceInfo::eDependencyTypeHard);
+    EXPECT_EQ(vextest::RecordFields(vDevices, kAllFields),
+              (std::vector<std::string>{
+                  "nonPCI | 25227 | /// | Integrated RAID Controller |  | FRMW | 25.5.9.0001 | -1 |  | hard",
+                  "PCI |  | 2031/1F3F/1C3D/1F0C | HBA |  | DRVR | 8.07.00 | -1 |  | hard",
+              }));
 
     // A file source is parsed as a file: no "parsing failed" line.
     const std::vector<std::string> vLog = Log();
@@ -152,7 +133,7 @@ TEST_F(DeviceInventoryInfoTest, TextSourceIsParsedAfterTheParsingFailedLine)
     EXPECT_EQ(vLog[0], "CLinuxImpl::IsFileExistsAbs() File name " + std::string(kTwoDevices) + " doesnt exist");
     EXPECT_EQ(vLog[1], "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + std::string(kTwoDevices) +
                            "  parsing failed ");
-    EXPECT_EQ(CountOf(vLog, vLog[1]), 1u);
+    EXPECT_EQ(CountLines(vLog, vLog[1]), 1u);
 }
 
 TEST_F(DeviceInventoryInfoTest, UnparsableTextGivesEmptyResults)
@@ -160,8 +141,7 @@ TEST_F(DeviceInventoryInfoTest, UnparsableTextGivesEmptyResults)
     const std::string strSource = "this is not an inventory";
     CDeviceInventoryInfo reader(strSource);
     EXPECT_TRUE(reader.GetDeviceInfo().empty());
-    const SOSInfo osInfo = reader.GetOSInfo();
-    EXPECT_EQ(osInfo.strMajorVersion + osInfo.strOSVendor + osInfo.strOSArch, "");
+    EXPECT_EQ(vextest::OSText(reader.GetOSInfo()), "////////");
     EXPECT_EQ(reader.GetSystemID(), "");
     std::string strMessage = "unchanged";
     EXPECT_EQ(reader.GetInventoryStatus(strMessage), 1);
@@ -201,39 +181,32 @@ TEST_F(DeviceInventoryInfoTest, MissingEmptyMalformedAndHugeInputsGiveNoDevices)
     // A missing file is taken for document text, which does not parse.
     const std::string strMissing = "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " +
                                    m_dir.File("missing.xml") + "  parsing failed ";
-    EXPECT_EQ(CountOf(Log(), strMissing), 2u);
+    EXPECT_EQ(CountLines(Log(), strMissing), 2u);
     // An existing file that does not parse is not tried as text.
-    EXPECT_EQ(CountOf(Log(), "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("bad.xml") +
-                                 "  parsing failed "),
+    EXPECT_EQ(CountLines(Log(), "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("bad.xml") +
+                                    "  parsing failed "),
               0u);
-    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("bad.xml") +
-                                    "  parsing failed "));
+    EXPECT_TRUE(HasLine(Log(), "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("bad.xml") +
+                                   "  parsing failed "));
 }
 
 TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutDevicesGivesOneFailedRecord)
 {
     Records vDevices = DevicesOf("<SVMInventory><SPStatus result=\"FALSE\"><Message>boom</Message>"
                                  "<Code>7</Code></SPStatus></SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 1u);
-    EXPECT_EQ(vDevices[0]->getStatus(), 1);
-    EXPECT_EQ(vDevices[0]->getErrorMsg(), "boom");
-    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
-    EXPECT_EQ(vDevices[0]->getComponentID(), "");
-    EXPECT_EQ(vDevices[0]->getVersion(), "");
+    EXPECT_EQ(vextest::RecordFields(vDevices, kAllFields),
+              std::vector<std::string>{"unknown |  | /// |  |  |  |  | 1 | boom | hard"});
 
-    const std::vector<std::string> vLog = Log();
-    const std::vector<std::string> vTail(vLog.end() - 8, vLog.end());
-    const std::vector<std::string> vExpected = {
-        "CDeviceInventoryInfo::GetNodeSet() Start",
-        "CDeviceInventoryInfo::GetNodeSet() Empty nodeset",
-        "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL",
-        "CDeviceInventoryInfo::GetNodeSet() Start",
-        "CDeviceInventoryInfo::GetNodeSet() END",
-        "CDeviceInventoryInfo::GetInventoryStatus() got message",
-        "boom",
-        "CDeviceInventoryInfo::~CDeviceInventoryInfo ",
-    };
-    EXPECT_EQ(vTail, vExpected);
+    EXPECT_EQ(LastLogLines(8), (std::vector<std::string>{
+                                   "CDeviceInventoryInfo::GetNodeSet() Start",
+                                   "CDeviceInventoryInfo::GetNodeSet() Empty nodeset",
+                                   "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL",
+                                   "CDeviceInventoryInfo::GetNodeSet() Start",
+                                   "CDeviceInventoryInfo::GetNodeSet() END",
+                                   "CDeviceInventoryInfo::GetInventoryStatus() got message",
+                                   "boom",
+                                   "CDeviceInventoryInfo::~CDeviceInventoryInfo ",
+                               }));
 }
 
 TEST_F(DeviceInventoryInfoTest, NoDevicesAndNoFailureGivesNothing)
@@ -242,102 +215,124 @@ TEST_F(DeviceInventoryInfoTest, NoDevicesAndNoFailureGivesNothing)
                           "</SVMInventory>")
                     .empty());
     EXPECT_TRUE(DevicesOf("<SVMInventory/>").empty());
-    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::GetInventoryStatus() pXpathObj is NULL"));
+    EXPECT_TRUE(HasLine(Log(), "CDeviceInventoryInfo::GetInventoryStatus() pXpathObj is NULL"));
 }
 
-TEST_F(DeviceInventoryInfoTest, ComponentIDWinsOverPCIIdentity)
+// ---------------------------------------------------------------------------
+// The records of an inventory text, case by case: the fields named in
+// strFields, as vextest::RecordFields writes them, of every record.
+// ---------------------------------------------------------------------------
+
+namespace
 {
-    Records vDevices = DevicesOf("<SVMInventory><Device componentID=\"555\" vendorID=\"1A2B\" deviceID=\"1521\""
-                                 " subVendorID=\"1F0C\" subDeviceID=\"0602\"/></SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 1u);
-    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeNonPCI);
-    EXPECT_EQ(vDevices[0]->getComponentID(), "555");
-    const SPCIInfo pciInfo = vDevices[0]->getPCIInfo();
-    EXPECT_EQ(pciInfo.strVendorID, "");
-    EXPECT_EQ(pciInfo.strDeviceID, "");
-    EXPECT_EQ(pciInfo.strSubVendorID, "");
-    EXPECT_EQ(pciInfo.strSubDeviceID, "");
+struct InventoryCase
+{
+    const char* pszName;
+    const char* pszInventory;
+    const char* pszFields;
+    std::vector<std::string> vRecords;
+};
+
+void PrintTo(const InventoryCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class InventoryRecords : public DeviceInventoryInfoTest, public ::testing::WithParamInterface<InventoryCase>
+{
+};
+
+const InventoryCase kInventoryCases[] = {
+    {"ComponentIDWinsOverPCIIdentity",
+     "<SVMInventory><Device componentID=\"555\" vendorID=\"1A2B\" deviceID=\"1521\" subVendorID=\"1F0C\" "
+     "subDeviceID=\"0602\"/></SVMInventory>",
+     "deviceType | componentID | pci", {"nonPCI | 555 | ///"}},
+    {"PCIIdentityIsTakenAsWrittenWithAbsentPartsEmpty",
+     "<SVMInventory><Device vendorID=\"0x1A2B\" subDeviceID=\" 00aB \"/></SVMInventory>", "deviceType | pci",
+     {"PCI | / 00aB /0x1A2B/"}},
+    {"DeviceWithoutIdentityHasUnknownType",
+     "<SVMInventory><Device deviceID=\"1521\" display=\"Anonymous\"><Application componentType=\"APAC\" "
+     "version=\"2\"/></Device></SVMInventory>",
+     "deviceType | pci | deviceName | componentType | version", {"unknown | /// | Anonymous | APAC | 2"}},
+    {"AttributesWithEmptyValuesCountAsAbsent",
+     "<SVMInventory><Device componentID=\"\" vendorID=\"1A2B\" deviceID=\"\" display=\"\"><Application "
+     "componentType=\"\" version=\"\"/></Device><Device componentID=\"\" vendorID=\"\"/></SVMInventory>",
+     "deviceType | componentID | pci | deviceName | componentType | version",
+     {"PCI |  | //1A2B/ |  |  | ", "unknown |  | /// |  |  | "}},
+    // A comment, an element without the attributes and text before the
+    // application leave the component type and version empty; an element
+    // of another name that carries them is read.
+    {"ApplicationIsTheFirstChildWhateverItIs",
+     "<SVMInventory><Device componentID=\"1\"><!-- note --><Application componentType=\"FRMW\" version=\"1\"/>"
+     "</Device><Device componentID=\"2\"><Slot number=\"3\"/><Application componentType=\"FRMW\" version=\"2\"/>"
+     "</Device><Device componentID=\"3\"><Firmware componentType=\"BIOS\" version=\"3.0\"/></Device>"
+     "<Device componentID=\"4\">text first<Application componentType=\"FRMW\" version=\"4\"/></Device>"
+     "<Device componentID=\"5\"/></SVMInventory>",
+     "componentID | componentType | version", {"1 |  | ", "2 |  | ", "3 | BIOS | 3.0", "4 |  | ", "5 |  | "}},
+    // Device elements are matched by exact name, anywhere below the
+    // inventory element.
+    {"DevicesAreFoundAtAnyDepthBelowTheRootInDocumentOrder",
+     "<Envelope><SVMInventory><Device componentID=\"1\"/><Chassis><Slot><Device componentID=\"2\"><Device "
+     "componentID=\"3\"/></Device></Slot></Chassis><device componentID=\"lower-case\"/></SVMInventory>"
+     "<Device componentID=\"outside\"/></Envelope>",
+     "componentID", {"1", "2", "3"}},
+};
+} // namespace
+
+TEST_P(InventoryRecords, AreRead)
+{
+    EXPECT_EQ(vextest::RecordFields(DevicesOf(GetParam().pszInventory), GetParam().pszFields), GetParam().vRecords)
+        << GetParam().pszFields;
 }
 
-TEST_F(DeviceInventoryInfoTest, PCIIdentityIsTakenAsWrittenWithAbsentPartsEmpty)
+INSTANTIATE_TEST_SUITE_P(DeviceInventoryInfoTest, InventoryRecords, ::testing::ValuesIn(kInventoryCases),
+                         [](const ::testing::TestParamInfo<InventoryCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
+
+// ---------------------------------------------------------------------------
+// The status of a failed collector, case by case: an inventory text, what
+// GetInventoryStatus returns and the message it gives.
+// ---------------------------------------------------------------------------
+
+namespace
 {
-    Records vDevices = DevicesOf("<SVMInventory><Device vendorID=\"0x1A2B\" subDeviceID=\" 00aB \"/></SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 1u);
-    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
-    const SPCIInfo pciInfo = vDevices[0]->getPCIInfo();
-    EXPECT_EQ(pciInfo.strVendorID, "0x1A2B");
-    EXPECT_EQ(pciInfo.strDeviceID, "");
-    EXPECT_EQ(pciInfo.strSubVendorID, "");
-    EXPECT_EQ(pciInfo.strSubDeviceID, " 00aB ");
+struct StatusCase
+{
+    const char* pszName;
+    const char* pszInventory;
+    int nStatus;
+    const char* pszMessage;
+};
+
+void PrintTo(const StatusCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class InventoryStatus : public DeviceInventoryInfoTest, public ::testing::WithParamInterface<StatusCase>
+{
+};
+
+// The message is the text of the status element's first child element.
+const StatusCase kStatusCases[] = {
+    {"StatusMessageIsTheTextOfTheFirstChildElement_NotPlainText",
+     "<SVMInventory><SPStatus result=\"false\">plain text</SPStatus></SVMInventory>", 0, ""},
+    {"StatusMessageIsTheTextOfTheFirstChildElement_NotAnElement",
+     "<SVMInventory><SPStatus result=\"false\"><Message><b>x</b></Message></SPStatus></SVMInventory>", 0, ""},
+    {"StatusMessageIsTheTextOfTheFirstChildElement_OfAnyName",
+     "<SVMInventory><SPStatus result=\"false\"><Anything>disk &amp; more</Anything><Message>second</Message>"
+     "</SPStatus></SVMInventory>",
+     0, "disk & more"},
+};
+} // namespace
+
+TEST_P(InventoryStatus, IsRead)
+{
+    CDeviceInventoryInfo reader(GetParam().pszInventory);
+    std::string strMessage;
+    EXPECT_EQ(reader.GetInventoryStatus(strMessage), GetParam().nStatus);
+    EXPECT_EQ(strMessage, GetParam().pszMessage);
 }
 
-TEST_F(DeviceInventoryInfoTest, DeviceWithoutIdentityHasUnknownType)
-{
-    Records vDevices = DevicesOf("<SVMInventory><Device deviceID=\"1521\" display=\"Anonymous\">"
-                                 "<Application componentType=\"APAC\" version=\"2\"/></Device></SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 1u);
-    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
-    EXPECT_EQ(vDevices[0]->getPCIInfo().strDeviceID, "");
-    EXPECT_EQ(vDevices[0]->getDeviceName(), "Anonymous");
-    EXPECT_EQ(vDevices[0]->getComponentType(), "APAC");
-    EXPECT_EQ(vDevices[0]->getVersion(), "2");
-}
-
-TEST_F(DeviceInventoryInfoTest, AttributesWithEmptyValuesCountAsAbsent)
-{
-    Records vDevices = DevicesOf("<SVMInventory>"
-                                 "<Device componentID=\"\" vendorID=\"1A2B\" deviceID=\"\" display=\"\">"
-                                 "<Application componentType=\"\" version=\"\"/></Device>"
-                                 "<Device componentID=\"\" vendorID=\"\"/>"
-                                 "</SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 2u);
-    EXPECT_EQ(vDevices[0]->getDeviceType(), CDeviceInfo::eDeviceTypePCI);
-    EXPECT_EQ(vDevices[0]->getComponentID(), "");
-    EXPECT_EQ(vDevices[0]->getPCIInfo().strVendorID, "1A2B");
-    EXPECT_EQ(vDevices[0]->getPCIInfo().strDeviceID, "");
-    EXPECT_EQ(vDevices[0]->getDeviceName(), "");
-    EXPECT_EQ(vDevices[0]->getComponentType(), "");
-    EXPECT_EQ(vDevices[0]->getVersion(), "");
-    EXPECT_EQ(vDevices[1]->getDeviceType(), CDeviceInfo::eDeviceTypeUnknown);
-}
-
-TEST_F(DeviceInventoryInfoTest, ApplicationIsTheFirstChildWhateverItIs)
-{
-    Records vDevices = DevicesOf("<SVMInventory>"
-                                 "<Device componentID=\"1\"><!-- note --><Application componentType=\"FRMW\" "
-                                 "version=\"1\"/></Device>"
-                                 "<Device componentID=\"2\"><Slot number=\"3\"/><Application componentType=\"FRMW\" "
-                                 "version=\"2\"/></Device>"
-                                 "<Device componentID=\"3\"><Firmware componentType=\"BIOS\" version=\"3.0\"/>"
-                                 "</Device>"
-                                 "<Device componentID=\"4\">text first<Application componentType=\"FRMW\" "
-                                 "version=\"4\"/></Device>"
-                                 "<Device componentID=\"5\"/>"
-                                 "</SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 5u);
-    // A comment, an element without the attributes, and text leave the
-    // component type and version empty.
-    for (std::size_t nIndex : {0u, 1u, 3u, 4u})
-    {
-        EXPECT_EQ(vDevices[nIndex]->getComponentType(), "") << nIndex;
-        EXPECT_EQ(vDevices[nIndex]->getVersion(), "") << nIndex;
-    }
-    // An element of another name that carries them is read.
-    EXPECT_EQ(vDevices[2]->getComponentType(), "BIOS");
-    EXPECT_EQ(vDevices[2]->getVersion(), "3.0");
-}
-
-TEST_F(DeviceInventoryInfoTest, DevicesAreFoundAtAnyDepthBelowTheRootInDocumentOrder)
-{
-    Records vDevices = DevicesOf("<Envelope><SVMInventory><Device componentID=\"1\"/><Chassis><Slot>"
-                                 "<Device componentID=\"2\"><Device componentID=\"3\"/></Device></Slot></Chassis>"
-                                 "<device componentID=\"lower-case\"/></SVMInventory>"
-                                 "<Device componentID=\"outside\"/></Envelope>");
-    ASSERT_EQ(vDevices.size(), 3u);
-    EXPECT_EQ(vDevices[0]->getComponentID(), "1");
-    EXPECT_EQ(vDevices[1]->getComponentID(), "2");
-    EXPECT_EQ(vDevices[2]->getComponentID(), "3");
-}
+INSTANTIATE_TEST_SUITE_P(DeviceInventoryInfoTest, InventoryStatus, ::testing::ValuesIn(kStatusCases),
+                         [](const ::testing::TestParamInfo<StatusCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST_F(DeviceInventoryInfoTest, AFailedStatusMarksEveryDevice)
 {
@@ -350,14 +345,8 @@ TEST_F(DeviceInventoryInfoTest, AFailedStatusMarksEveryDevice)
                                  "</Application></Device>"
                                  "<SPStatus result=\"false\"><Message>later failure</Message></SPStatus>"
                                  "</SVMInventory>");
-    ASSERT_EQ(vDevices.size(), 2u);
-    for (const auto& pDevice : vDevices)
-    {
-        EXPECT_EQ(pDevice->getStatus(), 1);
-        EXPECT_EQ(pDevice->getErrorMsg(), "device 2 failed");
-    }
-    EXPECT_EQ(vDevices[0]->getVersion(), "1");
-    EXPECT_EQ(vDevices[1]->getVersion(), "2");
+    EXPECT_EQ(vextest::RecordFields(vDevices, "componentID | version | status | errorMsg"),
+              (std::vector<std::string>{"1 | 1 | 1 | device 2 failed", "2 | 2 | 1 | device 2 failed"}));
     // Every device logs its status lookup, as if it had looked it up anew.
     const std::vector<std::string> vStatusLookup = {
         "CDeviceInventoryInfo::GetNodeSet() Start",
@@ -370,9 +359,7 @@ TEST_F(DeviceInventoryInfoTest, AFailedStatusMarksEveryDevice)
     vExpected.insert(vExpected.end(), vStatusLookup.begin(), vStatusLookup.end());
     vExpected.insert(vExpected.end(), vStatusLookup.begin(), vStatusLookup.end());
     vExpected.push_back("CDeviceInventoryInfo::~CDeviceInventoryInfo ");
-    const std::vector<std::string> vLog = Log();
-    ASSERT_GE(vLog.size(), vExpected.size());
-    EXPECT_EQ(std::vector<std::string>(vLog.end() - static_cast<long>(vExpected.size()), vLog.end()), vExpected);
+    EXPECT_EQ(LastLogLines(vExpected.size()), vExpected);
 }
 
 TEST_F(DeviceInventoryInfoTest, StatusElementsElsewhereAreIgnored)
@@ -388,10 +375,8 @@ TEST_F(DeviceInventoryInfoTest, StatusElementsElsewhereAreIgnored)
     std::string strMessage = "unchanged";
     EXPECT_EQ(reader.GetInventoryStatus(strMessage), 1);
     EXPECT_EQ(strMessage, "unchanged");
-    Records vDevices = Own(reader.GetDeviceInfo());
-    ASSERT_EQ(vDevices.size(), 2u);
-    EXPECT_EQ(vDevices[0]->getStatus(), -1);
-    EXPECT_EQ(vDevices[1]->getStatus(), -1);
+    EXPECT_EQ(vextest::RecordFields(Own(reader.GetDeviceInfo()), "componentID | status | errorMsg"),
+              (std::vector<std::string>{"1 | -1 | ", "2 | -1 | "}));
 }
 
 TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutChildElementLeavesTheMessage)
@@ -401,39 +386,9 @@ TEST_F(DeviceInventoryInfoTest, FailedStatusWithoutChildElementLeavesTheMessage)
     std::string strMessage = "kept";
     EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
     EXPECT_EQ(strMessage, "kept");
-    Records vDevices = Own(reader.GetDeviceInfo());
-    ASSERT_EQ(vDevices.size(), 2u);
-    for (const auto& pDevice : vDevices)
-    {
-        EXPECT_EQ(pDevice->getStatus(), 1);
-        EXPECT_EQ(pDevice->getErrorMsg(), "");
-    }
-    EXPECT_FALSE(Contains(Log(), "CDeviceInventoryInfo::GetInventoryStatus() got message"));
-}
-
-TEST_F(DeviceInventoryInfoTest, StatusMessageIsTheTextOfTheFirstChildElement)
-{
-    {
-        // Text directly inside the status element is not a message.
-        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\">plain text</SPStatus></SVMInventory>");
-        std::string strMessage;
-        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
-        EXPECT_EQ(strMessage, "");
-    }
-    {
-        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\"><Message><b>x</b></Message>"
-                                    "</SPStatus></SVMInventory>");
-        std::string strMessage;
-        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
-        EXPECT_EQ(strMessage, "");
-    }
-    {
-        CDeviceInventoryInfo reader("<SVMInventory><SPStatus result=\"false\"><Anything>disk &amp; more</Anything>"
-                                    "<Message>second</Message></SPStatus></SVMInventory>");
-        std::string strMessage;
-        EXPECT_EQ(reader.GetInventoryStatus(strMessage), 0);
-        EXPECT_EQ(strMessage, "disk & more");
-    }
+    EXPECT_EQ(vextest::RecordFields(Own(reader.GetDeviceInfo()), "deviceType | status | errorMsg"),
+              (std::vector<std::string>{"nonPCI | 1 | ", "PCI | 1 | "}));
+    EXPECT_FALSE(HasLine(Log(), "CDeviceInventoryInfo::GetInventoryStatus() got message"));
 }
 
 TEST_F(DeviceInventoryInfoTest, OperatingSystemFieldsTakeTheLastValueEach)
@@ -443,25 +398,14 @@ TEST_F(DeviceInventoryInfoTest, OperatingSystemFieldsTakeTheLastValueEach)
         "spMinorVersion=\"2\" osVendor=\"Acme\" osArch=\"x86_64\" osBuildNum=\"100\"/>"
         "<Host><OperatingSystem majorVersion=\"8\" minorVersion=\"\" osVendor=\"Other\" osBuildNum=\"200\"/></Host>"
         "</SVMInventory>");
-    const SOSInfo osInfo = reader.GetOSInfo();
-    EXPECT_EQ(osInfo.strMajorVersion, "8");
-    EXPECT_EQ(osInfo.strMinorVersion, "9");
-    EXPECT_EQ(osInfo.strSPMajorVersion, "1");
-    EXPECT_EQ(osInfo.strSPMinorVersion, "2");
-    EXPECT_EQ(osInfo.strOSVendor, "Other");
-    EXPECT_EQ(osInfo.strOSArch, "x86_64");
-    EXPECT_EQ(osInfo.strInstalledBuildNumber, "200");
-    EXPECT_EQ(osInfo.strReserved, "");
-    EXPECT_EQ(osInfo.strRequiredBuildNumber, "");
+    // major/minor/spMajor/spMinor/vendor/arch/installedBuild/reserved/requiredBuild
+    EXPECT_EQ(vextest::OSText(reader.GetOSInfo()), "8/9/1/2/Other/x86_64/200//");
 }
 
 TEST_F(DeviceInventoryInfoTest, NoOperatingSystemGivesAnEmptyRecord)
 {
     CDeviceInventoryInfo reader("<SVMInventory><Device componentID=\"1\"/></SVMInventory>");
-    const SOSInfo osInfo = reader.GetOSInfo();
-    EXPECT_EQ(osInfo.strMajorVersion + osInfo.strMinorVersion + osInfo.strOSVendor + osInfo.strOSArch +
-                  osInfo.strInstalledBuildNumber,
-              "");
+    EXPECT_EQ(vextest::OSText(reader.GetOSInfo()), "////////");
     EXPECT_EQ(Log().back(), "CDeviceInventoryInfo::GetDeviceInfo() pXpathObj is NULL");
 }
 
@@ -503,20 +447,16 @@ TEST_F(DeviceInventoryInfoTest, GetNodeSetAndGetAttributeValueLogTheirFailures)
     EXPECT_EQ(reader.GetAttributeValue(xmlsupport::NodeAt(pDevices.get(), 0), nullptr), nullptr);
     EXPECT_STREQ(reader.GetAttributeValue(xmlsupport::NodeAt(pDevices.get(), 1), "display"), "HBA");
 
-    std::vector<std::string> vLog = Log();
-    ASSERT_GE(vLog.size(), 8u);
-    const std::vector<std::string> vTail(vLog.end() - 8, vLog.end());
-    const std::vector<std::string> vExpected = {
-        "CDeviceInventoryInfo::GetNodeSet() Start",
-        "CDeviceInventoryInfo::GetNodeSet() xmlXPathNewContext is NULL",
-        "CDeviceInventoryInfo::GetNodeSet() Start",
-        "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathEvalExpression",
-        "CDeviceInventoryInfo::GetNodeSet() Start",
-        "CDeviceInventoryInfo::GetNodeSet() END",
-        "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
-        "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
-    };
-    EXPECT_EQ(vTail, vExpected);
+    EXPECT_EQ(LastLogLines(8), (std::vector<std::string>{
+                                   "CDeviceInventoryInfo::GetNodeSet() Start",
+                                   "CDeviceInventoryInfo::GetNodeSet() xmlXPathNewContext is NULL",
+                                   "CDeviceInventoryInfo::GetNodeSet() Start",
+                                   "CDeviceInventoryInfo::GetNodeSet() Error in xmlXPathEvalExpression",
+                                   "CDeviceInventoryInfo::GetNodeSet() Start",
+                                   "CDeviceInventoryInfo::GetNodeSet() END",
+                                   "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
+                                   "CDeviceInventoryInfo::GetAttributeValue() NULL == cur || NULL == propName",
+                               }));
 }
 
 TEST_F(DeviceInventoryInfoTest, ThousandsOfDevicesAreReadInOrder)
@@ -563,8 +503,8 @@ TEST_F(DeviceInventoryInfoTest, AnOutputThatIsANamedPipeOrADeviceGivesNoDevices)
     // Both were taken as files (no attempt to read the path as text) that
     // did not parse.
     const std::vector<std::string> vLog = Log();
-    EXPECT_TRUE(Contains(vLog, "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("pipe.xml") +
+    EXPECT_TRUE(HasLine(vLog, "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_dir.File("pipe.xml") +
+                                  "  parsing failed "));
+    EXPECT_FALSE(HasLine(vLog, "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("pipe.xml") +
                                    "  parsing failed "));
-    EXPECT_FALSE(Contains(vLog, "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_dir.File("pipe.xml") +
-                                    "  parsing failed "));
 }

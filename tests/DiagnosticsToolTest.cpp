@@ -325,54 +325,59 @@ void ExpectEntryPointVersionAgreesWithDmidecode(const std::string& strDump, cons
                              (bFixup ? "; " + dmidecode.strNote : ""));
 }
 
-// The 32-bit entry point versions dmidecode fixes up, each with its note.
-void ExpectFixedUpVersionAgreesWithDmidecode(uint8_t nMinor, const std::string& strFixed)
+template <uint8_t nMinor>
+std::string DumpOf2xVersion()
 {
-    TempDir dir;
     EntryPoint2Options options;
     options.nMinor = nMinor;
-    WriteFile(dir.File("table.dump"), SmbiosDumpImage2(IdentityTable(0x0B), options, 6));
-    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), strFixed, true);
+    return SmbiosDumpImage2(IdentityTable(0x0B), options, 6);
 }
 
+// A dump and the version dmidecode shows for it, fixed up or not.
+struct VersionCase
+{
+    const char* pszName;
+    std::string (*fnDump)();
+    const char* pszForm;
+    bool bFixup;
+};
+
+void PrintTo(const VersionCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+std::vector<VersionCase> VersionCases()
+{
+    return {
+        {"A3xVersionWithItsDocRevision",
+         [] {
+             EntryPoint3Options options;
+             options.nMinor = 1;
+             options.nDocRevision = 1;
+             return SmbiosDumpImage3(IdentityTable(0x0B), options);
+         },
+         "3.1.1", false},
+        {"A2xVersion", DumpOf2xVersion<8>, "2.8", false},
+        // The 32-bit entry point versions dmidecode fixes up, each with its
+        // note.
+        {"TheFixupOf2_31", DumpOf2xVersion<31>, "2.3", true},
+        {"TheFixupOf2_33", DumpOf2xVersion<33>, "2.3", true},
+        {"TheFixupOf2_51", DumpOf2xVersion<51>, "2.6", true},
+    };
+}
+
+class VexinspectSmbiosVersion : public ::testing::TestWithParam<VersionCase>
+{
+};
 } // namespace
 
-TEST(VexinspectSmbios, ShowsA3xVersionWithItsDocRevisionAsDmidecodeDoes)
+TEST_P(VexinspectSmbiosVersion, IsShownAsDmidecodeShowsIt)
 {
     SKIP_WITHOUT_DMIDECODE();
     TempDir dir;
-    EntryPoint3Options options;
-    options.nMinor = 1;
-    options.nDocRevision = 1;
-    WriteFile(dir.File("table.dump"), SmbiosDumpImage3(IdentityTable(0x0B), options));
-    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), "3.1.1", false);
+    WriteFile(dir.File("table.dump"), GetParam().fnDump());
+    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), GetParam().pszForm, GetParam().bFixup);
 }
 
-TEST(VexinspectSmbios, ShowsA2xVersionAsDmidecodeDoes)
-{
-    SKIP_WITHOUT_DMIDECODE();
-    TempDir dir;
-    WriteFile(dir.File("table.dump"), SmbiosDumpImage2(IdentityTable(0x0B), EntryPoint2Options(), 6));
-    ExpectEntryPointVersionAgreesWithDmidecode(dir.File("table.dump"), "2.8", false);
-}
-
-TEST(VexinspectSmbios, ShowsTheFixupOf2_31AsDmidecodeDoes)
-{
-    SKIP_WITHOUT_DMIDECODE();
-    ExpectFixedUpVersionAgreesWithDmidecode(31, "2.3");
-}
-
-TEST(VexinspectSmbios, ShowsTheFixupOf2_33AsDmidecodeDoes)
-{
-    SKIP_WITHOUT_DMIDECODE();
-    ExpectFixedUpVersionAgreesWithDmidecode(33, "2.3");
-}
-
-TEST(VexinspectSmbios, ShowsTheFixupOf2_51AsDmidecodeDoes)
-{
-    SKIP_WITHOUT_DMIDECODE();
-    ExpectFixedUpVersionAgreesWithDmidecode(51, "2.6");
-}
+INSTANTIATE_TEST_SUITE_P(Dumps, VexinspectSmbiosVersion, ::testing::ValuesIn(VersionCases()), ParamName<VersionCase>);
 
 TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
 {

@@ -65,6 +65,16 @@ struct Fault
     std::vector<std::string> vEnvironment;
 };
 
+// A fault on a package file system of the given size ("-" for the one the
+// package is on), prepared by strPrepare.
+Fault Prepared(const std::string& strSize, const std::string& strPrepare)
+{
+    Fault fault;
+    fault.strSize = strSize;
+    fault.strPrepare = strPrepare;
+    return fault;
+}
+
 FaultRun RunFault(const Fault& fault)
 {
     TempDir out;
@@ -146,76 +156,103 @@ const std::string kStopLine = "CLogger::log debug log stopped: ";
 // The debug log cannot be written
 // ---------------------------------------------------------------------------
 
-TEST(FaultDebugLog, OnAFileSystemFullBeforeTheRunChangesNothing)
+namespace
 {
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strSize = "1m";
-    fault.strPrepare = "leave_free 0";
-    const FaultRun logged = ExpectLogChangesNothing(fault);
-    // No collector could write its document: nothing to report.
-    EXPECT_EQ(logged.nStatus, 255);
-    EXPECT_EQ(logged.strStdout, "");
-    EXPECT_EQ(logged.strLog, "");
+// What the debug log holds after the run.
+enum class LogOutcome
+{
+    Nothing,             // empty, if it was written at all
+    EmptyFile,           // written, and empty: too little room even for the last line
+    NotWritten,          // not even created
+    TheLineThatSaysWhy,  // only the line that says why the log stopped
+    WholeLinesUpToAFill, // written up to the collector that filled the file system, in whole lines
+};
+
+// A file system the debug log cannot fill as it would (its size, "-" for the
+// one the package is on, and what is done to it), the checker's exit status
+// and report, with the log on and off alike, and what the log holds.
+struct DebugLogCase
+{
+    const char* pszName;
+    const char* pszSize;
+    std::string strPrepare;
+    int nStatus;
+    std::string strStdout;
+    LogOutcome eLog;
+};
+
+void PrintTo(const DebugLogCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class UnwritableDebugLog : public ::testing::TestWithParam<DebugLogCase>
+{
+};
+
+std::vector<DebugLogCase> DebugLogCases()
+{
+    return {
+        // No collector could write its document: nothing to report.
+        {"OnAFileSystemFullBeforeTheRunChangesNothing", "1m", "leave_free 0", 255, "", LogOutcome::Nothing},
+        {"WithAFewKilobytesFreeThatTheLogWouldFillChangesNothing", "1m", "leave_free 24576", 1, kLoneReport,
+         LogOutcome::EmptyFile},
+        {"BelowTheReserveTheLogEndsWithTheLineThatSaysWhy", "2m", "leave_free 262144", 1, kLoneReport,
+         LogOutcome::TheLineThatSaysWhy},
+        // REL001's collector leaves 64 KiB free before it writes its document.
+        {"OnAFileSystemThatACollectorFillsDuringTheRunChangesNothing", "4m",
+         "sed -i '2a fallocate -l $(( $(stat -f -c \"%a * %S\" .) - 65536 )) big.bin' REL001/collect.sh", 1,
+         kLoneReport, LogOutcome::WholeLinesUpToAFill},
+        // The package directory (where the log goes) read-only, its release
+        // directories writable.
+        {"InAReadOnlyDirectoryChangesNothing", "-",
+         "mount --bind \"$work\" \"$work\" && cd \"$work\" && mount --bind REL001 REL001 && "
+         "mount --bind REL002 REL002 && mount -o remount,bind,ro \"$work\" && cd \"$work\"",
+         1, kLoneReport, LogOutcome::NotWritten},
+    };
 }
 
-TEST(FaultDebugLog, WithAFewKilobytesFreeThatTheLogWouldFillChangesNothing)
+void ExpectLog(const FaultRun& run, LogOutcome eLog)
+{
+    switch (eLog)
+    {
+    case LogOutcome::Nothing:
+        EXPECT_EQ(run.strLog, "");
+        break;
+    case LogOutcome::EmptyFile:
+        EXPECT_TRUE(run.bLogWritten);
+        EXPECT_EQ(run.strLog, "");
+        break;
+    case LogOutcome::NotWritten:
+        EXPECT_FALSE(run.bLogWritten);
+        break;
+    case LogOutcome::TheLineThatSaysWhy:
+    {
+        const std::vector<std::string> vLines = Lines(run.strLog);
+        ASSERT_EQ(vLines.size(), 1u) << run.strLog;
+        EXPECT_EQ(MessageOf(vLines[0]).find(kStopLine), 0u) << vLines[0];
+        EXPECT_NE(vLines[0].find("below the reserve of 1048576 bytes kept for the collectors"), std::string::npos);
+        break;
+    }
+    case LogOutcome::WholeLinesUpToAFill:
+        EXPECT_GT(run.strLog.size(), 1000u);
+        EXPECT_LT(run.strLog.size(), 39000u);
+        ExpectWholeLines(run.strLog);
+        break;
+    }
+}
+} // namespace
+
+TEST_P(UnwritableDebugLog, ChangesNothingForTheCheck)
 {
     SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strSize = "1m";
-    fault.strPrepare = "leave_free 24576";
-    const FaultRun logged = ExpectLogChangesNothing(fault);
-    EXPECT_EQ(logged.nStatus, 1);
-    EXPECT_EQ(logged.strStdout, kLoneReport);
-    // Too little room even for the last line: the log stays empty.
-    EXPECT_TRUE(logged.bLogWritten);
-    EXPECT_EQ(logged.strLog, "");
+    const FaultRun logged = ExpectLogChangesNothing(Prepared(GetParam().pszSize, GetParam().strPrepare));
+    EXPECT_EQ(logged.nStatus, GetParam().nStatus);
+    EXPECT_EQ(logged.strStdout, GetParam().strStdout);
+    ExpectLog(logged, GetParam().eLog);
 }
 
-TEST(FaultDebugLog, BelowTheReserveTheLogEndsWithTheLineThatSaysWhy)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strSize = "2m";
-    fault.strPrepare = "leave_free 262144";
-    const FaultRun logged = ExpectLogChangesNothing(fault);
-    EXPECT_EQ(logged.strStdout, kLoneReport);
-    const std::vector<std::string> vLines = Lines(logged.strLog);
-    ASSERT_EQ(vLines.size(), 1u) << logged.strLog;
-    EXPECT_EQ(MessageOf(vLines[0]).find(kStopLine), 0u) << vLines[0];
-    EXPECT_NE(vLines[0].find("below the reserve of 1048576 bytes kept for the collectors"), std::string::npos);
-}
-
-TEST(FaultDebugLog, OnAFileSystemThatACollectorFillsDuringTheRunChangesNothing)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strSize = "4m";
-    // REL001's collector leaves 64 KiB free before it writes its document.
-    fault.strPrepare = "sed -i '2a fallocate -l $(( $(stat -f -c \"%a * %S\" .) - 65536 )) big.bin' REL001/collect.sh";
-    const FaultRun logged = ExpectLogChangesNothing(fault);
-    EXPECT_EQ(logged.nStatus, 1);
-    EXPECT_EQ(logged.strStdout, kLoneReport);
-    // The log was written up to the collector and stopped after it.
-    EXPECT_GT(logged.strLog.size(), 1000u);
-    EXPECT_LT(logged.strLog.size(), 39000u);
-    ExpectWholeLines(logged.strLog);
-}
-
-TEST(FaultDebugLog, InAReadOnlyDirectoryChangesNothing)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    // The package directory (where the log goes) read-only, its release
-    // directories writable.
-    fault.strPrepare = "mount --bind \"$work\" \"$work\" && cd \"$work\" && mount --bind REL001 REL001 && "
-                       "mount --bind REL002 REL002 && mount -o remount,bind,ro \"$work\" && cd \"$work\"";
-    const FaultRun logged = ExpectLogChangesNothing(fault);
-    EXPECT_EQ(logged.nStatus, 1);
-    EXPECT_EQ(logged.strStdout, kLoneReport);
-    EXPECT_FALSE(logged.bLogWritten);
-}
+INSTANTIATE_TEST_SUITE_P(FaultDebugLog, UnwritableDebugLog, ::testing::ValuesIn(DebugLogCases()),
+                         [](const ::testing::TestParamInfo<DebugLogCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 // The reserve is measured as the running checker can use the file system:
 // on one whose blocks are partly kept for privileged writers (an ext4 file
@@ -335,47 +372,64 @@ void ExpectExplained(const FaultRun& run, int nExitStatus, const std::string& st
 }
 } // namespace
 
-TEST(FaultCollectorOutput, AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFromIt)
+namespace
+{
+// A release directory whose collector cannot write its document (the size
+// of the package's file system, "-" for the one it is on, and what is done
+// to it): the checker's exit status and report, then what explain says of
+// the same package: the exit status, the verdict and, unless pszReason is
+// empty, a reason of that kind.
+struct CollectorOutputCase
+{
+    const char* pszName;
+    const char* pszSize;
+    std::string strPrepare;
+    std::string strCheckerStatusAndReport;
+    int nExitStatus;
+    const char* pszVerdict;
+    const char* pszReason;
+};
+
+void PrintTo(const CollectorOutputCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class UnwritableCollectorOutput : public ::testing::TestWithParam<CollectorOutputCase>
+{
+};
+
+std::vector<CollectorOutputCase> CollectorOutputCases()
+{
+    return {
+        // An earlier run left a document in which the network adapter
+        // firmware is already 22.1.4, an hour old.
+        {"AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFromIt", "-",
+         "sed 's/22.0.9/22.1.4/' REL002/collect.sh > old.sh && (cd REL002 && sh ../old.sh) && rm old.sh && "
+         "touch -d '1 hour ago' REL002/inventory.xml && " + kReadOnlyRelease,
+         "1\n" + kHeading + kBackplane + " \n", 1, "blocked", "stale-inventory"},
+        // No document, no inventory: nothing to report, although both unmet
+        // dependencies are there.
+        {"ReadOnlyReleaseDirectoriesWithoutDocumentsGiveNoInventoryAndAreUnverifiable", "-",
+         "for r in REL001 REL002; do mount --bind $r $r && mount -o remount,bind,ro $r || exit 1; done", "255\n", 255,
+         "unverifiable", "no-inventory"},
+        {"AFullFileSystemGivesNoInventoryAndIsUnverifiable", "1m", "leave_free 0", "255\n", 255, "unverifiable", ""},
+    };
+}
+} // namespace
+
+TEST_P(UnwritableCollectorOutput, IsReportedByTheCheckerAndExplained)
 {
     SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    // An earlier run left a document in which the network adapter firmware
-    // is already 22.1.4, an hour old.
-    fault.strPrepare = "sed 's/22.0.9/22.1.4/' REL002/collect.sh > old.sh && (cd REL002 && sh ../old.sh) && "
-                       "rm old.sh && touch -d '1 hour ago' REL002/inventory.xml && " + kReadOnlyRelease;
+    Fault fault = Prepared(GetParam().pszSize, GetParam().strPrepare);
     fault.strBody = kCheckerThenExplain;
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
-    EXPECT_EQ(CheckerStatusAndReport(run), "1\n" + kHeading + kBackplane + " \n");
-    ExpectExplained(run, 1, "blocked", "stale-inventory");
+    EXPECT_EQ(CheckerStatusAndReport(run), GetParam().strCheckerStatusAndReport);
+    ExpectExplained(run, GetParam().nExitStatus, GetParam().pszVerdict, GetParam().pszReason);
 }
 
-TEST(FaultCollectorOutput, ReadOnlyReleaseDirectoriesWithoutDocumentsGiveNoInventoryAndAreUnverifiable)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strPrepare = "for r in REL001 REL002; do mount --bind $r $r && mount -o remount,bind,ro $r || exit 1; done";
-    fault.strBody = kCheckerThenExplain;
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    // No document, no inventory: nothing to report, although both unmet
-    // dependencies are there.
-    EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
-    ExpectExplained(run, 255, "unverifiable", "no-inventory");
-}
-
-TEST(FaultCollectorOutput, AFullFileSystemGivesNoInventoryAndIsUnverifiable)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strSize = "1m";
-    fault.strPrepare = "leave_free 0";
-    fault.strBody = kCheckerThenExplain;
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(CheckerStatusAndReport(run), "255\n");
-    ExpectExplained(run, 255, "unverifiable", "");
-}
+INSTANTIATE_TEST_SUITE_P(FaultCollectorOutput, UnwritableCollectorOutput, ::testing::ValuesIn(CollectorOutputCases()),
+                         [](const ::testing::TestParamInfo<CollectorOutputCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 // ---------------------------------------------------------------------------
 // Descriptor limit
@@ -391,18 +445,57 @@ FaultRun RunWithDescriptors(int nLimit)
                     "2> \"$out/stderr\"; echo $? > \"$out/status\"";
     return RunFault(fault);
 }
+
+// A limit on the checker's descriptors, its exit status and report, and
+// what standard error must hold (null: nothing).
+struct DescriptorCase
+{
+    const char* pszName;
+    int nLimit;
+    int nStatus;
+    std::string strStdout;
+    const char* pszStderrPart;
+};
+
+void PrintTo(const DescriptorCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class DescriptorLimit : public ::testing::TestWithParam<DescriptorCase>
+{
+};
+
+std::vector<DescriptorCase> DescriptorCases()
+{
+    return {
+        {"ThreeAreTooFewForTheDynamicLoader", 3, 127, "", "error while loading shared libraries"},
+        {"TwelveAreOneTooFewForTheCollectorsShell", 12, 255, "", "Too many open files"},
+        {"ThirteenAreEnoughForANormalRun", 13, 1, kLoneReport, nullptr},
+    };
+}
 } // namespace
 
-TEST(FaultDescriptors, ThreeAreTooFewForTheDynamicLoader)
+TEST_P(DescriptorLimit, DecidesHowFarTheCheckerGets)
 {
     SKIP_WITHOUT_NAMESPACE();
     SKIP_IN_SANITIZED_BUILD();
-    const FaultRun run = RunWithDescriptors(3);
+    const FaultRun run = RunWithDescriptors(GetParam().nLimit);
     ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 127);
-    EXPECT_EQ(run.strStdout, "");
-    EXPECT_NE(run.strStderr.find("error while loading shared libraries"), std::string::npos) << run.strStderr;
+    EXPECT_EQ(run.nStatus, GetParam().nStatus);
+    EXPECT_EQ(run.strStdout, GetParam().strStdout);
+    if (GetParam().pszStderrPart == nullptr)
+    {
+        EXPECT_EQ(run.strStderr, "");
+    }
+    else
+    {
+        EXPECT_NE(run.strStderr.find(GetParam().pszStderrPart), std::string::npos) << run.strStderr;
+    }
+    EXPECT_EQ(run.strSurvivors, "");
 }
+
+INSTANTIATE_TEST_SUITE_P(FaultDescriptors, DescriptorLimit, ::testing::ValuesIn(DescriptorCases()),
+                         [](const ::testing::TestParamInfo<DescriptorCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 // The smallest limit at which the dynamic loader gets the checker going (4:
 // the checker inherits only the three standard streams): "inv.xml" takes the
@@ -427,28 +520,6 @@ TEST(FaultDescriptors, TheSmallestLimitThatStartsTheCheckerGivesNothingToReport)
     EXPECT_EQ(run.strStderr, "I/O error : Too many open files\nI/O error : Too many open files\n"
                              "I/O warning : failed to load external entity \"{PACKAGE}/package.xml\"\n");
     EXPECT_EQ(run.strSurvivors, "");
-}
-
-TEST(FaultDescriptors, TwelveAreOneTooFewForTheCollectorsShell)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    SKIP_IN_SANITIZED_BUILD();
-    const FaultRun run = RunWithDescriptors(12);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 255);
-    EXPECT_EQ(run.strStdout, "");
-    EXPECT_NE(run.strStderr.find("Too many open files"), std::string::npos) << run.strStderr;
-}
-
-TEST(FaultDescriptors, ThirteenAreEnoughForANormalRun)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    SKIP_IN_SANITIZED_BUILD();
-    const FaultRun run = RunWithDescriptors(13);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStdout, kLoneReport);
-    EXPECT_EQ(run.strStderr, "");
 }
 
 // ---------------------------------------------------------------------------
@@ -489,157 +560,172 @@ void ExpectPackageAndLogIntact(const FaultRun& run)
 }
 } // namespace
 
-// Without the guard a collector runs as under system(): in the checker's
-// process group, with SIGINT and SIGQUIT ignored by the checker meanwhile.
-TEST(FaultSignals, UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns)
+namespace
+{
+// A signal sent while REL002's collector runs, to the checker ("pid") or to
+// its process group ("group"), with or without the guard (and with the
+// collector let finish, where the checker waits for it): the exit status,
+// the report, and how many processes of the run are left (the shell, the
+// collector and its sleep, which the run script then ends).
+struct SignalCase
+{
+    const char* pszName;
+    const char* pszSignal;
+    const char* pszTarget;
+    bool bGuard;
+    bool bFinishCollector;
+    int nStatus;
+    std::string strStdout;
+    std::size_t nSurvivors;
+};
+
+void PrintTo(const SignalCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class SignalWhileACollectorRuns : public ::testing::TestWithParam<SignalCase>
+{
+};
+
+std::vector<SignalCase> SignalCases()
+{
+    return {
+        // Without the guard a collector runs as under system(): in the
+        // checker's process group, with SIGINT and SIGQUIT ignored by the
+        // checker meanwhile.
+        {"UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns", "INT", "pid", false, true, 1,
+         kLoneReport, 0},
+        // The collector died before writing its document: REL002 has no
+        // inventory, and its unmet dependency is not reported.
+        {"UnguardedInterruptOfTheGroupEndsTheCollectorAndTheCheckerReportsWithoutIt", "INT", "group", false, false, 1,
+         kHeading + kBackplane + " \n", 0},
+        {"UnguardedTerminationEndsTheCheckerAndLeavesTheCollectorRunning_TERM", "TERM", "pid", false, false, 128 + 15,
+         "", 3},
+        {"UnguardedTerminationEndsTheCheckerAndLeavesTheCollectorRunning_HUP", "HUP", "pid", false, false, 128 + 1, "",
+         3},
+        {"GuardedSignalsEndTheCollectorWithTheChecker_INTToTheChecker", "INT", "pid", true, false, 128 + 2, "", 0},
+        {"GuardedSignalsEndTheCollectorWithTheChecker_INTToTheGroup", "INT", "group", true, false, 128 + 2, "", 0},
+        {"GuardedSignalsEndTheCollectorWithTheChecker_TERM", "TERM", "pid", true, false, 128 + 15, "", 0},
+        {"GuardedSignalsEndTheCollectorWithTheChecker_HUP", "HUP", "pid", true, false, 128 + 1, "", 0},
+    };
+}
+} // namespace
+
+TEST_P(SignalWhileACollectorRuns, EndsTheRunAsItShould)
 {
     SKIP_WITHOUT_NAMESPACE();
-    const FaultRun run = RunSignalled("INT", "pid", false, true);
+    const SignalCase& entry = GetParam();
+    const FaultRun run = RunSignalled(entry.pszSignal, entry.pszTarget, entry.bGuard, entry.bFinishCollector);
     ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStdout, kLoneReport);
-    EXPECT_EQ(run.strSurvivors, "");
+    EXPECT_EQ(run.nStatus, entry.nStatus);
+    EXPECT_EQ(run.strStdout, entry.strStdout);
+    if (entry.nSurvivors == 0)
+    {
+        EXPECT_EQ(run.strSurvivors, "");
+    }
+    else
+    {
+        EXPECT_EQ(Lines(run.strSurvivors).size(), entry.nSurvivors) << run.strSurvivors;
+        EXPECT_NE(run.strSurvivors.find("collect.sh"), std::string::npos) << run.strSurvivors;
+    }
     ExpectPackageAndLogIntact(run);
 }
 
-TEST(FaultSignals, UnguardedInterruptOfTheGroupEndsTheCollectorAndTheCheckerReportsWithoutIt)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    const FaultRun run = RunSignalled("INT", "group", false);
-    ASSERT_SET_UP(run);
-    // The collector died before writing its document: REL002 has no
-    // inventory, and its unmet dependency is not reported.
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStdout, kHeading + kBackplane + " \n");
-    EXPECT_EQ(run.strSurvivors, "");
-    ExpectPackageAndLogIntact(run);
-}
-
-TEST(FaultSignals, UnguardedTerminationEndsTheCheckerAndLeavesTheCollectorRunning)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    for (const char* pszSignal : {"TERM", "HUP"})
-    {
-        const FaultRun run = RunSignalled(pszSignal, "pid", false);
-        ASSERT_SET_UP(run);
-        EXPECT_EQ(run.nStatus, std::string(pszSignal) == "TERM" ? 128 + 15 : 128 + 1) << pszSignal;
-        EXPECT_EQ(run.strStdout, "") << pszSignal;
-        // The shell, the collector and its sleep (which the run script then
-        // ends).
-        EXPECT_EQ(Lines(run.strSurvivors).size(), 3u) << pszSignal << ": " << run.strSurvivors;
-        EXPECT_NE(run.strSurvivors.find("collect.sh"), std::string::npos) << pszSignal;
-        ExpectPackageAndLogIntact(run);
-    }
-}
-
-TEST(FaultSignals, GuardedSignalsEndTheCollectorWithTheChecker)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    const std::vector<std::pair<std::string, std::string>> vCases = {
-        {"INT", "pid"}, {"INT", "group"}, {"TERM", "pid"}, {"HUP", "pid"}};
-    for (const auto& signalCase : vCases)
-    {
-        const FaultRun run = RunSignalled(signalCase.first, signalCase.second, true);
-        ASSERT_SET_UP(run);
-        const int nNumber = signalCase.first == "INT" ? 2 : signalCase.first == "TERM" ? 15 : 1;
-        const std::string strWhat = signalCase.first + " to the " + signalCase.second;
-        EXPECT_EQ(run.nStatus, 128 + nNumber) << strWhat;
-        EXPECT_EQ(run.strStdout, "") << strWhat;
-        EXPECT_EQ(run.strSurvivors, "") << strWhat;
-        ExpectPackageAndLogIntact(run);
-    }
-}
+INSTANTIATE_TEST_SUITE_P(FaultSignals, SignalWhileACollectorRuns, ::testing::ValuesIn(SignalCases()),
+                         [](const ::testing::TestParamInfo<SignalCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 // ---------------------------------------------------------------------------
 // Standard output and the standard streams
 // ---------------------------------------------------------------------------
 
-TEST(FaultStandardOutput, AReaderThatTakesTenBytesGetsThemAndTheCheckerExitsWithItsVerdict)
+namespace
 {
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strBody = "{ \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } | head -c 10 > \"$out/stdout\"";
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    // The report is written at once, into the pipe, before head goes away.
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStdout, kLoneReport.substr(0, 10));
+// A standard stream that is broken, full or closed while the checker runs
+// (the shell that runs it, writing its exit status to "$out/status"), with
+// or without the debug log: the exit status, what reached standard output
+// and standard error, and, with the log, a log in whole lines that ends
+// with the checker's last line and holds no report.
+struct StreamCase
+{
+    const char* pszName;
+    bool bLog;
+    std::string strBody;
+    int nStatus;
+    std::string strStdout;
+};
+
+void PrintTo(const StreamCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class StreamFault : public ::testing::TestWithParam<StreamCase>
+{
+};
+
+// Runs the checker with the given redirections.
+std::string CheckerWith(const std::string& strRedirections)
+{
+    return "\"$CHECKER\" hard " + strRedirections + "; echo $? > \"$out/status\"";
 }
 
-TEST(FaultStandardOutput, AReaderThatIsGoneEndsTheCheckerWithSIGPIPE)
+std::vector<StreamCase> StreamCases()
+{
+    return {
+        // The report is written at once, into the pipe, before head goes
+        // away.
+        {"AReaderThatTakesTenBytesGetsThemAndTheCheckerExitsWithItsVerdict", false,
+         "{ \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } | head -c 10 > \"$out/stdout\"", 1,
+         kLoneReport.substr(0, 10)},
+        // Standard output is a pipe whose reader has gone before the
+        // checker starts: a fifo opened for reading and writing, opened
+        // again for writing, and then closed for reading.
+        {"AReaderThatIsGoneEndsTheCheckerWithSIGPIPE", false,
+         "mkfifo \"$out/pipe\" && exec 4<> \"$out/pipe\" 5> \"$out/pipe\" 4<&-\n"
+         "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } >&5\n"
+         "exec 5>&-",
+         128 + 13, ""},
+        {"OnTheFullDeviceTheReportIsLostAndTheStatusKept", false, CheckerWith("> /dev/full 2> \"$out/stderr\""), 1,
+         ""},
+        {"ClosedStandardInputOrErrorChangeNothing_Input", true,
+         CheckerWith("> \"$out/stdout\" 2> \"$out/stderr\" <&-"), 1, kLoneReport},
+        {"ClosedStandardInputOrErrorChangeNothing_Error", true,
+         CheckerWith("> \"$out/stdout\" 2> \"$out/stderr\" 2>&-"), 1, kLoneReport},
+        // "inv.xml" takes descriptor 1, the log the next free one: the
+        // report, written to descriptor 1, fails and is lost; the exit
+        // status still says what was found, and the log is whole.
+        {"WithStandardOutputClosedTheReportIsLostAndTheStatusStays", true, CheckerWith("2> \"$out/stderr\" >&-"), 1,
+         ""},
+        {"AllThreeClosedStillGiveTheStatus", false, CheckerWith("<&- >&- 2>&-"), 1, ""},
+    };
+}
+} // namespace
+
+TEST_P(StreamFault, KeepsTheExitStatus)
 {
     SKIP_WITHOUT_NAMESPACE();
+    const StreamCase& entry = GetParam();
     Fault fault;
-    // Standard output is a pipe whose reader has gone before the checker
-    // starts: a fifo opened for reading and writing, opened again for
-    // writing, and then closed for reading.
-    fault.strBody = "mkfifo \"$out/pipe\" && exec 4<> \"$out/pipe\" 5> \"$out/pipe\" 4<&-\n"
-                    "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } >&5\n"
-                    "exec 5>&-";
+    fault.bLog = entry.bLog;
+    fault.strBody = entry.strBody;
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 128 + 13);
+    EXPECT_EQ(run.nStatus, entry.nStatus);
+    EXPECT_EQ(run.strStdout, entry.strStdout);
     EXPECT_EQ(run.strStderr, "");
-}
-
-TEST(FaultStandardOutput, OnTheFullDeviceTheReportIsLostAndTheStatusKept)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strBody = "\"$CHECKER\" hard > /dev/full 2> \"$out/stderr\"; echo $? > \"$out/status\"";
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStderr, "");
-}
-
-TEST(FaultStandardStreams, ClosedStandardInputOrErrorChangeNothing)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    for (const std::string strClose : {"<&-", "2>&-"})
+    EXPECT_EQ(run.strSurvivors, "");
+    EXPECT_EQ(run.bLogWritten, entry.bLog);
+    if (entry.bLog)
     {
-        Fault fault;
-        fault.bLog = true;
-        fault.strBody = "eval '\"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" " + strClose +
-                        "'; echo $? > \"$out/status\"";
-        const FaultRun run = RunFault(fault);
-        ASSERT_SET_UP(run);
-        EXPECT_EQ(run.nStatus, 1) << strClose;
-        EXPECT_EQ(run.strStdout, kLoneReport) << strClose;
-        EXPECT_EQ(run.strLog.find("requirements are met"), std::string::npos) << strClose;
+        EXPECT_EQ(run.strLog.find("requirements are met"), std::string::npos);
+        const std::vector<std::string> vLines = Lines(run.strLog);
+        ASSERT_FALSE(vLines.empty());
+        EXPECT_EQ(MessageOf(vLines.back()), "CDependenciesChecker::~CDependenciesChecker ");
+        ExpectWholeLines(run.strLog);
     }
 }
 
-// "inv.xml" takes descriptor 1, the log the next free one: the report,
-// written to descriptor 1, fails and is lost; the exit status still says what
-// was found, and the log is whole.
-TEST(FaultStandardStreams, WithStandardOutputClosedTheReportIsLostAndTheStatusStays)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.bLog = true;
-    fault.strBody = "\"$CHECKER\" hard 2> \"$out/stderr\" >&-; echo $? > \"$out/status\"";
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strStderr, "");
-    EXPECT_EQ(run.strLog.find("requirements are met"), std::string::npos);
-    const std::vector<std::string> vLines = Lines(run.strLog);
-    ASSERT_FALSE(vLines.empty());
-    EXPECT_EQ(MessageOf(vLines.back()), "CDependenciesChecker::~CDependenciesChecker ");
-    ExpectWholeLines(run.strLog);
-}
-
-TEST(FaultStandardStreams, AllThreeClosedStillGiveTheStatus)
-{
-    SKIP_WITHOUT_NAMESPACE();
-    Fault fault;
-    fault.strBody = "\"$CHECKER\" hard <&- >&- 2>&-; echo $? > \"$out/status\"";
-    const FaultRun run = RunFault(fault);
-    ASSERT_SET_UP(run);
-    EXPECT_EQ(run.nStatus, 1);
-    EXPECT_EQ(run.strSurvivors, "");
-}
+INSTANTIATE_TEST_SUITE_P(FaultStandardStreams, StreamFault, ::testing::ValuesIn(StreamCases()),
+                         [](const ::testing::TestParamInfo<StreamCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 // ---------------------------------------------------------------------------
 // Address-space limit on a large package

@@ -29,10 +29,7 @@ double SecondsSince(Clock::time_point tStart)
     return std::chrono::duration<double>(Clock::now() - tStart).count();
 }
 
-bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
-{
-    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
-}
+using vextest::HasLine;
 
 bool ProcessExists(pid_t nPid) { return nPid > 0 && kill(nPid, 0) == 0; }
 
@@ -83,6 +80,12 @@ const char* const kInventory =
     "  </Device>\n"
     "</SVMInventory>\n";
 
+// A collector body that writes the given document into inv.xml.
+std::string WritesDocument(const std::string& strDocument)
+{
+    return "cat > inv.xml <<'EOF'\n" + strDocument + "\nEOF\n";
+}
+
 // A package directory with one component directory "comp" holding the
 // configuration and the collector script. The test itself runs from another
 // directory, which must be the working directory again after every call.
@@ -126,12 +129,6 @@ protected:
     {
         vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\n" + strBody, true);
         WriteConfig("collect.sh", "inv.xml", strTimeout);
-    }
-
-    // A collector body that writes the given document into inv.xml.
-    static std::string WritesDocument(const std::string& strDocument)
-    {
-        return "cat > inv.xml <<'EOF'\n" + strDocument + "\nEOF\n";
     }
 
     Records Run(const CCollectorTimeLimit& limit = CCollectorTimeLimit())
@@ -224,7 +221,7 @@ TEST_F(InventoryModuleTest, RunsTheCollectorInItsDirectoryAndReadsItsDocument)
     EXPECT_EQ(ModuleLog(), vExpected);
     // The inventory document is read after the working directory is back.
     const std::vector<std::string> vLog = Log();
-    EXPECT_TRUE(Contains(vLog, "CLinuxImpl::IsFileExistsAbs() File name " + m_strModule + "//inv.xml exist"));
+    EXPECT_TRUE(HasLine(vLog, "CLinuxImpl::IsFileExistsAbs() File name " + m_strModule + "//inv.xml exist"));
 }
 
 TEST_F(InventoryModuleTest, CollectorThatExitsNonZeroButWritesItsDocumentIsRead)
@@ -234,24 +231,111 @@ TEST_F(InventoryModuleTest, CollectorThatExitsNonZeroButWritesItsDocumentIsRead)
     ASSERT_EQ(vRecords.size(), 2u);
     EXPECT_EQ(vRecords[0]->getVersion(), "25.5.9.0001");
     const std::vector<std::string> vLog = ModuleLog();
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory"));
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo END"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInventoryInfo END"));
 }
 
-TEST_F(InventoryModuleTest, TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun)
+// ---------------------------------------------------------------------------
+// Runs that give no records, case by case: what the collector "collect.sh"
+// does (after it marks that it ran), the command, timeout or whole
+// configuration that name it, whether it runs and leaves a document, and
+// lines the log must hold ("{MODULE}" stands for the component directory).
+// ---------------------------------------------------------------------------
+
+namespace
 {
-    for (const char* pszTimeout : {"0", "abc", "-3", " 0x10"})
-    {
-        WriteCollector("touch ran\n" + WritesDocument(kInventory), pszTimeout);
-        Records vRecords = Run();
-        EXPECT_TRUE(vRecords.empty()) << pszTimeout;
-        EXPECT_FALSE(vextest::FileExists(m_strModule + "/ran")) << pszTimeout;
-    }
-    const std::vector<std::string> vLog = ModuleLog();
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml strInventoryCommand or  strInvetoryXmlfileName is "
-                               "empty or nTimeout <=0 "));
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo GetInvntoryXml failed"));
+struct NothingCase
+{
+    const char* pszName;
+    std::string strBody;
+    const char* pszCommand;
+    const char* pszTimeout;
+    const char* pszConfig; // null: the configuration naming pszCommand and pszTimeout
+    bool bCollectorRuns;
+    bool bDocumentWritten;
+    std::vector<std::string> vLogLines;
+};
+
+void PrintTo(const NothingCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class NoRecords : public InventoryModuleTest, public ::testing::WithParamInterface<NothingCase>
+{
+};
+
+const std::string kNotRunLine =
+    "CInventoryModule::GetInvntoryXml strInventoryCommand or  strInvetoryXmlfileName is empty or nTimeout <=0 ";
+const std::string kNoInventoryLine = "CInventoryModule::GetInventoryInfo GetInvntoryXml failed";
+const std::string kNoConfigurationLine = "CInventoryModule::GetInventoryInfo m_pPIEConfigInfo->Init failed";
+const std::string kCollectorFailedLine = "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory";
+
+std::vector<NothingCase> NothingCases()
+{
+    const std::string strWritesInventory = WritesDocument(kInventory);
+    return {
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Zero", strWritesInventory, "collect.sh", "0", nullptr,
+         false, false, {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Text", strWritesInventory, "collect.sh", "abc", nullptr,
+         false, false, {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Negative", strWritesInventory, "collect.sh", "-3",
+         nullptr, false, false, {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Hexadecimal", strWritesInventory, "collect.sh",
+         " 0x10", nullptr, false, false, {kNotRunLine, kNoInventoryLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_Empty", strWritesInventory, "", "", "", false, false,
+         {kNoConfigurationLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_Truncated", strWritesInventory, "", "",
+         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\"", false, false, {kNoConfigurationLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_NotXml", strWritesInventory, "", "", "collect.sh inv.xml 30",
+         false, false, {kNoConfigurationLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_NoOutput", strWritesInventory, "", "",
+         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"30\">"
+         "<CliToFile><Command>collect.sh</Command></CliToFile></Plugin></Plugins></PIEConfig>",
+         false, false, {kNoConfigurationLine}},
+        {"CommandThatDoesNotExistGivesNothing", strWritesInventory, "no-such-collector.sh", "30", nullptr, false,
+         false,
+         {kCollectorFailedLine, "CDeviceInventoryInfo::GetDeviceInfo() Document {MODULE}//inv.xml  parsing failed "}},
+        // The path of a document that is not there is taken for document
+        // text.
+        {"CollectorThatWritesNothingGivesNothing", "exit 0\n", "collect.sh", "30", nullptr, true, false,
+         {"CDeviceInventoryInfo::CDeviceInventoryInfo() Document {MODULE}//inv.xml  parsing failed "}},
+        {"CollectorThatWritesAnEmptyFileGivesNothing", ": > inv.xml\n", "collect.sh", "30", nullptr, true, true,
+         {"CDeviceInventoryInfo::GetDeviceInfo() Document {MODULE}//inv.xml  parsing failed "}},
+        {"CollectorThatWritesSomethingElseGivesNothing_Text", "echo 'collector: 2 devices found' > inv.xml\n",
+         "collect.sh", "30", nullptr, true, true, {}},
+        {"CollectorThatWritesSomethingElseGivesNothing_RandomBytes", "head -c 4096 /dev/urandom > inv.xml\n",
+         "collect.sh", "30", nullptr, true, true, {}},
+        {"CollectorThatWritesSomethingElseGivesNothing_OtherDocument",
+         WritesDocument("<Inventory><Device componentID=\"1\"/></Inventory>"), "collect.sh", "30", nullptr, true,
+         true, {}},
+    };
 }
+} // namespace
+
+TEST_P(NoRecords, AreRead)
+{
+    const NothingCase& entry = GetParam();
+    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\ntouch ran\n" + entry.strBody, true);
+    if (entry.pszConfig == nullptr)
+    {
+        WriteConfig(entry.pszCommand, "inv.xml", entry.pszTimeout);
+    }
+    else
+    {
+        vextest::WriteFile(m_strModule + "/PIEConfig.xml", entry.pszConfig);
+    }
+    EXPECT_TRUE(Run().empty());
+    EXPECT_EQ(vextest::FileExists(m_strModule + "/ran"), entry.bCollectorRuns);
+    EXPECT_EQ(vextest::FileExists(m_strInventoryPath), entry.bDocumentWritten);
+    const std::vector<std::string> vLog = Log();
+    for (const std::string& strLine : entry.vLogLines)
+    {
+        EXPECT_TRUE(HasLine(vLog, vextest::ReplaceAll(strLine, "{MODULE}", m_strModule))) << strLine;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(InventoryModuleTest, NoRecords, ::testing::ValuesIn(NothingCases()),
+                         [](const ::testing::TestParamInfo<NothingCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST_F(InventoryModuleTest, MissingConfigurationGivesNothing)
 {
@@ -265,60 +349,8 @@ TEST_F(InventoryModuleTest, MissingConfigurationGivesNothing)
         "CInventoryModule::~CInventoryModule  ",
     };
     EXPECT_EQ(ModuleLog(), vExpected);
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::Init() Document " + m_strModule + "/PIEConfig.xml  parsed "
-                                                                                      "successfully "));
-}
-
-TEST_F(InventoryModuleTest, EmptyOrMalformedConfigurationGivesNothing)
-{
-    vextest::WriteFile(m_strModule + "/collect.sh", "#!/bin/sh\ntouch ran\n" + WritesDocument(kInventory), true);
-    for (const std::string& strConfig :
-         {std::string(), std::string("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\""),
-          std::string("collect.sh inv.xml 30"),
-          std::string("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"30\">"
-                      "<CliToFile><Command>collect.sh</Command></CliToFile></Plugin></Plugins></PIEConfig>")})
-    {
-        vextest::WriteFile(m_strModule + "/PIEConfig.xml", strConfig);
-        Records vRecords = Run();
-        EXPECT_TRUE(vRecords.empty()) << strConfig;
-    }
-    EXPECT_FALSE(vextest::FileExists(m_strModule + "/ran"));
-}
-
-TEST_F(InventoryModuleTest, CommandThatDoesNotExistGivesNothing)
-{
-    WriteConfig("no-such-collector.sh", "inv.xml", "30");
-    Records vRecords = Run();
-    EXPECT_TRUE(vRecords.empty());
-    const std::vector<std::string> vLog = Log();
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml ExecuteCmd failed for getting the inventory"));
-    EXPECT_TRUE(Contains(vLog, "CDeviceInventoryInfo::GetDeviceInfo() Document " + m_strModule +
-                                   "//inv.xml  parsing failed "));
-}
-
-TEST_F(InventoryModuleTest, CollectorThatWritesNothingGivesNothing)
-{
-    WriteCollector("exit 0\n");
-    EXPECT_TRUE(Run().empty());
-    EXPECT_TRUE(Contains(Log(), "CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + m_strModule +
-                                    "//inv.xml  parsing failed "));
-}
-
-TEST_F(InventoryModuleTest, CollectorThatWritesAnEmptyFileGivesNothing)
-{
-    WriteCollector(": > inv.xml\n");
-    EXPECT_TRUE(Run().empty());
-    EXPECT_TRUE(vextest::FileExists(m_strInventoryPath));
-}
-
-TEST_F(InventoryModuleTest, CollectorThatWritesSomethingElseGivesNothing)
-{
-    WriteCollector("echo 'collector: 2 devices found' > inv.xml\n");
-    EXPECT_TRUE(Run().empty());
-    WriteCollector("head -c 4096 /dev/urandom > inv.xml\n");
-    EXPECT_TRUE(Run().empty());
-    WriteCollector(WritesDocument("<Inventory><Device componentID=\"1\"/></Inventory>"));
-    EXPECT_TRUE(Run().empty());
+    EXPECT_TRUE(HasLine(Log(), "CPIEConfigInfo::Init() Document " + m_strModule + "/PIEConfig.xml  parsed "
+                                                                                  "successfully "));
 }
 
 TEST_F(InventoryModuleTest, CollectorThatWritesFiftyMebibytesIsRead)
@@ -399,7 +431,7 @@ TEST_F(InventoryModuleTest, OutputInASubdirectoryKeepsTheDoubledSlash)
     WriteConfig("collect.sh", "out/inv.xml", "30");
     Records vRecords = Run();
     EXPECT_EQ(vRecords.size(), 2u);
-    EXPECT_TRUE(Contains(ModuleLog(), "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//out/inv.xml"));
+    EXPECT_TRUE(HasLine(ModuleLog(), "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "//out/inv.xml"));
 }
 
 TEST_F(InventoryModuleTest, CollectorSlowerThanItsLimitIsWaitedForAndRead)
@@ -540,9 +572,9 @@ TEST_F(InventoryModuleTest, GuardedCollectorThatRunsOutOfTimeGivesOneFailedRecor
     EXPECT_TRUE(ProcessesMentioning(m_strModule).empty());
 
     const std::vector<std::string> vLog = ModuleLog();
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml collector timed out after 2 seconds"));
-    EXPECT_FALSE(Contains(vLog, "CInventoryModule::GetInventoryInfo GetInvntoryXml failed"));
-    EXPECT_FALSE(Contains(vLog, "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml collector timed out after 2 seconds"));
+    EXPECT_FALSE(HasLine(vLog, "CInventoryModule::GetInventoryInfo GetInvntoryXml failed"));
+    EXPECT_FALSE(HasLine(vLog, "CInventoryModule::GetInventoryInfo CDeviceInventoryInfo deviceInvInfo"));
 }
 
 TEST_F(InventoryModuleTest, FixedGuardOverridesTheConfiguredLimit)
@@ -609,11 +641,11 @@ TEST_F(InventoryModuleTest, DocumentPathDoublesTheSlash)
     EXPECT_EQ(vRecords.size(), 2u);
     EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore);
     const std::vector<std::string> vLog = ModuleLog();
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule +
-                                   "//PIEConfig.xml"));
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule +
-                                   "///collect.sh"));
-    EXPECT_TRUE(Contains(vLog, "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "///inv.xml"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule +
+                                  "//PIEConfig.xml"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule +
+                                  "///collect.sh"));
+    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "///inv.xml"));
 }
 
 TEST_F(InventoryModuleTest, GetInvntoryXmlWithoutConfigurationFails)

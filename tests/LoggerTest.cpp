@@ -114,49 +114,51 @@ TEST_F(LoggerTest, TimeStampIsLocalTimeOfTheWrite)
     EXPECT_LE(std::abs(std::difftime(tStamp, tBefore)), 2.0);
 }
 
-TEST_F(LoggerTest, FileArgumentWithoutSlashIsWrittenWhole)
+namespace
+{
+// A line logged with the given file argument, line number and message, and
+// the line the log then holds (its time stamp masked).
+struct LayoutCase
+{
+    const char* pszName;
+    std::string strFile;
+    unsigned int nLine;
+    std::string strMessage;
+    std::string strExpected;
+};
+
+void PrintTo(const LayoutCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class LineLayout : public LoggerTest, public ::testing::WithParamInterface<LayoutCase>
+{
+};
+
+std::vector<LayoutCase> LayoutCases()
+{
+    return {
+        {"FileArgumentWithoutSlashIsWrittenWhole", "LinuxImpl", 7, "m", "[TIME] :                 LinuxImpl:    7: m"},
+        {"FileArgumentEndingInSlashGivesAnEmptyPaddedField", "some/dir/", 12, "m",
+         "[TIME] : " + std::string(25, ' ') + ":   12: m"},
+        {"LongFileNameIsWrittenWhole", std::string(30, 'n'), 3, "m", "[TIME] : " + std::string(30, 'n') + ":    3: m"},
+        {"LineNumberWiderThanFiveDigitsWidensTheLine", "Logger", 1234567, "m",
+         "[TIME] :                    Logger:1234567: m"},
+        {"MessagesKeepTrailingBlanks", "f", 1, "ends in blanks  ",
+         "[TIME] :                         f:    1: ends in blanks  "},
+    };
+}
+} // namespace
+
+TEST_P(LineLayout, IsWritten)
 {
     CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
-    CLogger::GetInstance()->log("LinuxImpl", 7, std::string("m"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vLines[0], "[TIME] :                 LinuxImpl:    7: m");
+    CLogger::GetInstance()->log(GetParam().strFile.c_str(), GetParam().nLine, GetParam().strMessage);
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")), std::vector<std::string>{GetParam().strExpected});
 }
 
-TEST_F(LoggerTest, FileArgumentEndingInSlashGivesAnEmptyPaddedField)
-{
-    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
-    CLogger::GetInstance()->log("some/dir/", 12, std::string("m"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vLines[0], "[TIME] : " + std::string(25, ' ') + ":   12: m");
-}
-
-TEST_F(LoggerTest, LongFileNameIsWrittenWhole)
-{
-    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
-    const std::string strName(30, 'n');
-    CLogger::GetInstance()->log(strName.c_str(), 3, std::string("m"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vLines[0], "[TIME] : " + strName + ":    3: m");
-}
-
-TEST_F(LoggerTest, LineNumberWiderThanFiveDigitsWidensTheLine)
-{
-    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
-    CLogger::GetInstance()->log("Logger", 1234567, std::string("m"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vLines[0], "[TIME] :                    Logger:1234567: m");
-}
-
-TEST_F(LoggerTest, MessagesKeepTrailingBlanks)
-{
-    CLogger::GetInstance()->Initialize(m_dir.File("baseutils.log"));
-    CLogger::GetInstance()->log("f", 1, std::string("ends in blanks  "));
-    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).at(0), "[TIME] :                         f:    1: ends in blanks  ");
-}
+INSTANTIATE_TEST_SUITE_P(LoggerTest, LineLayout, ::testing::ValuesIn(LayoutCases()),
+                         [](const ::testing::TestParamInfo<LayoutCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST_F(LoggerTest, EveryLineIsFlushedAsItIsWritten)
 {
@@ -405,29 +407,54 @@ TEST_F(LoggerReserveTest, TheReserveIsOneMebibyteAskedForEverySixteenKibibytes)
     EXPECT_EQ(CLogger::nFreeSpaceForLastLine, 65536u);
 }
 
-TEST_F(LoggerReserveTest, WithLessThanRoomForTheLastLineTheLogStopsWithoutIt)
+namespace
 {
-    g_nFreeBytes = 65535;
+// The free space the logger is told of when it opens the log, and what two
+// lines logged then leave in it: with room for the reserve, both lines;
+// below it, the one line that says why the log stops, if there is room for
+// that line. Either way the space is asked once.
+struct ReserveCase
+{
+    const char* pszName;
+    long long nFreeBytes;
+    std::vector<std::string> vMessages;
+    bool bWriting;
+};
+
+void PrintTo(const ReserveCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class ReserveOutcome : public LoggerReserveTest, public ::testing::WithParamInterface<ReserveCase>
+{
+};
+
+const ReserveCase kReserveCases[] = {
+    {"WithLessThanRoomForTheLastLineTheLogStopsWithoutIt", 65535, {}, false},
+    {"WithRoomForTheLastLineItIsWritten", 65536,
+     {"CLogger::log debug log stopped: 65536 bytes free on the log's file system, below the reserve of 1048576 "
+      "bytes kept for the collectors"},
+     false},
+    {"ExactlyTheReserveFreeKeepsTheLogWriting", 1048576, {"first", "second"}, true},
+    {"AFreeSpaceThatCannotBeToldKeepsTheLogWriting", -1, {"first", "second"}, true},
+};
+} // namespace
+
+TEST_P(ReserveOutcome, DecidesWhatIsWritten)
+{
+    g_nFreeBytes = GetParam().nFreeBytes;
     CLogger* pLogger = CLogger::GetInstance();
     pLogger->Initialize(m_dir.File("baseutils.log"));
-    pLogger->log("x", 1, std::string("never written"));
-    pLogger->log("x", 2, std::string("nor this"));
-    EXPECT_EQ(ReadFile(m_dir.File("baseutils.log")), "");
-    EXPECT_FALSE(pLogger->IsWriting());
+    pLogger->log("x", 1, std::string("first"));
+    pLogger->log("x", 2, std::string("second"));
+    EXPECT_EQ(vextest::ReadLogMessages(m_dir.File("baseutils.log")), GetParam().vMessages);
+    EXPECT_EQ(ReadFile(m_dir.File("baseutils.log")).empty(), GetParam().vMessages.empty());
+    EXPECT_EQ(pLogger->IsWriting(), GetParam().bWriting);
     EXPECT_EQ(g_vAskedPaths.size(), 1u);
 }
 
-TEST_F(LoggerReserveTest, WithRoomForTheLastLineItIsWritten)
-{
-    g_nFreeBytes = 65536;
-    CLogger* pLogger = CLogger::GetInstance();
-    pLogger->Initialize(m_dir.File("baseutils.log"));
-    pLogger->log("x", 1, std::string("never written"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vextest::MessageOf(vLines[0]), "CLogger::log debug log stopped: 65536 bytes free on the log's file "
-                                             "system, below the reserve of 1048576 bytes kept for the collectors");
-}
+INSTANTIATE_TEST_SUITE_P(LoggerReserveTest, ReserveOutcome, ::testing::ValuesIn(kReserveCases),
+                         [](const ::testing::TestParamInfo<ReserveCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST_F(LoggerReserveTest, BelowTheReserveTheFirstLineIsReplacedByOneLastLineThatSaysWhy)
 {
@@ -478,28 +505,6 @@ TEST_F(LoggerReserveTest, TheFreeSpaceIsAskedAgainOnlyAfterSixteenKibibytesWereW
     ASSERT_EQ(vLines.size(), 17u);
     EXPECT_EQ(vextest::MessageOf(vLines[15]), strMessage);
     EXPECT_EQ(vextest::MessageOf(vLines[16]), kStopMessage);
-}
-
-TEST_F(LoggerReserveTest, ExactlyTheReserveFreeKeepsTheLogWriting)
-{
-    g_nFreeBytes = static_cast<long long>(CLogger::nFreeSpaceReserve);
-    CLogger* pLogger = CLogger::GetInstance();
-    pLogger->Initialize(m_dir.File("baseutils.log"));
-    pLogger->log("x", 1, std::string("kept"));
-    const std::vector<std::string> vLines = ReadLogLines(m_dir.File("baseutils.log"));
-    ASSERT_EQ(vLines.size(), 1u);
-    EXPECT_EQ(vextest::MessageOf(vLines[0]), "kept");
-    EXPECT_TRUE(pLogger->IsWriting());
-}
-
-TEST_F(LoggerReserveTest, AFreeSpaceThatCannotBeToldKeepsTheLogWriting)
-{
-    g_nFreeBytes = -1;
-    CLogger* pLogger = CLogger::GetInstance();
-    pLogger->Initialize(m_dir.File("baseutils.log"));
-    pLogger->log("x", 1, std::string("kept"));
-    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).size(), 1u);
-    EXPECT_EQ(g_vAskedPaths.size(), 1u);
 }
 
 TEST_F(LoggerReserveTest, TheLogFileIsAskedAboutByItsAbsolutePathFromAnyWorkingDirectory)

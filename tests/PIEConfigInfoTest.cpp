@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <climits>
 
@@ -35,10 +34,10 @@ std::string Plugin(const std::string& strAttributes, const std::string& strConte
 
 const char* const kInventoryAttributes = "description=\"Inventory\" type=\"0\" timeout=\"600\"";
 
-bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
-{
-    return std::find(vLines.begin(), vLines.end(), strLine) != vLines.end();
-}
+// What Init logs up to the command of the inventory plug-in it found.
+const std::vector<std::string> kPluginFoundLines = {
+    "CPIEConfigInfo::GetInventoryPluginInfo() Start", "CPIEConfigInfo::GetNodeSet() Start",
+    "CPIEConfigInfo::GetNodeSet() END", "CPIEConfigInfo::GetInventoryCommandInfo() START"};
 
 // Each test writes its configuration into a fresh directory, with the logger
 // writing beside it.
@@ -79,16 +78,11 @@ TEST_F(PIEConfigInfoTest, ReadsTheInventoryPlugin)
     EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "inv.xml");
     EXPECT_EQ(m_reader.GetInventoryTimeout(), 600);
 
-    const std::vector<std::string> vExpected = {
-        "CPIEConfigInfo::GetInventoryPluginInfo() Start",
-        "CPIEConfigInfo::GetNodeSet() Start",
-        "CPIEConfigInfo::GetNodeSet() END",
-        "CPIEConfigInfo::GetInventoryCommandInfo() START",
-        "CPIEConfigInfo::GetInventoryCommandInfo() END",
-        "CPIEConfigInfo::GetInventoryPluginInfo() END",
-        "CPIEConfigInfo::Init() GetInventoryPluginInfo success ",
-    };
-    EXPECT_EQ(Log(), vExpected);
+    EXPECT_EQ(Log(), vextest::Then(kPluginFoundLines, {
+                                                         "CPIEConfigInfo::GetInventoryCommandInfo() END",
+                                                         "CPIEConfigInfo::GetInventoryPluginInfo() END",
+                                                         "CPIEConfigInfo::Init() GetInventoryPluginInfo success ",
+                                                     }));
 }
 
 TEST_F(PIEConfigInfoTest, LogLinesNameTheirSourceFile)
@@ -98,35 +92,6 @@ TEST_F(PIEConfigInfoTest, LogLinesNameTheirSourceFile)
     ASSERT_FALSE(vLines.empty());
     const std::string strPrefix = "[TIME] : " + std::string(25 - 13, ' ') + "PIEConfigInfo:";
     EXPECT_EQ(vLines.front().substr(0, strPrefix.size()), strPrefix);
-}
-
-TEST_F(PIEConfigInfoTest, PluginsAreFoundAtAnyDepth)
-{
-    ASSERT_TRUE(InitWith("<Root><PIEConfig><Group><Plugins><Set><Plugin " + std::string(kInventoryAttributes) + ">" +
-                         CliToFile("deep.sh", "deep.xml") +
-                         "</Plugin></Set></Plugins></Group></PIEConfig></Root>"));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "deep.sh");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "deep.xml");
-}
-
-TEST_F(PIEConfigInfoTest, ElementNamesOfThePluginPathAreCaseSensitive)
-{
-    EXPECT_FALSE(InitWith("<PIEConfig><Plugins><plugin " + std::string(kInventoryAttributes) + ">" +
-                          CliToFile("c", "o") + "</plugin></Plugins></PIEConfig>"));
-    const std::vector<std::string> vLog = Log();
-    EXPECT_TRUE(Contains(vLog, "CPIEConfigInfo::GetNodeSet() Empty nodeset"));
-    EXPECT_TRUE(Contains(vLog, "CPIEConfigInfo::GetInventoryPluginInfo() pXpathResult is NULL"));
-    EXPECT_EQ(vLog.back(), "CPIEConfigInfo::Init() GetInventoryPluginInfo failed ");
-}
-
-TEST_F(PIEConfigInfoTest, TheFirstQualifyingPluginIsTakenEvenWhenALaterOneIsMoreComplete)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, CliToFile("first.sh", "first.xml")) +
-                                Plugin("description=\"Inventory\" type=\"0\" timeout=\"10\" extra=\"yes\"",
-                                       CliToFile("second.sh", "second.xml") + "<More/>"))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "first.sh");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "first.xml");
-    EXPECT_EQ(m_reader.GetInventoryTimeout(), 600);
 }
 
 TEST_F(PIEConfigInfoTest, AnIncompleteFirstQualifyingPluginFailsWithoutTryingLaterOnes)
@@ -140,171 +105,192 @@ TEST_F(PIEConfigInfoTest, AnIncompleteFirstQualifyingPluginFailsWithoutTryingLat
     EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "");
     EXPECT_EQ(m_reader.GetInventoryTimeout(), 600);
 
-    const std::vector<std::string> vExpected = {
-        "CPIEConfigInfo::GetInventoryPluginInfo() Start",
-        "CPIEConfigInfo::GetNodeSet() Start",
-        "CPIEConfigInfo::GetNodeSet() END",
-        "CPIEConfigInfo::GetInventoryCommandInfo() START",
-        "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty",
-        "CPIEConfigInfo::GetInventoryCommandInfo() END",
-        "CPIEConfigInfo::GetInventoryPluginInfo() GetInventoryCommandInfo  is failed",
-        "CPIEConfigInfo::GetInventoryPluginInfo() END",
-        "CPIEConfigInfo::Init() GetInventoryPluginInfo failed ",
-    };
-    EXPECT_EQ(Log(), vExpected);
+    EXPECT_EQ(Log(),
+              vextest::Then(kPluginFoundLines,
+                            {
+                                "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty",
+                                "CPIEConfigInfo::GetInventoryCommandInfo() END",
+                                "CPIEConfigInfo::GetInventoryPluginInfo() GetInventoryCommandInfo  is failed",
+                                "CPIEConfigInfo::GetInventoryPluginInfo() END",
+                                "CPIEConfigInfo::Init() GetInventoryPluginInfo failed ",
+                            }));
 }
 
-TEST_F(PIEConfigInfoTest, DescriptionAndTypeIgnoreCase)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin("description=\"INVENTORY\" type=\"0\" timeout=\"5\"", CliToFile("c", "o")))));
-    EXPECT_EQ(m_reader.GetInventoryTimeout(), 5);
+// ---------------------------------------------------------------------------
+// Which plug-in is chosen, case by case: a configuration, whether Init
+// succeeds, the command, output and timeout it then holds, and lines the
+// log must hold besides its last one, which says how Init ended.
+// ---------------------------------------------------------------------------
 
-    CPIEConfigInfo lower;
-    vextest::WriteFile(m_dir.File("lower.xml"),
-                       Config(Plugin("description=\"inventory\" type=\"0\" timeout=\"6\"", CliToFile("c", "o"))));
-    ASSERT_TRUE(lower.Init(m_dir.File("lower.xml")));
-    EXPECT_EQ(lower.GetInventoryTimeout(), 6);
+namespace
+{
+struct PluginCase
+{
+    const char* pszName;
+    std::string strConfig;
+    bool bChosen;
+    std::string strCommand;
+    std::string strOutput;
+    long nTimeout;
+    std::vector<std::string> vLogLines;
+};
+
+void PrintTo(const PluginCase& entry, std::ostream* pOut) { *pOut << entry.pszName; }
+
+class PluginChoice : public PIEConfigInfoTest, public ::testing::WithParamInterface<PluginCase>
+{
+};
+
+const std::string kNoInventoryPlugin = "CPIEConfigInfo::GetInventoryPluginInfo() pInventoyNode is NULL";
+const std::string kNoCommandOrOutput =
+    "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty";
+
+// An inventory plug-in with the given type and timeout.
+std::string TypedPlugin(const std::string& strType, const std::string& strTimeout)
+{
+    return Plugin("description=\"Inventory\" type=\"" + strType + "\" timeout=\"" + strTimeout + "\"",
+                  CliToFile("c", "o"));
 }
 
-TEST_F(PIEConfigInfoTest, TypeMustBeExactlyZero)
+std::vector<PluginCase> PluginCases()
 {
-    for (const char* pszType : {"00", "0 ", "1", "O"})
-    {
-        CPIEConfigInfo reader;
-        const std::string strPath = m_dir.File(std::string("type") + pszType + ".xml");
-        vextest::WriteFile(strPath, Config(Plugin("description=\"Inventory\" type=\"" + std::string(pszType) +
-                                                      "\" timeout=\"5\"",
-                                                  CliToFile("c", "o"))));
-        EXPECT_FALSE(reader.Init(strPath)) << "type " << pszType;
-        EXPECT_EQ(reader.GetInventoryCommand(), "") << "type " << pszType;
-    }
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryPluginInfo() pInventoyNode is NULL"));
-}
-
-TEST_F(PIEConfigInfoTest, DescriptionMustBeInventory)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin("description=\"Inventory \" type=\"0\" timeout=\"5\"", CliToFile("c", "o")) +
-                                 Plugin("description=\"Update\" type=\"0\" timeout=\"5\"", CliToFile("c", "o")))));
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryPluginInfo() pInventoyNode is NULL"));
-}
-
-TEST_F(PIEConfigInfoTest, APluginWithoutTimeoutIsNeverChosen)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin("description=\"Inventory\" type=\"0\"", CliToFile("untimed.sh", "u.xml")) +
-                                Plugin("description=\"Inventory\" type=\"0\" timeout=\"7\"",
-                                       CliToFile("timed.sh", "t.xml")))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "timed.sh");
-    EXPECT_EQ(m_reader.GetInventoryTimeout(), 7);
-}
-
-TEST_F(PIEConfigInfoTest, AttributesWithEmptyValuesCountAsAbsent)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin("description=\"Inventory\" type=\"0\" timeout=\"\"", CliToFile("a", "b")) +
-                                 Plugin("description=\"\" type=\"0\" timeout=\"3\"", CliToFile("a", "b")) +
-                                 Plugin("description=\"Inventory\" type=\"\" timeout=\"3\"", CliToFile("a", "b")))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
-    EXPECT_EQ(m_reader.GetInventoryTimeout(), 0);
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryPluginInfo() pInventoyNode is NULL"));
-}
-
-TEST_F(PIEConfigInfoTest, TimeoutIsConvertedLikeStrtol)
-{
-    const std::vector<std::pair<std::string, long>> vCases = {
-        {"30s", 30},
-        {"abc", 0},
-        {"  +15", 15},
-        {"-5", -5},
-        {"0", 0},
-        {"12.9", 12},
-        {"9223372036854775807", LONG_MAX},
-        {"99999999999999999999999", LONG_MAX},
-        {"-99999999999999999999999", LONG_MIN},
-    };
-    int nFile = 0;
-    for (const auto& testCase : vCases)
-    {
-        CPIEConfigInfo reader;
-        const std::string strPath = m_dir.File("timeout" + std::to_string(nFile++) + ".xml");
-        vextest::WriteFile(strPath, Config(Plugin("description=\"Inventory\" type=\"0\" timeout=\"" +
-                                                      testCase.first + "\"",
-                                                  CliToFile("c", "o"))));
+    return {
+        {"PluginsAreFoundAtAnyDepth",
+         "<Root><PIEConfig><Group><Plugins><Set><Plugin " + std::string(kInventoryAttributes) + ">" +
+             CliToFile("deep.sh", "deep.xml") + "</Plugin></Set></Plugins></Group></PIEConfig></Root>",
+         true, "deep.sh", "deep.xml", 600, {}},
+        {"ElementNamesOfThePluginPathAreCaseSensitive",
+         "<PIEConfig><Plugins><plugin " + std::string(kInventoryAttributes) + ">" + CliToFile("c", "o") +
+             "</plugin></Plugins></PIEConfig>",
+         false, "", "", 0,
+         {"CPIEConfigInfo::GetNodeSet() Empty nodeset",
+          "CPIEConfigInfo::GetInventoryPluginInfo() pXpathResult is NULL"}},
+        {"TheFirstQualifyingPluginIsTakenEvenWhenALaterOneIsMoreComplete",
+         Config(Plugin(kInventoryAttributes, CliToFile("first.sh", "first.xml")) +
+                Plugin("description=\"Inventory\" type=\"0\" timeout=\"10\" extra=\"yes\"",
+                       CliToFile("second.sh", "second.xml") + "<More/>")),
+         true, "first.sh", "first.xml", 600, {}},
+        {"DescriptionAndTypeIgnoreCase_Upper",
+         Config(Plugin("description=\"INVENTORY\" type=\"0\" timeout=\"5\"", CliToFile("c", "o"))), true, "c", "o", 5,
+         {}},
+        {"DescriptionAndTypeIgnoreCase_Lower",
+         Config(Plugin("description=\"inventory\" type=\"0\" timeout=\"6\"", CliToFile("c", "o"))), true, "c", "o", 6,
+         {}},
+        {"TypeMustBeExactlyZero_DoubleZero", Config(TypedPlugin("00", "5")), false, "", "", 0, {kNoInventoryPlugin}},
+        {"TypeMustBeExactlyZero_TrailingBlank", Config(TypedPlugin("0 ", "5")), false, "", "", 0,
+         {kNoInventoryPlugin}},
+        {"TypeMustBeExactlyZero_One", Config(TypedPlugin("1", "5")), false, "", "", 0, {kNoInventoryPlugin}},
+        {"TypeMustBeExactlyZero_LetterO", Config(TypedPlugin("O", "5")), false, "", "", 0, {kNoInventoryPlugin}},
+        {"DescriptionMustBeInventory",
+         Config(Plugin("description=\"Inventory \" type=\"0\" timeout=\"5\"", CliToFile("c", "o")) +
+                Plugin("description=\"Update\" type=\"0\" timeout=\"5\"", CliToFile("c", "o"))),
+         false, "", "", 0, {kNoInventoryPlugin}},
+        {"APluginWithoutTimeoutIsNeverChosen",
+         Config(Plugin("description=\"Inventory\" type=\"0\"", CliToFile("untimed.sh", "u.xml")) +
+                Plugin("description=\"Inventory\" type=\"0\" timeout=\"7\"", CliToFile("timed.sh", "t.xml"))),
+         true, "timed.sh", "t.xml", 7, {}},
+        {"AttributesWithEmptyValuesCountAsAbsent",
+         Config(Plugin("description=\"Inventory\" type=\"0\" timeout=\"\"", CliToFile("a", "b")) +
+                Plugin("description=\"\" type=\"0\" timeout=\"3\"", CliToFile("a", "b")) +
+                Plugin("description=\"Inventory\" type=\"\" timeout=\"3\"", CliToFile("a", "b"))),
+         false, "", "", 0, {kNoInventoryPlugin}},
         // Any timeout is accepted here; the inventory module rejects values
         // below 1.
-        EXPECT_TRUE(reader.Init(strPath)) << testCase.first;
-        EXPECT_EQ(reader.GetInventoryTimeout(), testCase.second) << testCase.first;
+        {"TimeoutIsConvertedLikeStrtol_TrailingText", Config(TypedPlugin("0", "30s")), true, "c", "o", 30, {}},
+        {"TimeoutIsConvertedLikeStrtol_Text", Config(TypedPlugin("0", "abc")), true, "c", "o", 0, {}},
+        {"TimeoutIsConvertedLikeStrtol_BlanksAndSign", Config(TypedPlugin("0", "  +15")), true, "c", "o", 15, {}},
+        {"TimeoutIsConvertedLikeStrtol_Negative", Config(TypedPlugin("0", "-5")), true, "c", "o", -5, {}},
+        {"TimeoutIsConvertedLikeStrtol_Zero", Config(TypedPlugin("0", "0")), true, "c", "o", 0, {}},
+        {"TimeoutIsConvertedLikeStrtol_Fraction", Config(TypedPlugin("0", "12.9")), true, "c", "o", 12, {}},
+        {"TimeoutIsConvertedLikeStrtol_LongMax", Config(TypedPlugin("0", "9223372036854775807")), true, "c", "o",
+         LONG_MAX, {}},
+        {"TimeoutIsConvertedLikeStrtol_AboveLongMax", Config(TypedPlugin("0", "99999999999999999999999")), true, "c",
+         "o", LONG_MAX, {}},
+        {"TimeoutIsConvertedLikeStrtol_BelowLongMin", Config(TypedPlugin("0", "-99999999999999999999999")), true, "c",
+         "o", LONG_MIN, {}},
+        {"TheLastCommandAndOutputWin",
+         Config(Plugin(kInventoryAttributes, "<CliToFile><Command>one.sh</Command><Output>one.xml</Output>"
+                                             "<Command>two.sh</Command><Output>two.xml</Output></CliToFile>")),
+         true, "two.sh", "two.xml", 600, {}},
+        // The timeout of the chosen plug-in is converted before its command
+        // is looked at; nothing of a command that fails is kept.
+        {"ALastCommandWithoutTextWinsAndFails",
+         Config(Plugin(kInventoryAttributes,
+                       "<CliToFile><Command>one.sh</Command><Command/><Output>o.xml</Output></CliToFile>")),
+         false, "", "", 600, {kNoCommandOrOutput}},
+        {"ChildNamesBelowThePluginIgnoreCase",
+         Config(Plugin(kInventoryAttributes,
+                       "<Other/><clitofile><COMMAND>c.sh</COMMAND><output>o.xml</output></clitofile>")),
+         true, "c.sh", "o.xml", 600, {}},
+        {"OnlyTheFirstCliToFileCounts",
+         Config(Plugin(kInventoryAttributes,
+                       "<CliToFile><Output>o.xml</Output></CliToFile>" + CliToFile("c.sh", "o.xml"))),
+         false, "", "", 600, {kNoCommandOrOutput}},
+        {"CliToFileMustBeADirectChildOfThePlugin",
+         Config(Plugin(kInventoryAttributes, "<Wrap>" + CliToFile("c.sh", "o.xml") + "</Wrap>")), false, "", "", 600,
+         {kNoCommandOrOutput}},
+        {"MissingCliToFileOrOutputFails_NoCliToFile", Config(Plugin(kInventoryAttributes, "")), false, "", "", 600,
+         {kNoCommandOrOutput}},
+        {"MissingCliToFileOrOutputFails_NoOutput",
+         Config(Plugin(kInventoryAttributes, "<CliToFile><Command>c.sh</Command></CliToFile>")), false, "", "", 600,
+         {kNoCommandOrOutput}},
+        {"BlankTextsAreAccepted", Config(Plugin(kInventoryAttributes, CliToFile("   ", " "))), true, "   ", " ", 600,
+         {}},
+        // A child element before the text leaves no text: the command is
+        // missing.
+        {"AnElementsTextIsItsFirstChild_ElementFirst",
+         Config(Plugin(kInventoryAttributes,
+                       "<CliToFile><Command><b/>c.sh</Command><Output>o.xml</Output></CliToFile>")),
+         false, "", "", 600, {kNoCommandOrOutput}},
+        {"AnElementsTextIsItsFirstChild_TextOverLines",
+         Config(Plugin(kInventoryAttributes,
+                       "<CliToFile><Command>./run.sh\n  --all</Command><Output>o.xml</Output></CliToFile>")),
+         true, "./run.sh\n  --all", "o.xml", 600, {}},
+        {"OtherContentIsIgnored",
+         "<!-- c --><PIEConfig version=\"2\"><Settings a=\"b\"/><Plugins><!-- first -->"
+         "<Plugin description=\"Inventory\" type=\"0\" timeout=\"20\" vendor=\"x\">"
+         "<Notes>n</Notes><CliToFile mode=\"fast\"><!-- cmd --><Command>c.sh</Command><Extra/>"
+         "<Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>",
+         true, "c.sh", "o.xml", 20, {}},
+        // Children are told by name, whatever kind of node they are: an
+        // instruction named "Command" after the element is the last Command,
+        // and it has no text.
+        {"AnInstructionNamedLikeAChildIsTakenForIt_Command",
+         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\">"
+         "<CliToFile><Command>c.sh</Command><?Command?><Output>o.xml</Output></CliToFile>"
+         "</Plugin></Plugins></PIEConfig>",
+         false, "", "", 20, {kNoCommandOrOutput}},
+        // An instruction named "CliToFile" before the element is the first
+        // CliToFile: it has no children, so no command.
+        {"AnInstructionNamedLikeAChildIsTakenForIt_CliToFile",
+         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\"><?CliToFile?>"
+         "<CliToFile><Command>c.sh</Command><Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>",
+         false, "", "", 20, {kNoCommandOrOutput}},
+    };
+}
+} // namespace
+
+TEST_P(PluginChoice, IsRead)
+{
+    const PluginCase& entry = GetParam();
+    EXPECT_EQ(InitWith(entry.strConfig), entry.bChosen);
+    EXPECT_EQ(m_reader.GetInventoryCommand(), entry.strCommand);
+    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), entry.strOutput);
+    EXPECT_EQ(m_reader.GetInventoryTimeout(), entry.nTimeout);
+    const std::vector<std::string> vLog = Log();
+    ASSERT_FALSE(vLog.empty());
+    EXPECT_EQ(vLog.back(), std::string("CPIEConfigInfo::Init() GetInventoryPluginInfo ") +
+                               (entry.bChosen ? "success " : "failed "));
+    for (const std::string& strLine : entry.vLogLines)
+    {
+        EXPECT_TRUE(vextest::HasLine(vLog, strLine)) << strLine;
     }
 }
 
-TEST_F(PIEConfigInfoTest, TheLastCommandAndOutputWin)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile>"
-                                                             "<Command>one.sh</Command><Output>one.xml</Output>"
-                                                             "<Command>two.sh</Command><Output>two.xml</Output>"
-                                                             "</CliToFile>"))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "two.sh");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "two.xml");
-}
-
-TEST_F(PIEConfigInfoTest, ALastCommandWithoutTextWinsAndFails)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile><Command>one.sh</Command><Command/>"
-                                                              "<Output>o.xml</Output></CliToFile>"))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
-}
-
-TEST_F(PIEConfigInfoTest, ChildNamesBelowThePluginIgnoreCase)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, "<Other/><clitofile><COMMAND>c.sh</COMMAND>"
-                                                             "<output>o.xml</output></clitofile>"))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "c.sh");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "o.xml");
-}
-
-TEST_F(PIEConfigInfoTest, OnlyTheFirstCliToFileCounts)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile><Output>o.xml</Output></CliToFile>" +
-                                                                  CliToFile("c.sh", "o.xml")))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
-}
-
-TEST_F(PIEConfigInfoTest, CliToFileMustBeADirectChildOfThePlugin)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, "<Wrap>" + CliToFile("c.sh", "o.xml") + "</Wrap>"))));
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty"));
-}
-
-TEST_F(PIEConfigInfoTest, MissingCliToFileOrOutputFails)
-{
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, ""))));
-    CPIEConfigInfo noOutput;
-    vextest::WriteFile(m_dir.File("o.xml"),
-                       Config(Plugin(kInventoryAttributes, "<CliToFile><Command>c.sh</Command></CliToFile>")));
-    EXPECT_FALSE(noOutput.Init(m_dir.File("o.xml")));
-    EXPECT_EQ(noOutput.GetInventoryCommand(), "");
-    EXPECT_EQ(noOutput.GetInventoryCommandOutFileName(), "");
-}
-
-TEST_F(PIEConfigInfoTest, BlankTextsAreAccepted)
-{
-    ASSERT_TRUE(InitWith(Config(Plugin(kInventoryAttributes, CliToFile("   ", " ")))));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "   ");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), " ");
-}
-
-TEST_F(PIEConfigInfoTest, AnElementsTextIsItsFirstChild)
-{
-    // A child element before the text leaves no text: the command is
-    // missing.
-    EXPECT_FALSE(InitWith(Config(
-        Plugin(kInventoryAttributes, "<CliToFile><Command><b/>c.sh</Command><Output>o.xml</Output></CliToFile>"))));
-
-    CPIEConfigInfo reader;
-    vextest::WriteFile(m_dir.File("multi.xml"),
-                       Config(Plugin(kInventoryAttributes, "<CliToFile><Command>./run.sh\n  --all</Command>"
-                                                           "<Output>o.xml</Output></CliToFile>")));
-    ASSERT_TRUE(reader.Init(m_dir.File("multi.xml")));
-    EXPECT_EQ(reader.GetInventoryCommand(), "./run.sh\n  --all");
-}
+INSTANTIATE_TEST_SUITE_P(PIEConfigInfoTest, PluginChoice, ::testing::ValuesIn(PluginCases()),
+                         [](const ::testing::TestParamInfo<PluginCase>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST_F(PIEConfigInfoTest, MissingFileSaysParsedSuccessfully)
 {
@@ -398,35 +384,6 @@ TEST_F(PIEConfigInfoTest, GetInventoryCommandInfoOfNothingFails)
     EXPECT_EQ(Log(), vExpected);
 }
 
-TEST_F(PIEConfigInfoTest, OtherContentIsIgnored)
-{
-    ASSERT_TRUE(InitWith("<!-- c --><PIEConfig version=\"2\"><Settings a=\"b\"/><Plugins><!-- first -->"
-                         "<Plugin description=\"Inventory\" type=\"0\" timeout=\"20\" vendor=\"x\">"
-                         "<Notes>n</Notes><CliToFile mode=\"fast\"><!-- cmd --><Command>c.sh</Command><Extra/>"
-                         "<Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>"));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "c.sh");
-    EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "o.xml");
-    EXPECT_EQ(m_reader.GetInventoryTimeout(), 20);
-}
-
-// Children are told by name, whatever kind of node they are: an instruction
-// named "Command" after the element is the last Command, and it has no text.
-TEST_F(PIEConfigInfoTest, AnInstructionNamedLikeAChildIsTakenForIt)
-{
-    EXPECT_FALSE(InitWith("<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\">"
-                          "<CliToFile><Command>c.sh</Command><?Command?><Output>o.xml</Output></CliToFile>"
-                          "</Plugin></Plugins></PIEConfig>"));
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::GetInventoryCommandInfo() Inventory or output filename is empty"));
-    EXPECT_EQ(m_reader.GetInventoryCommand(), "");
-    // An instruction named "CliToFile" before the element is the first
-    // CliToFile: it has no children, so no command.
-    CPIEConfigInfo second;
-    vextest::WriteFile(ConfigPath(), "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" "
-                                     "timeout=\"20\"><?CliToFile?><CliToFile><Command>c.sh</Command>"
-                                     "<Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>");
-    EXPECT_FALSE(second.Init(ConfigPath()));
-}
-
 // A release directory could hold a named pipe, or a link to an endless
 // device, as its "PIEConfig.xml": Init fails at once, as for any file that
 // does not parse.
@@ -439,6 +396,6 @@ TEST_F(PIEConfigInfoTest, AConfigurationThatIsANamedPipeOrADeviceFailsAtOnce)
     ASSERT_EQ(symlink("/dev/zero", m_dir.File("zero.xml").c_str()), 0);
     EXPECT_FALSE(zeroReader.Init(m_dir.File("zero.xml")));
     EXPECT_LT(std::chrono::steady_clock::now() - tStart, std::chrono::seconds(5));
-    EXPECT_TRUE(Contains(Log(), "CPIEConfigInfo::Init() Document " + ConfigPath() + "  parsed successfully "));
+    EXPECT_TRUE(vextest::HasLine(Log(), "CPIEConfigInfo::Init() Document " + ConfigPath() + "  parsed successfully "));
     EXPECT_EQ(m_reader.GetInventoryCommand(), "");
 }

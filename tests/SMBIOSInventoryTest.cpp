@@ -73,6 +73,17 @@ long IndexOf(const std::vector<std::string>& vLines, const std::string& strLine,
     return -1;
 }
 
+// Both lines are logged, strFirst before strSecond.
+void ExpectLoggedBefore(const std::vector<std::string>& vMessages, const std::string& strFirst,
+                        const std::string& strSecond)
+{
+    const long nFirst = IndexOf(vMessages, strFirst);
+    const long nSecond = IndexOf(vMessages, strSecond);
+    ASSERT_GE(nFirst, 0) << strFirst;
+    ASSERT_GE(nSecond, 0) << strSecond;
+    EXPECT_LT(nFirst, nSecond);
+}
+
 // A table as a machine of the maker presents it.
 std::string StandardTable(uint8_t nSystemId = 0x0B, uint16_t nTwoByteId = 0,
                           const std::string& strFirstOEMString = "Brix System")
@@ -207,56 +218,128 @@ TEST_F(SMBIOSInventoryTest, ReadFileContentsOfAnEmptyFileSucceedsWithSizeZero)
     EXPECT_EQ(nSize, 0u);
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSAcceptsCorrectEntryPoints)
+namespace
 {
-    CSMBIOSInventory inventory(Sources());
-    const std::string strEntry2 = SmbiosEntryPoint2();
-    const std::string strEntry3 = SmbiosEntryPoint3();
-    ASSERT_EQ(strEntry2.size(), 31u);
-    ASSERT_EQ(strEntry3.size(), 24u);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry2.data()), strEntry2.size()), 1);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry3.data()), strEntry3.size()), 1);
+// VerifySMBIOS on one entry point buffer: the verdict, and the lines it
+// logs (each exactly once) or must not log.
+struct VerifyCase
+{
+    const char* pszName;
+    std::string (*fnBuffer)();
+    int nResult;
+    std::vector<std::string> vLoggedOnce;
+    std::vector<std::string> vNotLogged;
+};
+
+void PrintTo(const VerifyCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+const char* const kSumFailed = "Entry point buffer checksum validation failed.";
+const char* const kNoIntermediateAnchor = "Failed to find intermediate anchor string as _DMI_";
+
+// 31 correct bytes of a 2.x entry point, then 169 bytes that sum to 0 with
+// byte 0x1F left at 0 (it belongs to the intermediate sum); spoiled, a
+// non-zero byte at 0x1F breaks the intermediate sum while the whole file
+// still sums to 0.
+std::string EntryPointFileOf200Bytes(bool bSpoiled)
+{
+    std::string strFile = SmbiosEntryPoint2() + std::string(169, '\0');
+    strFile[40] = '\x10';
+    strFile[199] = '\xF0';
+    if (bSpoiled)
+    {
+        strFile[0x1F] = '\x01';
+        strFile[199] = '\xEF';
+    }
+    return strFile;
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsABadWholeBufferSum)
+std::string Correct2x() { return SmbiosEntryPoint2(); }
+std::string Correct3x() { return SmbiosEntryPoint3(); }
+
+// A 2.x entry point with one of its sums or its intermediate anchor broken.
+template <bool EntryPoint2Options::*pBreak>
+std::string Broken2x()
 {
-    StartLog();
-    CSMBIOSInventory inventory(Sources());
     EntryPoint2Options options;
+    options.*pBreak = true;
+    return SmbiosEntryPoint2(options);
+}
+const auto BadSum2x = Broken2x<&EntryPoint2Options::bBreakChecksum>;
+const auto BadIntermediateAnchor2x = Broken2x<&EntryPoint2Options::bBreakIntermediateAnchor>;
+const auto BadIntermediateSum2x = Broken2x<&EntryPoint2Options::bBreakIntermediateChecksum>;
+
+std::string BadSum3x()
+{
+    EntryPoint3Options options;
     options.bBreakChecksum = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
-    EntryPoint3Options options3;
-    options3.bBreakChecksum = true;
-    const std::string strEntry3 = SmbiosEntryPoint3(options3);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry3.data()), strEntry3.size()), 0);
-    EXPECT_EQ(Count(Messages(), "Entry point buffer checksum validation failed."), 2u);
+    return SmbiosEntryPoint3(options);
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsAWrongIntermediateAnchorWithRightSums)
+std::string NoBytes() { return std::string(); }
+std::string ThreeZeroBytes() { return std::string(3, '\0'); }
+std::string First16BytesOf2x() { return SmbiosEntryPoint2().substr(0, 16); }
+
+template <bool bSpoiled>
+std::string FileOf200Bytes()
+{
+    return EntryPointFileOf200Bytes(bSpoiled);
+}
+
+std::vector<VerifyCase> VerifyCases()
+{
+    const std::string kSum = kSumFailed;
+    const std::string kAnchor = kNoIntermediateAnchor;
+    // clang-format off
+    return {
+        {"Correct2x",                            Correct2x,               1, {},        {kSum, kAnchor}},
+        {"Correct3x",                            Correct3x,               1, {},        {kSum}},
+        {"BadWholeBufferSum2x",                  BadSum2x,                0, {kSum},    {}},
+        {"BadWholeBufferSum3x",                  BadSum3x,                0, {kSum},    {}},
+        {"WrongIntermediateAnchorWithRightSums", BadIntermediateAnchor2x, 0, {kAnchor}, {kSum}},
+        {"BadIntermediateSumAlone",              BadIntermediateSum2x,    0, {kSum},    {kAnchor}},
+        // No bytes to sum and no "_SM_": accepted on the sum alone.
+        {"EmptyBuffer",                          NoBytes,                 1, {},        {kSum}},
+        {"ThreeZeroBytes",                       ThreeZeroBytes,          1, {},        {kSum}},
+        // The first 16 bytes of a 2.x entry point sum to 0 by themselves, but
+        // the copy holds no "_DMI_" behind them.
+        {"First16BytesOf2x",                     First16BytesOf2x,        0, {kAnchor}, {}},
+        // Of a longer file only the first 36 bytes are copied and checked.
+        {"FileOf200BytesChecksOnlyTheFirst36",   FileOf200Bytes<false>,   1, {},        {}},
+        {"FileOf200BytesWithAByteAt0x1F",        FileOf200Bytes<true>,    0, {kSum},    {}},
+    };
+    // clang-format on
+}
+
+class SMBIOSVerifyTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<VerifyCase>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSVerifyTest, VerifySMBIOS)
 {
     StartLog();
     CSMBIOSInventory inventory(Sources());
-    EntryPoint2Options options;
-    options.bBreakIntermediateAnchor = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
+    const std::string strBuffer = GetParam().fnBuffer();
+    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strBuffer.data()), strBuffer.size()),
+              GetParam().nResult);
     const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Failed to find intermediate anchor string as _DMI_"));
-    EXPECT_FALSE(Contains(vMessages, "Entry point buffer checksum validation failed."));
+    for (const std::string& strLine : GetParam().vLoggedOnce)
+    {
+        EXPECT_EQ(Count(vMessages, strLine), 1u) << strLine;
+    }
+    for (const std::string& strLine : GetParam().vNotLogged)
+    {
+        EXPECT_FALSE(Contains(vMessages, strLine)) << strLine;
+    }
 }
 
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSRejectsABadIntermediateSumAlone)
+INSTANTIATE_TEST_SUITE_P(EntryPoints, SMBIOSVerifyTest, ::testing::ValuesIn(VerifyCases()), ParamName<VerifyCase>);
+
+TEST(SMBIOSEntryPointBuilder, WritesEntryPointsOfTheirDeclaredLength)
 {
-    StartLog();
-    CSMBIOSInventory inventory(Sources());
-    EntryPoint2Options options;
-    options.bBreakIntermediateChecksum = true;
-    const std::string strEntry = SmbiosEntryPoint2(options);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), strEntry.size()), 0);
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_EQ(Count(vMessages, "Entry point buffer checksum validation failed."), 1u);
-    EXPECT_FALSE(Contains(vMessages, "Failed to find intermediate anchor string as _DMI_"));
+    EXPECT_EQ(SmbiosEntryPoint2().size(), 31u);
+    EXPECT_EQ(SmbiosEntryPoint3().size(), 24u);
+    EXPECT_EQ(EntryPointFileOf200Bytes(false).size(), 200u);
 }
 
 TEST_F(SMBIOSInventoryTest, ValidateDMITEPReportsTheAnchorBeforeTheSum)
@@ -267,12 +350,7 @@ TEST_F(SMBIOSInventoryTest, ValidateDMITEPReportsTheAnchorBeforeTheSum)
     std::memcpy(entry.anchor, "_DMX_", 5);
     entry.checksum = 1; // the 16 bytes no longer sum to 0
     EXPECT_EQ(inventory.ValidateDMITEP(&entry), 0);
-    const std::vector<std::string> vMessages = Messages();
-    const long nAnchor = IndexOf(vMessages, "Failed to find intermediate anchor string as _DMI_");
-    const long nSum = IndexOf(vMessages, "Entry point buffer checksum validation failed.");
-    ASSERT_GE(nAnchor, 0);
-    ASSERT_GE(nSum, 0);
-    EXPECT_LT(nAnchor, nSum);
+    ExpectLoggedBefore(Messages(), kNoIntermediateAnchor, kSumFailed);
 }
 
 TEST_F(SMBIOSInventoryTest, ValidateDMITEPSumsSixteenBytes)
@@ -285,37 +363,6 @@ TEST_F(SMBIOSInventoryTest, ValidateDMITEPSumsSixteenBytes)
     // The 16th byte (entry point offset 0x1F) is part of the sum.
     reinterpret_cast<unsigned char*>(&entry)[15] = 1;
     EXPECT_EQ(inventory.ValidateDMITEP(&entry), 0);
-}
-
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSOfAnEmptyOrShortBuffer)
-{
-    CSMBIOSInventory inventory(Sources());
-    const unsigned char aZero[3] = {0, 0, 0};
-    // No bytes to sum and no "_SM_": accepted on the sum alone.
-    EXPECT_EQ(inventory.VerifySMBIOS(aZero, 0), 1);
-    EXPECT_EQ(inventory.VerifySMBIOS(aZero, 3), 1);
-    // The first 16 bytes of a 2.x entry point sum to 0 by themselves, but
-    // the copy holds no "_DMI_" behind them.
-    const std::string strEntry = SmbiosEntryPoint2();
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strEntry.data()), 16), 0);
-}
-
-TEST_F(SMBIOSInventoryTest, VerifySMBIOSOfA200ByteEntryPointFileChecksOnlyTheFirst36Bytes)
-{
-    CSMBIOSInventory inventory(Sources());
-    // 31 correct bytes, then 169 bytes that sum to 0 with byte 0x1F left at 0
-    // (it belongs to the intermediate sum).
-    std::string strFile = SmbiosEntryPoint2() + std::string(169, '\0');
-    strFile[40] = '\x10';
-    strFile[199] = '\xF0';
-    ASSERT_EQ(strFile.size(), 200u);
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strFile.data()), strFile.size()), 1);
-
-    // A non-zero byte at 0x1F spoils the intermediate sum even though the
-    // whole file still sums to 0.
-    strFile[0x1F] = '\x01';
-    strFile[199] = '\xEF';
-    EXPECT_EQ(inventory.VerifySMBIOS(reinterpret_cast<const unsigned char*>(strFile.data()), strFile.size()), 0);
 }
 
 // ===========================================================================
@@ -410,12 +457,7 @@ TEST_F(SMBIOSInventoryTest, SysfsBadChecksumFallsThroughToTheMemoryScan)
     EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceMemoryScan);
     EXPECT_EQ(inventory.TableBytes(), strMemoryTable);
     EXPECT_EQ(inventory.GetSystemID(), "0x22");
-    const std::vector<std::string> vMessages = Messages();
-    const long nChecksum = IndexOf(vMessages, "Entry point buffer checksum validation failed.");
-    const long nLinux = IndexOf(vMessages, "Found Linux System");
-    ASSERT_GE(nChecksum, 0);
-    ASSERT_GE(nLinux, 0);
-    EXPECT_LT(nChecksum, nLinux);
+    ExpectLoggedBefore(Messages(), kSumFailed, "Found Linux System");
 }
 
 TEST_F(SMBIOSInventoryTest, MissingSysfsTableFileFallsThroughToTheMemoryScan)
@@ -583,160 +625,182 @@ TEST_F(SMBIOSInventoryTest, MemoryScanFindsTheEntryPointAndMapsTheTable)
     EXPECT_TRUE(Contains(Messages(), "Cleaning up memory of Virtual Map Address by munmap."));
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanFindsAnAnchorThatIsEightButNotSixteenByteAligned)
+namespace
+{
+// One memory device for the scan: its bytes, made from the table the case
+// places (StandardTable with the case's single-byte system ID).
+struct ScanCase
+{
+    const char* pszName;
+    std::string (*fnDevice)(const std::string& strTable);
+    uint8_t nSystemId;
+    // Accepted: the system ID read from the found table. Refused: empty.
+    std::string strSystemId;
+    // Lines the log holds.
+    std::vector<std::string> vLogged;
+};
+
+void PrintTo(const ScanCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+// The memory devices of the cases. The table lies at 0x9B000 unless the
+// entry point says otherwise.
+std::string PlacedAt(uint32_t nAnchor, const std::string& strTable, EntryPoint2Options options = EntryPoint2Options())
 {
     SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF1238, StandardTable(0x5A), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x5a");
+    image.PlaceSmbios(nAnchor, strTable, 0x9B000, options);
+    return image.Bytes();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanSkipsAnAnchorThatIsNotEightByteAligned)
+template <uint32_t nAnchor>
+std::string EntryPointAt(const std::string& strTable)
 {
-    StartLog();
-    SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF1234, StandardTable(), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "No Entry Point Structure Found"));
+    return PlacedAt(nAnchor, strTable);
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanWithoutAnyAnchorStopsAtTheEndOfTheArea)
+std::string EntryPointOfLengthZeroWithABadSum(const std::string& strTable)
 {
-    StartLog();
-    SmbiosMemoryImage image;
-    // "_SM_" only where the scan must not look: below 0xF0000.
-    image.Put(0xEFFF8, "_SM_");
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "No Entry Point Structure Found"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanUsesTheFirstAnchorEvenWhenItsChecksumFails)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    image.PlaceSmbios(0xF0100, StandardTable(), 0x9B000);
-    EntryPoint2Options broken;
-    broken.bBreakChecksum = true;
-    image.PlaceSmbios(0xF0040, StandardTable(), 0x9C000, broken);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Checksum Failure"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanAcceptsEntryPointLengthZeroWithoutChecksum)
-{
-    SmbiosMemoryImage image;
     EntryPoint2Options options;
     options.nLengthByte = 0;
     options.bBreakChecksum = true;
-    const std::string strTable = StandardTable(0x33);
-    image.PlaceSmbios(0xF0000, strTable, 0x9B000, options);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.TableBytes(), strTable);
-    EXPECT_EQ(inventory.GetSystemID(), "0x33");
+    return PlacedAt(0xF0000, strTable, options);
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanChecksTheLengthBytesCount)
+std::string EntryPointWithABrokenIntermediateAnchor(const std::string& strTable)
 {
-    StartLog();
-    // The checksum covers the L bytes from the anchor: with L = 0x1F the
-    // broken outer sum is seen.
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.bBreakChecksum = true;
-    image.PlaceSmbios(0xF0000, StandardTable(), 0x9B000, options);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "Checksum Failure"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryScanDoesNotCheckTheIntermediatePart)
-{
-    // Only the sysfs path looks at "_DMI_".
-    SmbiosMemoryImage image;
     EntryPoint2Options options;
     options.bBreakIntermediateAnchor = true;
-    image.PlaceSmbios(0xF0000, StandardTable(0x44), 0x9B000, options);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x44");
+    return PlacedAt(0xF0000, strTable, options);
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanAcceptsAnEntryPointThatEndsExactlyAtTheEndOfTheArea)
+std::string EntryPointWithABadSum(const std::string& strTable)
 {
-    // 0xF0000 + 65535 - 31 = 0xFFFE0: the last place where 31 bytes fit.
+    EntryPoint2Options options;
+    options.bBreakChecksum = true;
+    return PlacedAt(0xF0000, strTable, options);
+}
+
+// A correct entry point at 0xF0100 behind one with a bad sum at 0xF0040.
+std::string TwoEntryPointsTheFirstWithABadSum(const std::string& strTable)
+{
     SmbiosMemoryImage image;
-    image.PlaceSmbios(0xFFFE0, StandardTable(0x66), 0x9B000);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x66");
+    image.PlaceSmbios(0xF0100, strTable, 0x9B000);
+    EntryPoint2Options broken;
+    broken.bBreakChecksum = true;
+    image.PlaceSmbios(0xF0040, strTable, 0x9C000, broken);
+    return image.Bytes();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryScanRejectsAnEntryPointRunningPastTheEndOfTheArea)
+// "_SM_" alone at nAddress.
+template <uint32_t nAddress>
+std::string AnchorAt(const std::string&)
 {
-    StartLog();
     SmbiosMemoryImage image;
-    image.Put(0xFFFF8, "_SM_"); // the last candidate; its fields would lie beyond the area
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Anchor String matched"));
-    EXPECT_TRUE(Contains(vMessages, "Checksum Failure"));
+    image.Put(nAddress, "_SM_");
+    return image.Bytes();
 }
 
-TEST_F(SMBIOSInventoryTest, MemoryDeviceShorterThanTheBiosAreaCannotBeMapped)
-{
-    StartLog();
-    WriteFile(m_dir.File("mem"), std::string(0xF8000, '\0'));
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for EPS"));
-}
+std::string MemoryShorterThanTheBiosArea(const std::string&) { return std::string(0xF8000, '\0'); }
 
-TEST_F(SMBIOSInventoryTest, TableAddressOutsideTheMemoryDeviceCannotBeMapped)
+// An entry point at 0xF0000 whose table lies at nAddress with nLength bytes.
+template <uint32_t nAddress, uint16_t nLength>
+std::string TableAt(const std::string&)
 {
-    StartLog();
     SmbiosMemoryImage image;
     EntryPoint2Options options;
-    options.nTableLength = 0x200;
-    options.nTableAddress = 0x7FFFF000;
+    options.nTableLength = nLength;
+    options.nTableAddress = nAddress;
     image.Put(0xF0000, SmbiosEntryPoint2(options));
-    WriteMemory(image);
+    return image.Bytes();
+}
+
+std::vector<ScanCase> AcceptedScanCases()
+{
+    return {
+        {"AnAnchorThatIsEightButNotSixteenByteAligned", EntryPointAt<0xF1238>, 0x5A, "0x5a", {}},
+        {"EntryPointLengthZeroWithoutChecksum", EntryPointOfLengthZeroWithABadSum, 0x33, "0x33", {}},
+        // Only the sysfs path looks at "_DMI_".
+        {"ABrokenIntermediatePartWhichIsNotChecked", EntryPointWithABrokenIntermediateAnchor, 0x44, "0x44", {}},
+        // 0xF0000 + 65535 - 31 = 0xFFFE0: the last place where 31 bytes fit.
+        {"AnEntryPointThatEndsExactlyAtTheEndOfTheArea", EntryPointAt<0xFFFE0>, 0x66, "0x66", {}},
+    };
+}
+
+std::vector<ScanCase> RefusedScanCases()
+{
+    const char* const kNoEntryPoint = "No Entry Point Structure Found";
+    const char* const kChecksum = "Checksum Failure";
+    const char* const kTableNotMapped = "Unable to map requested Address range for SMBIOS Tables";
+    const char* const kAreaNotMapped = "Unable to map requested Address range for EPS";
+    return {
+        {"AnAnchorThatIsNotEightByteAligned", EntryPointAt<0xF1234>, 0x0B, "", {kNoEntryPoint}},
+        // "_SM_" only where the scan must not look: below 0xF0000.
+        {"NoAnchorInsideTheArea", AnchorAt<0xEFFF8>, 0x0B, "", {kNoEntryPoint}},
+        // The first anchor is used even when its checksum fails.
+        {"AFirstAnchorWhoseChecksumFails", TwoEntryPointsTheFirstWithABadSum, 0x0B, "", {kChecksum}},
+        // The checksum covers the L bytes from the anchor: with L = 0x1F the
+        // broken outer sum is seen.
+        {"ABadSumOverTheLengthBytes", EntryPointWithABadSum, 0x0B, "", {kChecksum}},
+        // The last candidate: its fields would lie beyond the area.
+        {"AnEntryPointRunningPastTheEndOfTheArea", AnchorAt<0xFFFF8>, 0x0B, "", {"Anchor String matched", kChecksum}},
+        {"AMemoryDeviceShorterThanTheBiosArea", MemoryShorterThanTheBiosArea, 0x0B, "", {kAreaNotMapped}},
+        {"ATableAddressOutsideTheMemoryDevice", TableAt<0x7FFFF000, 0x200>, 0x0B, "", {kTableNotMapped}},
+        {"ATableRunningPastTheEndOfTheMemoryDevice", TableAt<0xFF000, 0x2000>, 0x0B, "", {kTableNotMapped}},
+    };
+}
+
+class SMBIOSMemoryScanTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<ScanCase>
+{
+protected:
+    // Writes the case's memory device; the table it placed.
+    std::string WriteCase() const
+    {
+        const std::string strTable = StandardTable(GetParam().nSystemId);
+        WriteFile(m_dir.File("mem"), GetParam().fnDevice(strTable));
+        return strTable;
+    }
+
+    void ExpectLogged() const
+    {
+        const std::vector<std::string> vMessages = Messages();
+        for (const std::string& strLine : GetParam().vLogged)
+        {
+            EXPECT_TRUE(Contains(vMessages, strLine)) << strLine;
+        }
+    }
+};
+} // namespace
+
+TEST_P(SMBIOSMemoryScanTest, HoldsTheTableItFinds)
+{
+    StartLog();
+    const std::string strTable = WriteCase();
+    InspectableSMBIOSInventory inventory(Sources());
+    EXPECT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceMemoryScan);
+    EXPECT_EQ(inventory.TableBytes(), strTable);
+    EXPECT_EQ(inventory.GetSystemID(), GetParam().strSystemId);
+    ExpectLogged();
+}
+
+INSTANTIATE_TEST_SUITE_P(Accepts, SMBIOSMemoryScanTest, ::testing::ValuesIn(AcceptedScanCases()), ParamName<ScanCase>);
+
+class SMBIOSMemoryScanRefusalTest : public SMBIOSMemoryScanTest
+{
+};
+
+TEST_P(SMBIOSMemoryScanRefusalTest, HoldsNoTableAndSaysWhy)
+{
+    StartLog();
+    WriteCase();
     InspectableSMBIOSInventory inventory(Sources());
     EXPECT_EQ(inventory.Initialize(), 0);
     EXPECT_EQ(inventory.RawTable(), nullptr);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for SMBIOS Tables"));
+    EXPECT_EQ(inventory.GetTableSource(), CSMBIOSInventory::eTableSourceNone);
+    ExpectLogged();
 }
 
-TEST_F(SMBIOSInventoryTest, TableRunningPastTheEndOfTheMemoryDeviceCannotBeMapped)
-{
-    StartLog();
-    SmbiosMemoryImage image;
-    EntryPoint2Options options;
-    options.nTableLength = 0x2000;
-    options.nTableAddress = 0xFF000;
-    image.Put(0xF0000, SmbiosEntryPoint2(options));
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    EXPECT_EQ(inventory.Initialize(), 0);
-    EXPECT_TRUE(Contains(Messages(), "Unable to map requested Address range for SMBIOS Tables"));
-}
+INSTANTIATE_TEST_SUITE_P(Refuses, SMBIOSMemoryScanRefusalTest, ::testing::ValuesIn(RefusedScanCases()),
+                         ParamName<ScanCase>);
 
 TEST_F(SMBIOSInventoryTest, MemoryTableOfLengthZero)
 {
@@ -1069,49 +1133,76 @@ TEST_F(SMBIOSInventoryTest, StringNumbersSkipStringsAndMayRunIntoTheClosingNul)
     EXPECT_EQ(pData[0], 0);
 }
 
-TEST_F(SMBIOSInventoryTest, TheStringGettersReadTheirStructures)
+namespace
+{
+// One of the string getters: its name, the string StandardTable gives it,
+// and what it logs when its structure holds no such string.
+struct StringGetter
+{
+    const char* pszName;
+    std::string (CSMBIOSInventory::*fnGet)();
+    const char* pszValue;
+    const char* pszFailure;
+};
+
+void PrintTo(const StringGetter& getter, std::ostream* pStream) { *pStream << getter.pszName; }
+
+std::vector<StringGetter> StringGetters()
+{
+    using S = CSMBIOSInventory;
+    // clang-format off
+    return {
+        {"GetVendorName",       &S::GetVendorName,       "Acme Firmware Works", "Unable to fetch Vendor Name"},
+        {"GetBiosVersion",      &S::GetBiosVersion,      "2.7.1",               "Unable to fetch BIOS Version"},
+        {"GetManufacturerName", &S::GetManufacturerName, "Example Systems",     "Unable to fetch Manufacturer Name"},
+        {"GetProductName",      &S::GetProductName,      "Model 7",             "Unable to fetch Product Name"},
+        {"GetSerialNumber",     &S::GetSerialNumber,     "SN-42",               "Unable to fetch Serial Number"},
+        {"GetOEMName",          &S::GetOEMName,          "Brix System",         "Unable to fetch OEM Name"},
+    };
+    // clang-format on
+}
+
+class SMBIOSStringGetterTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<StringGetter>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSStringGetterTest, ReadsItsStructure)
 {
     StartLog();
     WriteSysfsTable(StandardTable());
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetVendorName(), "Acme Firmware Works");
-    EXPECT_EQ(inventory.GetBiosVersion(), "2.7.1");
-    EXPECT_EQ(inventory.GetManufacturerName(), "Example Systems");
-    EXPECT_EQ(inventory.GetProductName(), "Model 7");
-    EXPECT_EQ(inventory.GetSerialNumber(), "SN-42");
-    EXPECT_EQ(inventory.GetOEMName(), "Brix System");
+    EXPECT_EQ((inventory.*GetParam().fnGet)(), GetParam().pszValue);
     const std::vector<std::string> vMessages = Messages();
-    for (const char* pszName : {"GetVendorName", "GetBiosVersion", "GetManufacturerName", "GetProductName",
-                                "GetSerialNumber", "GetOEMName"})
-    {
-        EXPECT_TRUE(Contains(vMessages, std::string("Entered ") + pszName)) << pszName;
-        EXPECT_TRUE(Contains(vMessages, std::string("Exiting ") + pszName)) << pszName;
-    }
-    EXPECT_TRUE(Contains(vMessages, "Requested Data Found: Acme Firmware Works"));
-    EXPECT_TRUE(Contains(vMessages, "OEM Structure Found"));
+    EXPECT_TRUE(Contains(vMessages, std::string("Entered ") + GetParam().pszName));
+    EXPECT_TRUE(Contains(vMessages, std::string("Exiting ") + GetParam().pszName));
+    EXPECT_TRUE(Contains(vMessages, std::string("Requested Data Found: ") + GetParam().pszValue));
 }
 
-TEST_F(SMBIOSInventoryTest, TheStringGettersReportWhatTheyCannotFetch)
+TEST_P(SMBIOSStringGetterTest, ReportsWhatItCannotFetch)
 {
     StartLog();
     WriteSysfsTable(SmbiosTable({RevisionStructure(1)}));
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetVendorName(), "");
-    EXPECT_EQ(inventory.GetBiosVersion(), "");
-    EXPECT_EQ(inventory.GetManufacturerName(), "");
-    EXPECT_EQ(inventory.GetProductName(), "");
-    EXPECT_EQ(inventory.GetSerialNumber(), "");
-    EXPECT_EQ(inventory.GetOEMName(), "");
+    EXPECT_EQ((inventory.*GetParam().fnGet)(), "");
     const std::vector<std::string> vMessages = Messages();
-    for (const char* pszMessage : {"Unable to fetch Vendor Name", "Unable to fetch BIOS Version",
-                                   "Unable to fetch Manufacturer Name", "Unable to fetch Product Name",
-                                   "Unable to fetch Serial Number", "Unable to fetch OEM Name"})
-    {
-        EXPECT_TRUE(Contains(vMessages, pszMessage)) << pszMessage;
-    }
+    EXPECT_TRUE(Contains(vMessages, GetParam().pszFailure));
     EXPECT_TRUE(Contains(vMessages, "Exiting getDataFromTable"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Strings, SMBIOSStringGetterTest, ::testing::ValuesIn(StringGetters()),
+                         ParamName<StringGetter>);
+
+TEST_F(SMBIOSInventoryTest, TheOEMStringGetterFindsTheOEMStructure)
+{
+    StartLog();
+    WriteSysfsTable(StandardTable());
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetOEMName(), "Brix System");
+    EXPECT_TRUE(Contains(Messages(), "OEM Structure Found"));
 }
 
 TEST_F(SMBIOSInventoryTest, GetOEMNameReturnsTheFirstStringOfTheFirstOEMStructure)
@@ -1342,127 +1433,150 @@ TEST_F(SMBIOSInventoryTest, QueriesWithoutATableFindNothing)
 // System ID
 // ===========================================================================
 
-TEST_F(SMBIOSInventoryTest, SystemIdOfANonBrixMachineIsEmptyWithoutReadingFurther)
+namespace
+{
+// One machine's firmware and the system ID the reader gives for it: the ID,
+// how it was obtained, and what the log says.
+struct SystemIdCase
+{
+    const char* pszName;
+    std::string (*fnTable)();
+    // The memory device; none when null.
+    SmbiosMemoryImage (*fnMemory)();
+    const char* pszSystemId;
+    CSMBIOSInventory::eSystemIdOrigin eOrigin;
+    std::vector<std::string> vLogged;
+    std::vector<std::string> vNotLogged;
+    // The last line of the log, when it matters.
+    const char* pszLastLine;
+};
+
+void PrintTo(const SystemIdCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+template <uint8_t nSingle, uint16_t nTwo>
+std::string StandardTableWith()
+{
+    return StandardTable(nSingle, nTwo);
+}
+
+std::string TableWithoutRevision() { return SmbiosTable({OemStringsStructure({"Brix System"})}); }
+
+template <uint8_t nSingle, uint16_t nTwo = 0>
+SmbiosMemoryImage MemoryWith()
+{
+    SmbiosMemoryImage image;
+    image.SetSingleByteSystemId(nSingle);
+    image.SetTwoByteSystemId(nTwo);
+    return image;
+}
+
+const char* const kExiting = "Exiting GetSystemID";
+const char* const kSingleByte = "Single Byte System ID on the system";
+const char* const kNotMaker = "Skipping SystemID on Non-Brix System";
+
+std::vector<SystemIdCase> SystemIdCases()
+{
+    using S = CSMBIOSInventory;
+    // clang-format off
+    return {
+        // Nothing further is read on another maker's machine.
+        {"FirstOEMStringWithATrailingBlank", [] { return StandardTable(0x0B, 0, "Brix System "); }, MemoryWith<0x41>,
+         "", S::eSystemIdNotMakerSystem, {kNotMaker},
+         {"Brix Revision Structure Found", "GetValueByOffset(): Inside GetValueByOffset"}, ""},
+        {"AnotherMakersMachine", [] { return StandardTable(0x0B, 0, "Other System"); }, nullptr, "",
+         S::eSystemIdNotMakerSystem, {kNotMaker}, {}, ""},
+        {"NoOEMStrings", [] { return SmbiosTable({RevisionStructure(0x0B)}); }, MemoryWith<0x41>, "",
+         S::eSystemIdNotMakerSystem, {kNotMaker}, {}, ""},
+        // A single byte is written as two lower-case digits.
+        {"SingleByte0B", StandardTableWith<0x0B, 0x07C1>, nullptr, "0x0b", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByte00", StandardTableWith<0x00, 0x07C1>, nullptr, "0x00", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByte8C", StandardTableWith<0x8C, 0x07C1>, nullptr, "0x8c", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByteFF", StandardTableWith<0xFF, 0x07C1>, nullptr, "0xff", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        {"SingleByteFD", StandardTableWith<0xFD, 0x07C1>, nullptr, "0xfd", S::eSystemIdRevisionSingleByte,
+         {kSingleByte}, {}, kExiting},
+        // The marker 0xFE gives the two-byte ID in four upper-case digits.
+        {"TwoByte07C1", StandardTableWith<0xFE, 0x07C1>, nullptr, "0x07C1", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        {"TwoByteABCD", StandardTableWith<0xFE, 0xABCD>, nullptr, "0xABCD", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        {"TwoByte0000", StandardTableWith<0xFE, 0x0000>, nullptr, "0x0000", S::eSystemIdRevisionTwoByte, {},
+         {kSingleByte}, kExiting},
+        // A revision structure ending after its single byte, at the end of
+        // the table: bytes 8 and 9 are not there.
+        {"MarkerWithoutTheTwoByteField",
+         [] {
+             return SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
+                    SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
+         },
+         nullptr, "", S::eSystemIdRevisionTwoByteMissing, {"Unable to fetch Single Byte System ID"}, {}, ""},
+        // The two-byte ID is read at offsets 8 and 9 whatever the formatted
+        // length: here they are the second NUL of the set and the end
+        // structure's type.
+        {"ShortRevisionStructureLendsTheBytesBehindIt",
+         [] {
+             return SmbiosTable({OemStringsStructure({"Brix System"}),
+                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(2, '\0'))});
+         },
+         nullptr, "0x7F00", S::eSystemIdRevisionTwoByte, {}, {}, kExiting},
+        // Without a revision structure physical memory decides: a single
+        // byte as a character, zero-filled to a width of 2.
+        {"MemorySingleByte", TableWithoutRevision, MemoryWith<0x41>, "0x0A", S::eSystemIdMemorySingleByte,
+         {"Unable to fetch Data", "GetSystemIdFromMemory(): Found Single Byte system ID on the system: 0x0A"}, {},
+         ""},
+        // In lower-case digits, unlike the table's form.
+        {"MemoryTwoByteIsLowerCase", TableWithoutRevision, MemoryWith<0xFE, 0x07C1>, "0x07c1",
+         S::eSystemIdMemoryTwoByte,
+         {"Single byte System ID value is 0xFE. Checking two byte system ID on the system",
+          "GetSystemIdFromMemory(): Found Two Byte system ID on the system: 0x07c1"},
+         {},
+         ""},
+        {"MemoryWithoutAnyId", TableWithoutRevision, MemoryWith<0x00>, "", S::eSystemIdMemoryUnavailable,
+         {"GetSystemIdFromMemory(): Unable to get system ID from memory"}, {}, ""},
+        {"NoMemoryDevice", TableWithoutRevision, nullptr, "", S::eSystemIdMemoryUnavailable,
+         {"GetSystemIdFromMemory(): GetValueByOffset Failed"}, {}, ""},
+    };
+    // clang-format on
+}
+
+class SMBIOSSystemIdTest : public SMBIOSInventoryTest, public ::testing::WithParamInterface<SystemIdCase>
+{
+};
+} // namespace
+
+TEST_P(SMBIOSSystemIdTest, IsReadAsTheCheckerReadsIt)
 {
     StartLog();
-    WriteSysfsTable(StandardTable(0x0B, 0, "Brix System "));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Skipping SystemID on Non-Brix System"));
-    EXPECT_FALSE(Contains(vMessages, "Brix Revision Structure Found"));
-    EXPECT_FALSE(Contains(vMessages, "GetValueByOffset(): Inside GetValueByOffset"));
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdWithoutOEMStringsIsEmpty)
-{
-    WriteSysfsTable(SmbiosTable({RevisionStructure(0x0B)}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-}
-
-TEST_F(SMBIOSInventoryTest, SingleByteSystemIdsAreTwoLowerCaseDigits)
-{
-    for (const auto& expected : std::vector<std::pair<uint8_t, std::string>>{
-             {0x0B, "0x0b"}, {0x00, "0x00"}, {0x8C, "0x8c"}, {0xFF, "0xff"}, {0xFD, "0xfd"}})
+    const SystemIdCase& testCase = GetParam();
+    WriteSysfsTable(testCase.fnTable());
+    if (testCase.fnMemory != nullptr)
     {
-        SCOPED_TRACE(expected.second);
-        WriteSysfsTable(StandardTable(expected.first, 0x07C1));
-        InspectableSMBIOSInventory inventory(Sources());
-        ASSERT_EQ(inventory.Initialize(), 1);
-        EXPECT_EQ(inventory.GetSystemID(), expected.second);
+        WriteMemory(testCase.fnMemory());
+    }
+    InspectableSMBIOSInventory inventory(Sources());
+    ASSERT_EQ(inventory.Initialize(), 1);
+    EXPECT_EQ(inventory.GetSystemID(), testCase.pszSystemId);
+    EXPECT_EQ(inventory.GetSystemIdOrigin(), testCase.eOrigin);
+    const std::vector<std::string> vMessages = Messages();
+    for (const std::string& strLine : testCase.vLogged)
+    {
+        EXPECT_TRUE(Contains(vMessages, strLine)) << strLine;
+    }
+    for (const std::string& strLine : testCase.vNotLogged)
+    {
+        EXPECT_FALSE(Contains(vMessages, strLine)) << strLine;
+    }
+    if (*testCase.pszLastLine != '\0')
+    {
+        ASSERT_FALSE(vMessages.empty());
+        EXPECT_EQ(vMessages.back(), testCase.pszLastLine);
     }
 }
 
-TEST_F(SMBIOSInventoryTest, SystemIdMarkerFEGivesTheTwoByteIdInFourUpperCaseDigits)
-{
-    StartLog();
-    WriteSysfsTable(StandardTable(0xFE, 0x07C1));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x07C1");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_FALSE(Contains(vMessages, "Single Byte System ID on the system"));
-    EXPECT_EQ(vMessages.back(), "Exiting GetSystemID");
-
-    WriteSysfsTable(StandardTable(0xFE, 0xABCD));
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0xABCD");
-    WriteSysfsTable(StandardTable(0xFE, 0x0000));
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x0000");
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdMarkerFEWithoutTheTwoByteFieldIsEmpty)
-{
-    StartLog();
-    // A revision structure ending after its single byte, at the end of the
-    // table: bytes 8 and 9 are not there.
-    const std::string strTable = SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
-                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
-    WriteSysfsTable(strTable);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_TRUE(Contains(Messages(), "Unable to fetch Single Byte System ID"));
-}
-
-TEST_F(SMBIOSInventoryTest, ShortRevisionStructureReadsTheBytesBehindIt)
-{
-    // The two-byte ID is read at offsets 8 and 9 whatever the formatted
-    // length: here they are the second NUL of the set and the end
-    // structure's type.
-    const std::string strTable = SmbiosTable({OemStringsStructure({"Brix System"}),
-                                              SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3),
-                                                                 std::string(2, '\0'))});
-    WriteSysfsTable(strTable);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "0x7F00");
-}
-
-TEST_F(SMBIOSInventoryTest, WithoutRevisionStructureTheMemoryDecides)
-{
-    StartLog();
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    // The byte itself as a character, zero-filled to a width of 2.
-    EXPECT_EQ(inventory.GetSystemID(), "0x0A");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(Contains(vMessages, "Unable to fetch Data"));
-    EXPECT_TRUE(Contains(vMessages, "GetSystemIdFromMemory(): Found Single Byte system ID on the system: 0x0A"));
-}
-
-TEST_F(SMBIOSInventoryTest, MemoryTwoByteIdIsLowerCaseAndDiffersFromTheTableForm)
-{
-    StartLog();
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0xFE);
-    image.SetTwoByteSystemId(0x07C1);
-    WriteMemory(image);
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    const std::string strId = inventory.GetSystemID();
-    EXPECT_EQ(strId, "0x07c1");
-    EXPECT_NE(strId, "0x07C1");
-    const std::vector<std::string> vMessages = Messages();
-    EXPECT_TRUE(
-        Contains(vMessages, "Single byte System ID value is 0xFE. Checking two byte system ID on the system"));
-    EXPECT_TRUE(Contains(vMessages, "GetSystemIdFromMemory(): Found Two Byte system ID on the system: 0x07c1"));
-}
+INSTANTIATE_TEST_SUITE_P(Machines, SMBIOSSystemIdTest, ::testing::ValuesIn(SystemIdCases()), ParamName<SystemIdCase>);
 
 TEST_F(SMBIOSInventoryTest, MemorySingleByteZeroAlsoLeadsToTheTwoByteId)
 {
@@ -2018,73 +2132,6 @@ TEST_F(SMBIOSInventoryTest, SystemIdOriginIsNotReadBeforeAnySystemIdIsAskedFor)
     EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
     ASSERT_EQ(inventory.Initialize(), 1);
     EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotRead);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesTheRevisionStructureAndItsForm)
-{
-    WriteSysfsTable(StandardTable(0x0B));
-    InspectableSMBIOSInventory single(Sources());
-    ASSERT_EQ(single.Initialize(), 1);
-    EXPECT_EQ(single.GetSystemID(), "0x0b");
-    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionSingleByte);
-
-    WriteSysfsTable(StandardTable(0xFE, 0x07C1));
-    InspectableSMBIOSInventory two(Sources());
-    ASSERT_EQ(two.Initialize(), 1);
-    EXPECT_EQ(two.GetSystemID(), "0x07C1");
-    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByte);
-
-    const std::string strShort = SmbiosTable({OemStringsStructure({"Brix System"})}, false) +
-                                 SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), std::string(1, '\0'));
-    WriteSysfsTable(strShort);
-    InspectableSMBIOSInventory missing(Sources());
-    ASSERT_EQ(missing.Initialize(), 1);
-    EXPECT_EQ(missing.GetSystemID(), "");
-    EXPECT_EQ(missing.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdRevisionTwoByteMissing);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAnotherMakersMachine)
-{
-    WriteSysfsTable(StandardTable(0x0B, 0, "Other System"));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdNotMakerSystem);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginNamesThePhysicalMemoryFallback)
-{
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    SmbiosMemoryImage image;
-    image.SetSingleByteSystemId(0x41);
-    WriteMemory(image);
-    InspectableSMBIOSInventory single(Sources());
-    ASSERT_EQ(single.Initialize(), 1);
-    EXPECT_EQ(single.GetSystemID(), "0x0A");
-    EXPECT_EQ(single.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemorySingleByte);
-
-    image.SetSingleByteSystemId(0xFE);
-    image.SetTwoByteSystemId(0x07C1);
-    WriteMemory(image);
-    InspectableSMBIOSInventory two(Sources());
-    ASSERT_EQ(two.Initialize(), 1);
-    EXPECT_EQ(two.GetSystemID(), "0x07c1");
-    EXPECT_EQ(two.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryTwoByte);
-
-    WriteMemory(SmbiosMemoryImage());
-    InspectableSMBIOSInventory empty(Sources());
-    ASSERT_EQ(empty.Initialize(), 1);
-    EXPECT_EQ(empty.GetSystemID(), "");
-    EXPECT_EQ(empty.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
-}
-
-TEST_F(SMBIOSInventoryTest, SystemIdOriginOfAMissingMemoryDevice)
-{
-    WriteSysfsTable(SmbiosTable({OemStringsStructure({"Brix System"})}));
-    InspectableSMBIOSInventory inventory(Sources());
-    ASSERT_EQ(inventory.Initialize(), 1);
-    EXPECT_EQ(inventory.GetSystemID(), "");
-    EXPECT_EQ(inventory.GetSystemIdOrigin(), CSMBIOSInventory::eSystemIdMemoryUnavailable);
 }
 
 TEST_F(SMBIOSInventoryTest, SystemIdOriginFollowsTheLastQuery)

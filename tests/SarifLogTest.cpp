@@ -1,6 +1,7 @@
 // The SARIF log of lint findings: rules, results, locations and the package
 // directory's URI.
 
+#include "PackageLinter.h"
 #include "SarifLog.h"
 #include "TestSupport.h"
 #include "Version.h"

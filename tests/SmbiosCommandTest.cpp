@@ -18,44 +18,59 @@ const std::string kTable = SmbiosTable({BiosInformationStructure("Brix", "2.19.1
                                         SystemInformationStructure("Brix", "Server R1", "1", "SN0001"),
                                         OemStringsStructure({"Brix System", "5[0000]"}), RevisionStructure(0x0B)});
 
-int RunSmbios(const SSmbiosOptions& options, std::string& strOut, std::string& strErr)
+// A dump whose table the reader refuses: its intermediate anchor is broken.
+std::string BrokenDump()
 {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int nStatus = CSmbiosCommand(options).Run(out, err);
-    strOut = out.str();
-    strErr = err.str();
-    return nStatus;
+    EntryPoint2Options broken;
+    broken.bBreakIntermediateAnchor = true;
+    return SmbiosDumpImage2(kTable, broken);
 }
+
+// The command run on a dump in a directory of its own.
+class SmbiosCommand : public ::testing::Test
+{
+protected:
+    // Runs the command on the dump at DumpPath(); its exit status.
+    int Run(bool bJson = false)
+    {
+        SSmbiosOptions options;
+        options.strFromDump = DumpPath();
+        options.bJson = bJson;
+        std::ostringstream out;
+        std::ostringstream err;
+        const int nStatus = CSmbiosCommand(options).Run(out, err);
+        m_strOut = out.str();
+        m_strErr = err.str();
+        return nStatus;
+    }
+    // Writes strDump at DumpPath() first.
+    int RunOn(const std::string& strDump, bool bJson = false)
+    {
+        WriteFile(DumpPath(), strDump);
+        return Run(bJson);
+    }
+    std::string DumpPath() const { return m_dir.File("server.dump"); }
+    std::string FirstLine() const { return m_strOut.substr(0, m_strOut.find('\n') + 1); }
+
+    TempDir m_dir;
+    std::string m_strOut;
+    std::string m_strErr;
+};
 } // namespace
 
-TEST(SmbiosCommand, ADumpIsShownAsText)
+TEST_F(SmbiosCommand, ADumpIsShownAsText)
 {
-    TempDir dir;
-    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(kTable));
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("server.dump");
-    std::string strOut;
-    std::string strErr;
-    ASSERT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitTableRead);
-    EXPECT_TRUE(strErr.empty());
-    EXPECT_EQ(strOut.substr(0, strOut.find('\n') + 1),
-              "Source              : dump file " + dir.File("server.dump") + ", entry point 2.8\n");
-    EXPECT_NE(strOut.find("System ID           : 0x0b (from the revision structure (type 208), single byte)\n"),
+    ASSERT_EQ(RunOn(SmbiosDumpImage2(kTable)), CSmbiosCommand::nExitTableRead);
+    EXPECT_TRUE(m_strErr.empty());
+    EXPECT_EQ(FirstLine(), "Source              : dump file " + DumpPath() + ", entry point 2.8\n");
+    EXPECT_NE(m_strOut.find("System ID           : 0x0b (from the revision structure (type 208), single byte)\n"),
               std::string::npos);
 }
 
-TEST(SmbiosCommand, ADumpIsShownAsJson)
+TEST_F(SmbiosCommand, ADumpIsShownAsJson)
 {
-    TempDir dir;
-    WriteFile(dir.File("server.dump"), SmbiosDumpImage3(kTable));
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("server.dump");
-    options.bJson = true;
-    std::string strOut;
-    std::string strErr;
-    ASSERT_EQ(RunSmbios(options, strOut, strErr), 0);
-    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(strOut);
+    ASSERT_EQ(RunOn(SmbiosDumpImage3(kTable), true), 0);
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(m_strOut);
     ASSERT_FALSE(json.empty());
     EXPECT_EQ(json.begin().key(), "schemaVersion");
     EXPECT_EQ(json["schemaVersion"], 1);
@@ -70,63 +85,34 @@ TEST(SmbiosCommand, ADumpIsShownAsJson)
     EXPECT_EQ(json["systemID"], "0x0b");
 }
 
-TEST(SmbiosCommand, ADumpWhoseTableTheReaderRefusesHasNoTable)
+TEST_F(SmbiosCommand, ADumpWhoseTableTheReaderRefusesHasNoTable)
 {
-    TempDir dir;
-    EntryPoint2Options broken;
-    broken.bBreakIntermediateAnchor = true;
-    WriteFile(dir.File("broken.dump"), SmbiosDumpImage2(kTable, broken));
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("broken.dump");
-    std::string strOut;
-    std::string strErr;
-    EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitNoTable);
-    EXPECT_EQ(strOut,
-              "Source              : none: the table of dump file " + dir.File("broken.dump") + " could not be read\n");
+    EXPECT_EQ(RunOn(BrokenDump()), CSmbiosCommand::nExitNoTable);
+    EXPECT_EQ(m_strOut, "Source              : none: the table of dump file " + DumpPath() + " could not be read\n");
 }
 
-TEST(SmbiosCommand, AMissingDumpIsReported)
+TEST_F(SmbiosCommand, AMissingDumpIsReported)
 {
-    TempDir dir;
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("absent.dump");
-    std::string strOut;
-    std::string strErr;
-    EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitUnusableInput);
-    EXPECT_TRUE(strOut.empty());
-    EXPECT_EQ(strErr.find("vexinspect smbios: cannot open " + dir.File("absent.dump")), 0u) << strErr;
+    EXPECT_EQ(Run(), CSmbiosCommand::nExitUnusableInput);
+    EXPECT_TRUE(m_strOut.empty());
+    EXPECT_EQ(m_strErr.find("vexinspect smbios: cannot open " + DumpPath()), 0u) << m_strErr;
 }
 
-TEST(SmbiosCommand, TheJsonOfADumpWithoutATableStillStartsWithItsSchemaVersion)
+TEST_F(SmbiosCommand, TheJsonOfADumpWithoutATableStillStartsWithItsSchemaVersion)
 {
-    TempDir dir;
-    EntryPoint2Options broken;
-    broken.bBreakIntermediateAnchor = true;
-    WriteFile(dir.File("broken.dump"), SmbiosDumpImage2(kTable, broken));
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("broken.dump");
-    options.bJson = true;
-    std::string strOut;
-    std::string strErr;
-    EXPECT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitNoTable);
-    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(strOut);
+    EXPECT_EQ(RunOn(BrokenDump(), true), CSmbiosCommand::nExitNoTable);
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(m_strOut);
     ASSERT_FALSE(json.empty());
     EXPECT_EQ(json.begin().key(), "schemaVersion");
     EXPECT_EQ(json["schemaVersion"], 1);
     EXPECT_EQ(json["tableRead"], false);
 }
 
-TEST(SmbiosCommand, AFixedUpVersionIsShownWithDmidecodesNote)
+TEST_F(SmbiosCommand, AFixedUpVersionIsShownWithDmidecodesNote)
 {
-    TempDir dir;
     EntryPoint2Options fixedUp;
     fixedUp.nMinor = 31;
-    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(kTable, fixedUp));
-    SSmbiosOptions options;
-    options.strFromDump = dir.File("server.dump");
-    std::string strOut;
-    std::string strErr;
-    ASSERT_EQ(RunSmbios(options, strOut, strErr), CSmbiosCommand::nExitTableRead);
-    EXPECT_EQ(strOut.substr(0, strOut.find('\n') + 1), "Source              : dump file " + dir.File("server.dump") +
-                                                           ", entry point 2.3; SMBIOS version fixup (2.31 -> 2.3).\n");
+    ASSERT_EQ(RunOn(SmbiosDumpImage2(kTable, fixedUp)), CSmbiosCommand::nExitTableRead);
+    EXPECT_EQ(FirstLine(), "Source              : dump file " + DumpPath() +
+                               ", entry point 2.3; SMBIOS version fixup (2.31 -> 2.3).\n");
 }

@@ -313,76 +313,98 @@ TEST_F(SmbiosSummaryTest, AShortRevisionStructureAtTheTableEndFallsBackToPhysica
     EXPECT_EQ(json["revisionStructureTooShort"], true);
 }
 
-TEST_F(SmbiosSummaryTest, AShortRevisionStructureAtTheTableEndTakesTheIdFromPhysicalMemory)
+namespace
 {
-    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}, false));
-    SmbiosMemoryImage image;
-    image.SetTwoByteSystemId(0x07C1);
-    image.WriteTo(m_dir.File("mem"));
+// A revision structure (type 208) of one length or another, and what the
+// summary makes of it: the system ID as the checker reads it, how it was
+// obtained, the structure's formatted length, whether that is too short to
+// hold the ID, and the ID in words.
+struct RevisionCase
+{
+    const char* pszName;
+    std::string (*fnTable)();
+    // The memory device's two-byte ID; no memory device when 0.
+    uint16_t nMemoryTwoByteId;
+    const char* pszSystemId;
+    CSMBIOSInventory::eSystemIdOrigin eOrigin;
+    unsigned int nRevisionLength;
+    bool bTooShort;
+    const char* pszSystemIdText;
+};
+
+void PrintTo(const RevisionCase& testCase, std::ostream* pStream) { *pStream << testCase.pszName; }
+
+std::vector<RevisionCase> RevisionCases()
+{
+    using S = CSMBIOSInventory;
+    // clang-format off
+    return {
+        {"AtTheTableEndTheIdComesFromPhysicalMemory",
+         [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}, false); }, 0x07C1, "0x07c1",
+         S::eSystemIdMemoryTwoByte, 4, true,
+         "0x07c1 (revision structure (type 208) too short to hold a system ID (formatted length 4), and the table "
+         "ends before the byte at offset 6: physical-memory fallback, two bytes at 0xFE840)"},
+        // Behind the empty string set comes the end structure: its type, 127,
+        // is the byte at offset 6.
+        {"TheCheckerReadsTheByteBehindIt", [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}); }, 0,
+         "0x7f", S::eSystemIdRevisionSingleByte, 4, true,
+         "0x7f (revision structure (type 208) too short to hold a system ID (formatted length 4): the single byte "
+         "at offset 6 is taken from the bytes behind it)"},
+        // Formatted length 8: the marker at 6 is inside, the ID at 8 is the
+        // empty string set behind it.
+        {"AMarkerWithoutRoomForTheTwoByteId",
+         [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE\0", 4))}); }, 0,
+         "0x0000", S::eSystemIdRevisionTwoByte, 8, true,
+         "0x0000 (revision structure (type 208) too short to hold a system ID (formatted length 8): it has the "
+         "marker 0xFE, and the two-byte ID at offset 8 is taken from the bytes behind it)"},
+        // Formatted length 7 at the end of the table: the two bytes at 8 are
+        // not all in it.
+        {"AMarkerAtTheTableEnd",
+         [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE", 3))}, false); }, 0,
+         "", S::eSystemIdRevisionTwoByteMissing, 7, true,
+         "none (revision structure (type 208) too short to hold a system ID (formatted length 7): it has the "
+         "marker 0xFE, and the table ends before the two-byte ID at offset 8: empty ID)"},
+        {"ASingleByteIdNeedsNoRoomForATwoByteOne",
+         [] { return SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\x0B", 3))}); }, 0,
+         "0x0b", S::eSystemIdRevisionSingleByte, 7, false, "0x0b (from the revision structure (type 208), single byte)"},
+        // On another maker's system the structure is not read.
+        {"OnAnotherMakersSystem",
+         [] { return SmbiosTable({OemStringsStructure({"Other"}), SmbiosStructure(0xD0, "")}); }, 0, "",
+         S::eSystemIdNotMakerSystem, 4, true, "none (the first OEM string is not \"Brix System\")"},
+    };
+    // clang-format on
+}
+
+class SmbiosSummaryRevisionTest : public SmbiosSummaryTest, public ::testing::WithParamInterface<RevisionCase>
+{
+};
+} // namespace
+
+TEST_P(SmbiosSummaryRevisionTest, IsMeasuredAndTheIdExplained)
+{
+    const RevisionCase& testCase = GetParam();
+    WriteSysfs(testCase.fnTable());
+    if (testCase.nMemoryTwoByteId != 0)
+    {
+        SmbiosMemoryImage image;
+        image.SetTwoByteSystemId(testCase.nMemoryTwoByteId);
+        image.WriteTo(m_dir.File("mem"));
+    }
     const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_EQ(summary.strSystemID, "0x07c1");
-    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdMemoryTwoByte);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
-              "0x07c1 (revision structure (type 208) too short to hold a system ID (formatted length 4), and the "
-              "table ends before the byte at offset 6: physical-memory fallback, two bytes at 0xFE840)");
+    ASSERT_TRUE(summary.bTableRead);
+    EXPECT_EQ(summary.strSystemID, testCase.pszSystemId);
+    EXPECT_EQ(summary.eSystemIdOrigin, testCase.eOrigin);
+    EXPECT_TRUE(summary.bRevisionStructure);
+    EXPECT_EQ(summary.nRevisionLength, testCase.nRevisionLength);
+    EXPECT_EQ(summary.bRevisionTooShort, testCase.bTooShort);
+    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), testCase.pszSystemIdText);
+    const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
+    EXPECT_EQ(json["revisionStructureLength"], testCase.nRevisionLength);
+    EXPECT_EQ(json["revisionStructureTooShort"], testCase.bTooShort);
 }
 
-TEST_F(SmbiosSummaryTest, AShortRevisionStructureLendsTheCheckerTheByteBehindIt)
-{
-    // Behind the empty string set comes the end structure: its type, 127, is
-    // the byte at offset 6.
-    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, "")}));
-    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_EQ(summary.strSystemID, "0x7f");
-    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdRevisionSingleByte);
-    EXPECT_TRUE(summary.bRevisionTooShort);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
-              "0x7f (revision structure (type 208) too short to hold a system ID (formatted length 4): the single "
-              "byte at offset 6 is taken from the bytes behind it)");
-}
-
-TEST_F(SmbiosSummaryTest, AMarkerWithoutRoomForTheTwoByteIdIsTooShort)
-{
-    // Formatted length 8: the marker at 6 is inside, the ID at 8 is the
-    // empty string set behind it.
-    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE\0", 4))}));
-    SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_EQ(summary.strSystemID, "0x0000");
-    EXPECT_EQ(summary.nRevisionLength, 8u);
-    EXPECT_TRUE(summary.bRevisionTooShort);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
-              "0x0000 (revision structure (type 208) too short to hold a system ID (formatted length 8): it has the "
-              "marker 0xFE, and the two-byte ID at offset 8 is taken from the bytes behind it)");
-
-    // Formatted length 7 at the end of the table: the two bytes at 8 are not
-    // all in it.
-    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\xFE", 3))}, false));
-    summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_EQ(summary.strSystemID, "");
-    EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdRevisionTwoByteMissing);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary),
-              "none (revision structure (type 208) too short to hold a system ID (formatted length 7): it has the "
-              "marker 0xFE, and the table ends before the two-byte ID at offset 8: empty ID)");
-}
-
-TEST_F(SmbiosSummaryTest, ASingleByteIdNeedsNoRoomForATwoByteOne)
-{
-    WriteSysfs(SmbiosTable({kMakerStrings, SmbiosStructure(0xD0, std::string("\0\0\x0B", 3))}));
-    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_EQ(summary.strSystemID, "0x0b");
-    EXPECT_EQ(summary.nRevisionLength, 7u);
-    EXPECT_FALSE(summary.bRevisionTooShort);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), "0x0b (from the revision structure (type 208), single byte)");
-}
-
-TEST_F(SmbiosSummaryTest, OnAnotherMakersSystemAShortRevisionStructureIsNotRead)
-{
-    WriteSysfs(SmbiosTable({OemStringsStructure({"Other"}), SmbiosStructure(0xD0, "")}));
-    const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
-    EXPECT_TRUE(summary.bRevisionTooShort);
-    EXPECT_EQ(CSmbiosSummary::SystemIdText(summary), "none (the first OEM string is not \"Brix System\")");
-    EXPECT_EQ(CSmbiosSummary::ToJson(summary)["revisionStructureTooShort"], true);
-}
+INSTANTIATE_TEST_SUITE_P(RevisionStructures, SmbiosSummaryRevisionTest, ::testing::ValuesIn(RevisionCases()),
+                         ParamName<RevisionCase>);
 
 TEST_F(SmbiosSummaryTest, WithoutARevisionStructureNothingIsTooShort)
 {

@@ -230,17 +230,7 @@ TEST(XmlSupport, ExternalEntitiesOfACompressedDocumentAreNeverOpened) { ExpectEx
 
 TEST(XmlSupport, EntityExpansionBombEndsQuicklyWithBoundedMemory)
 {
-    std::string strDoc = "<?xml version=\"1.0\"?>\n<!DOCTYPE r [\n <!ENTITY e0 \"lollollollollollollollollollol\">\n";
-    for (int i = 1; i <= 12; ++i)
-    {
-        strDoc += " <!ENTITY e" + std::to_string(i) + " \"";
-        for (int j = 0; j < 10; ++j)
-        {
-            strDoc += "&e" + std::to_string(i - 1) + ";";
-        }
-        strDoc += "\">\n";
-    }
-    strDoc += "]>\n<r a=\"&e12;\">&e12;</r>";
+    const std::string strDoc = vextest::EntityBombPrologue("r") + "<r a=\"&e12;\">&e12;</r>";
     const auto tStart = std::chrono::steady_clock::now();
     DocumentPtr pDoc = ParseMemory(strDoc);
     const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
@@ -255,16 +245,7 @@ TEST(XmlSupport, EntityExpansionBombEndsQuicklyWithBoundedMemory)
 
 TEST(XmlSupport, DeeplyNestedDocumentIsRefused)
 {
-    std::string strDoc;
-    for (int i = 0; i < 5000; ++i)
-    {
-        strDoc += "<d>";
-    }
-    for (int i = 0; i < 5000; ++i)
-    {
-        strDoc += "</d>";
-    }
-    EXPECT_FALSE(ParseMemory(strDoc));
+    EXPECT_FALSE(ParseMemory(vextest::NestedElements("d", 5000)));
 }
 
 TEST(XmlSupport, EvaluateReportsEachOutcome)
@@ -414,28 +395,48 @@ TEST(XmlSupport, OnlyRegularFilesAreReadAsDocuments)
 
 // A compressed document is read as libxml2's file parser reads it: gzip,
 // xz and LZMA streams are decompressed.
-TEST(XmlSupport, CompressedFilesAreDecompressed)
+namespace
 {
+struct Compression
+{
+    const char* pszName;
+    const char* pszCommand;
+};
+
+void PrintTo(const Compression& compression, std::ostream* pOut) { *pOut << compression.pszCommand; }
+
+class CompressedFiles : public ::testing::TestWithParam<Compression>
+{
+};
+} // namespace
+
+TEST_P(CompressedFiles, AreDecompressed)
+{
+    const char* pszCommand = GetParam().pszCommand;
     TempDir dir;
-    for (const char* pszCommand : {"gzip -c", "xz -c", "xz -c --format=lzma"})
+    const std::string strPath = dir.File("doc.xml");
+    vextest::WriteFile(strPath, "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
+    if (!CompressInPlace(pszCommand, strPath))
     {
-        const std::string strPath = dir.File("doc.xml");
-        vextest::WriteFile(strPath, "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
-        if (!CompressInPlace(pszCommand, strPath))
-        {
-            GTEST_SKIP() << pszCommand << " is not available here";
-        }
-        ASSERT_NE(vextest::ReadFile(strPath).find("<r>"), 0u) << pszCommand;
-        DocumentPtr pDoc = ParseFile(strPath);
-        ASSERT_TRUE(pDoc) << pszCommand;
-        EXPECT_TRUE(NameIs(Root(pDoc), "r")) << pszCommand;
-        EvalStatus eStatus = EvalStatus::Empty;
-        EXPECT_TRUE(Evaluate(pDoc.get(), "/r/c[@a = \"1\"]", eStatus)) << pszCommand;
-        SParseStamp stamp;
-        EXPECT_TRUE(ParseFile(strPath, stamp)) << pszCommand;
-        EXPECT_TRUE(IsUnchanged(strPath, stamp)) << pszCommand;
+        GTEST_SKIP() << pszCommand << " is not available here";
     }
+    ASSERT_NE(vextest::ReadFile(strPath).find("<r>"), 0u);
+    DocumentPtr pDoc = ParseFile(strPath);
+    ASSERT_TRUE(pDoc);
+    EXPECT_TRUE(NameIs(Root(pDoc), "r"));
+    EvalStatus eStatus = EvalStatus::Empty;
+    EXPECT_TRUE(Evaluate(pDoc.get(), "/r/c[@a = \"1\"]", eStatus));
+    SParseStamp stamp;
+    EXPECT_TRUE(ParseFile(strPath, stamp));
+    EXPECT_TRUE(IsUnchanged(strPath, stamp));
 }
+
+INSTANTIATE_TEST_SUITE_P(XmlSupport, CompressedFiles,
+                         ::testing::Values(Compression{"Gzip", "gzip -c"}, Compression{"Xz", "xz -c"},
+                                           Compression{"Lzma", "xz -c --format=lzma"}),
+                         [](const ::testing::TestParamInfo<Compression>& info) {
+                             return std::string(info.param.pszName);
+                         });
 
 TEST(XmlSupport, CorruptOrTruncatedCompressedFilesGiveNull)
 {

@@ -107,7 +107,8 @@ public:
     CSMBIOSInventory(const CSMBIOSInventory&) = delete;
     CSMBIOSInventory& operator=(const CSMBIOSInventory&) = delete;
 
-    // --- Table acquisition -------------------------------------------------
+    // --- Table acquisition (SMBIOSTableAcquisition.cpp; physical memory and
+    // the ESXi device in SMBIOSMemoryTable.cpp) ------------------------------
     // 1 when a table is held afterwards, 0 when none.
     int Initialize();
     int FetchRawBIOSTable();
@@ -135,7 +136,7 @@ public:
     // How the last system ID was obtained; changes nothing in what is read.
     eSystemIdOrigin GetSystemIdOrigin() const { return m_eSystemIdOrigin; }
 
-    // --- Structure walk and strings ----------------------------------------
+    // --- Structure walk and strings (SMBIOSStructureWalk.cpp) --------------
     int getSMBIOSStruct(int* pnLength, unsigned char** ppStruct, int type, int instance);
     // A string or (type 208) raw bytes of one structure in a new[]-allocated
     // array that the caller frees with delete[]; 1 on success.
@@ -155,7 +156,8 @@ public:
     int GetDataWithMatchingBDF(const bdf_index* pBDF, Data_Location* pLocation);
     int getOEMStringsFromTable(std::vector<std::string>* pvOEMStrings, int instance);
 
-    // --- System ID, tokens, platform flags ---------------------------------
+    // --- System ID (SMBIOSSystemID.cpp), tokens and platform flags
+    // (SMBIOSTokens.cpp) ----------------------------------------------------
     std::string GetSystemID();
     std::string GetSystemIdFromMemory();
     int GetValueByOffset(unsigned long address, unsigned int length, unsigned char* pOut);

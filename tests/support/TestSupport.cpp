@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -92,6 +93,196 @@ Records Own(const std::vector<CDeviceInfo*>& vRecords)
         vOwned.emplace_back(pRecord);
     }
     return vOwned;
+}
+
+namespace
+{
+// The name of an enumerator, or its number where it has none.
+template <typename E>
+std::string EnumText(E eValue, std::initializer_list<std::pair<E, const char*>> names)
+{
+    for (const auto& name : names)
+    {
+        if (name.first == eValue)
+        {
+            return name.second;
+        }
+    }
+    return std::to_string(static_cast<int>(eValue));
+}
+
+std::string DeviceTypeText(CDeviceInfo::eDeviceType eType)
+{
+    return EnumText(eType, {{CDeviceInfo::eDeviceTypePCI, "PCI"},
+                            {CDeviceInfo::eDeviceTypeNonPCI, "nonPCI"},
+                            {CDeviceInfo::eDeviceTypeUnknown, "unknown"}});
+}
+
+template <typename T, typename Text>
+std::string ListText(const std::vector<T>& vItems, Text text)
+{
+    std::string strList = "[";
+    for (std::size_t i = 0; i < vItems.size(); ++i)
+    {
+        strList += (i == 0 ? "" : ", ") + text(vItems[i]);
+    }
+    return strList + "]";
+}
+
+std::string Trimmed(const std::string& strText)
+{
+    const std::string::size_type nFirst = strText.find_first_not_of(' ');
+    if (nFirst == std::string::npos)
+    {
+        return std::string();
+    }
+    return strText.substr(nFirst, strText.find_last_not_of(' ') - nFirst + 1);
+}
+} // namespace
+
+std::string PCIText(const SPCIInfo& pci)
+{
+    std::string strText = pci.strDeviceID + "/" + pci.strSubDeviceID + "/" + pci.strVendorID + "/" +
+                          pci.strSubVendorID;
+    if (!pci.strComponentID.empty())
+    {
+        strText += " component=" + pci.strComponentID;
+    }
+    if (!pci.strMarketingName.empty())
+    {
+        strText += " name=" + pci.strMarketingName;
+    }
+    return strText;
+}
+
+std::string OSText(const SOSInfo& os)
+{
+    return os.strMajorVersion + "/" + os.strMinorVersion + "/" + os.strSPMajorVersion + "/" + os.strSPMinorVersion +
+           "/" + os.strOSVendor + "/" + os.strOSArch + "/" + os.strInstalledBuildNumber + "/" + os.strReserved + "/" +
+           os.strRequiredBuildNumber;
+}
+
+std::string RecordField(const CDeviceInfo& record, const std::string& strField)
+{
+    using Getter = std::string (*)(const CDeviceInfo&);
+    static const std::map<std::string, Getter> kFields = {
+        {"componentID", [](const CDeviceInfo& r) { return r.getComponentID(); }},
+        {"componentType", [](const CDeviceInfo& r) { return r.getComponentType(); }},
+        {"version", [](const CDeviceInfo& r) { return r.getVersion(); }},
+        {"currentVersion", [](const CDeviceInfo& r) { return r.getCurrentVersion(); }},
+        {"display", [](const CDeviceInfo& r) { return r.getDisplay(); }},
+        {"detail", [](const CDeviceInfo& r) { return r.getDetail(); }},
+        {"deviceName", [](const CDeviceInfo& r) { return r.getDeviceName(); }},
+        {"releaseID", [](const CDeviceInfo& r) { return r.getReleaseID(); }},
+        {"parent", [](const CDeviceInfo& r) { return r.getParentComponentID(); }},
+        {"context", [](const CDeviceInfo& r) { return r.getDependencyContext(); }},
+        {"status", [](const CDeviceInfo& r) { return std::to_string(r.getStatus()); }},
+        {"errorMsg", [](const CDeviceInfo& r) { return r.getErrorMsg(); }},
+        {"dependencyType",
+         [](const CDeviceInfo& r) {
+             return EnumText(r.getDependencyType(),
+                             {{CDeviceInfo::eDependencyTypeHard, "hard"}, {CDeviceInfo::eDependencyTypeSoft, "soft"}});
+         }},
+        {"deviceType", [](const CDeviceInfo& r) { return DeviceTypeText(r.getDeviceType()); }},
+        {"parentDeviceType", [](const CDeviceInfo& r) { return DeviceTypeText(r.getParentDeviceType()); }},
+        {"pci", [](const CDeviceInfo& r) { return PCIText(r.getPCIInfo()); }},
+        {"parentPCI", [](const CDeviceInfo& r) { return ListText(r.getParentPCIInfo(), PCIText); }},
+        {"platforms",
+         [](const CDeviceInfo& r) {
+             return ListText(r.getDepenendencyPlatforms(), [](const std::string& strID) { return strID; });
+         }},
+        {"os", [](const CDeviceInfo& r) { return ListText(r.getDependencyOS(), OSText); }},
+    };
+    const auto it = kFields.find(strField);
+    if (it == kFields.end())
+    {
+        ADD_FAILURE() << "no record field named \"" << strField << "\"";
+        return std::string();
+    }
+    return it->second(record);
+}
+
+std::string RecordFields(const CDeviceInfo& record, const std::string& strFields)
+{
+    std::string strText;
+    std::string::size_type nStart = 0;
+    for (;;)
+    {
+        const std::string::size_type nBar = strFields.find('|', nStart);
+        strText += RecordField(record, Trimmed(strFields.substr(nStart, nBar - nStart)));
+        if (nBar == std::string::npos)
+        {
+            return strText;
+        }
+        strText += " | ";
+        nStart = nBar + 1;
+    }
+}
+
+std::vector<std::string> RecordFields(const std::vector<CDeviceInfo*>& vRecords, const std::string& strFields)
+{
+    std::vector<std::string> vTexts;
+    for (const CDeviceInfo* pRecord : vRecords)
+    {
+        vTexts.push_back(RecordFields(*pRecord, strFields));
+    }
+    return vTexts;
+}
+
+std::vector<std::string> RecordFields(const Records& vRecords, const std::string& strFields)
+{
+    std::vector<std::string> vTexts;
+    for (const std::unique_ptr<CDeviceInfo>& pRecord : vRecords)
+    {
+        vTexts.push_back(RecordFields(*pRecord, strFields));
+    }
+    return vTexts;
+}
+
+std::size_t CountLines(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return static_cast<std::size_t>(std::count(vLines.begin(), vLines.end(), strLine));
+}
+
+bool HasLine(const std::vector<std::string>& vLines, const std::string& strLine)
+{
+    return CountLines(vLines, strLine) > 0;
+}
+
+std::string NestedElements(const std::string& strName, int nDepth)
+{
+    std::string strText;
+    for (int i = 0; i < nDepth; ++i)
+    {
+        strText += "<" + strName + ">";
+    }
+    for (int i = 0; i < nDepth; ++i)
+    {
+        strText += "</" + strName + ">";
+    }
+    return strText;
+}
+
+std::vector<std::string> Then(std::vector<std::string> vFirst, const std::vector<std::string>& vThen)
+{
+    vFirst.insert(vFirst.end(), vThen.begin(), vThen.end());
+    return vFirst;
+}
+
+std::string EntityBombPrologue(const std::string& strRoot)
+{
+    std::string strText = "<?xml version=\"1.0\"?>\n<!DOCTYPE " + strRoot +
+                          " [\n <!ENTITY e0 \"lollollollollollollollollollol\">\n";
+    for (int i = 1; i <= 12; ++i)
+    {
+        strText += " <!ENTITY e" + std::to_string(i) + " \"";
+        for (int j = 0; j < 10; ++j)
+        {
+            strText += "&e" + std::to_string(i - 1) + ";";
+        }
+        strText += "\">\n";
+    }
+    return strText + "]>\n";
 }
 
 std::vector<std::string> Lines(const std::string& strText)

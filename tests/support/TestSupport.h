@@ -3,6 +3,8 @@
 
 #include "DeviceInfo.h"
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,8 +19,42 @@ Records Own(const std::vector<CDeviceInfo*>& vRecords);
 SPCIInfo MakePCIIdentity(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
                      const std::string& strSubVendor);
 
+// A record's fields as text, so that a table row can list what a reader
+// must give. RecordField names one field: componentID, componentType,
+// version, currentVersion, display, detail, deviceName, releaseID, parent
+// (the parent's component ID), context, status, errorMsg, dependencyType
+// (hard, soft), deviceType and parentDeviceType (PCI, nonPCI, unknown), pci
+// (PCIText), and the lists parentPCI, platforms and os ("[a, b]", "[]" when
+// empty). A name it does not know fails the test.
+std::string RecordField(const CDeviceInfo& record, const std::string& strField);
+// The fields named in strFields ("componentID | context"), joined the same
+// way ("10 | OS").
+std::string RecordFields(const CDeviceInfo& record, const std::string& strFields);
+// RecordFields of every record, in order.
+std::vector<std::string> RecordFields(const std::vector<CDeviceInfo*>& vRecords, const std::string& strFields);
+std::vector<std::string> RecordFields(const Records& vRecords, const std::string& strFields);
+// A PCI identity as "deviceID/subDeviceID/vendorID/subVendorID", followed by
+// " component=<ID>" and " name=<marketing name>" where those are set.
+std::string PCIText(const SPCIInfo& pci);
+// An OS requirement as its nine fields in their order, joined by "/":
+// major/minor/spMajor/spMinor/vendor/arch/installedBuild/reserved/requiredBuild.
+std::string OSText(const SOSInfo& os);
+
 // The lines of a text, without their line ends.
 std::vector<std::string> Lines(const std::string& strText);
+// How often a line stands in a list of lines, and whether it does.
+std::size_t CountLines(const std::vector<std::string>& vLines, const std::string& strLine);
+bool HasLine(const std::vector<std::string>& vLines, const std::string& strLine);
+// vFirst followed by vThen: expected lines that share their beginning.
+std::vector<std::string> Then(std::vector<std::string> vFirst, const std::vector<std::string>& vThen);
+
+// nDepth elements named strName, each inside the one before.
+std::string NestedElements(const std::string& strName, int nDepth);
+// The prologue of a document whose root element is strRoot, declaring an
+// entity expansion bomb: thirteen levels of tenfold references, e0 to e12;
+// each use of "&e12;", fully expanded, would be 30 * 10^12 bytes. Readers
+// must never expand it.
+std::string EntityBombPrologue(const std::string& strRoot);
 
 // A fresh directory below $TMPDIR (or /tmp), removed with its content when
 // the object goes away.
@@ -129,6 +165,14 @@ CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::strin
 // and Python's jsonschema module, which the project's dependencies
 // install). Empty when the document is valid; otherwise what is wrong.
 std::string JsonSchemaErrors(const std::string& strSchema, const std::string& strDocument);
+
+// The name of a parameterised test's case: the pszName of its data, for
+// INSTANTIATE_TEST_SUITE_P (ParamName<SomeCase>).
+template <typename Case>
+std::string ParamName(const ::testing::TestParamInfo<Case>& info)
+{
+    return info.param.pszName;
+}
 } // namespace vextest
 
 #endif // VEXDEP_TESTSUPPORT_H

@@ -1,6 +1,7 @@
 #include "LintCommand.h"
 
 #include "DiagnosticLog.h"
+#include "JsonFormat.h"
 #include "PlatformLayer.h"
 #include "SarifLog.h"
 
@@ -70,9 +71,7 @@ std::string CLintCommand::ToText(const std::vector<SLintFinding>& vFindings)
 nlohmann::ordered_json CLintCommand::ToJson(const std::string& strPackageDirectory,
                                             const std::vector<SLintFinding>& vFindings)
 {
-    nlohmann::ordered_json json;
-    json["schemaVersion"] = nSchemaVersion;
-    json["command"] = "lint";
+    nlohmann::ordered_json json = jsonformat::Document(nSchemaVersion, "lint");
     json["packageDirectory"] = strPackageDirectory;
     nlohmann::ordered_json findings = nlohmann::ordered_json::array();
     for (const SLintFinding& finding : vFindings)
@@ -83,8 +82,7 @@ nlohmann::ordered_json CLintCommand::ToJson(const std::string& strPackageDirecto
         entry["file"] = finding.strFile;
         entry["line"] = finding.nLine;
         entry["column"] = finding.nColumn;
-        entry["element"] =
-            finding.strElement.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(finding.strElement);
+        entry["element"] = jsonformat::TextOrNull(finding.strElement);
         entry["message"] = finding.strMessage;
         findings.push_back(entry);
     }
@@ -112,14 +110,11 @@ int CLintCommand::Run(std::ostream& out, std::ostream& err)
     const std::string strFormat = m_options.bJson ? "json" : m_options.strFormat;
     if (strFormat == "json")
     {
-        out << ToJson(strDirectory, vFindings).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-            << "\n";
+        out << jsonformat::Print(ToJson(strDirectory, vFindings));
     }
     else if (strFormat == "sarif")
     {
-        out << CSarifLog::ForLint(strDirectory, vFindings)
-                   .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-            << "\n";
+        out << jsonformat::Print(CSarifLog::ForLint(strDirectory, vFindings));
     }
     else
     {

@@ -1,5 +1,9 @@
-#ifndef VEXDEP_EXPLAINREPORT_H
-#define VEXDEP_EXPLAINREPORT_H
+#ifndef VEXDEP_EXPLAINMODEL_H
+#define VEXDEP_EXPLAINMODEL_H
+
+// What vexinspect explain knows about one run of the checker: plain records,
+// filled by the decision listener (CExplainReport) while the checker runs and
+// read by the two renderings (CExplainText, CExplainJson).
 
 #include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
@@ -8,11 +12,8 @@
 #include "SMBIOSInventory.h"
 #include "SmbiosSummary.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,6 +61,11 @@ struct SExplainedCollector
     // "took 94.2 s, declares 60 s: ..." when it exceeded its declared limit,
     // else empty.
     std::string Warning() const;
+    // What an operator should know about the run: Warning(), a status other
+    // than 0, a shell that could not be started, a release directory this
+    // process cannot write to, an output document that is missing or older
+    // than the run.
+    std::vector<std::string> Warnings() const;
 };
 
 // The inventory lookup of one dependency and the collector run behind it.
@@ -169,99 +175,41 @@ struct SReportedDependency
     bool bFailed = false;
 };
 
-// Collects the checker's decisions dependency by dependency while it runs
-// (it is the checker's decision listener), and turns them into the
-// explanation, as text or JSON.
-class CExplainReport : public IDependencyDecisionListener
+// Everything one explained run saw: what was run, the machine, the
+// collectors' time limit, every declared dependency with the checker's
+// decisions, what vexdepcheck reports, its exit status and the run's verdict.
+struct SExplainedRun
 {
-public:
-    // The version of the JSON document's shape (docs/json/explain.schema.json):
-    // 2 added each dependency's detail.
-    static constexpr int nSchemaVersion = 2;
+    CDeviceInfo::eDependencyType eRequested = CDeviceInfo::eDependencyTypeHard;
+    // The working directory the checker was built with.
+    std::string strPackageDirectory;
+    bool bPackageDescriptionFound = false;
+    EPackageDescription ePackageDescription = EPackageDescription::Missing;
+    // The inventory text ("inv.xml"): whether it is there and not empty, its
+    // size, the devices it lists and the running OS it names.
+    bool bInventoryTextPresent = false;
+    std::size_t nInventoryTextBytes = 0;
+    std::size_t nInventoryDevices = 0;
+    SOSInfo runningOS;
+    SSmbiosSummary smbios;
+    CCollectorTimeLimit collectorTimeLimit;
+    // A value of the environment variable that was rejected; empty when none was.
+    std::string strRejectedTimeLimit;
 
-    CExplainReport();
-
-    // What was run: the requested type, the package directory (the
-    // working directory the checker was built with), and the inventory text.
-    void SetRun(CDeviceInfo::eDependencyType eRequested, const std::string& strPackageDirectory,
-                bool bPackageDescriptionFound, const std::string& strInventoryText);
-    // The machine as the inventory text and the SMBIOS table describe it.
-    void SetMachine(const SOSInfo& runningOS, std::size_t nInventoryDevices, const SSmbiosSummary& smbios);
-    // The collectors' time limit the run used, and a value of the
-    // environment variable that was rejected (empty when none was).
-    void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
-    // How package.xml was found (missing, unparsable, parsed); parsed when
-    // not set and the description was found.
-    void SetPackageDescription(EPackageDescription eState) { m_ePackageDescription = eState; }
-    // The result of Process and the checker's list: the exit status that
-    // vexdepcheck returns for them, and its report's dependencies.
-    void SetOutcome(bool bProcessed, const std::vector<CDeviceInfo*>& vReported);
-    // Works out, for every release whose collector this run started, whether
-    // the collector ran, failed, timed out or never ran, and whether its
-    // output document is the one it wrote; then decides the run's verdict.
-    // Reads the release's "PIEConfig.xml" again; writes nothing.
-    void ClassifyCollectorRuns();
-
-    // 1 (hard) or 2 (soft) when vexdepcheck prints a report, else 255.
-    static int ExitStatus(CDeviceInfo::eDependencyType eRequested, bool bProcessed, std::size_t nReported);
-
-    int GetExitStatus() const { return m_nExitStatus; }
-    // The run's verdict, decided by ClassifyCollectorRuns.
-    const SRunVerdict& Verdict() const { return m_verdict; }
-    const std::vector<SExplainedDependency>& Dependencies() const { return m_vDependencies; }
-    const std::vector<SReportedDependency>& Reported() const { return m_vReported; }
-
-    std::string ToText() const;
-    nlohmann::ordered_json ToJson() const;
-
-    // The checker's decisions.
-    void OnDependenciesLoaded(const std::vector<CDeviceInfo*>& vDependencies,
-                              CDeviceInfo::eDependencyType eRequested) override;
-    void OnInventoryLookup(const CDeviceInfo* pDependency, const SInventoryLookup& lookup) override;
-    void OnContextCheck(const CDeviceInfo* pDependency, const std::string& strContext, bool bApplicable) override;
-    void OnPlatformCheck(const CDeviceInfo* pDependency, const SPlatformCheck& check) override;
-    void OnOSCheck(const CDeviceInfo* pDependency, const SOSCheck& check) override;
-    void OnDeviceCheck(const CDeviceInfo* pDependency, const SDeviceCheck& check) override;
-    void OnTypeCheck(const CDeviceInfo* pDependency, CDeviceInfo::eDependencyType eRequested, bool bSameType) override;
-    void OnVersionComparison(const CDeviceInfo* pDependency, const SVersionComparison& comparison) override;
-    void OnVerdict(const CDeviceInfo* pDependency, EVerdict eVerdict) override;
-
-private:
-    // What one collector run left in the inventory cache.
-    struct SReleaseRun
-    {
-        std::string strComponentPath;
-        std::size_t nRecords = 0;
-        bool bFailed = false;
-        std::string strErrorMessage;
-        SExplainedInventory::EOutcome eOutcome = SExplainedInventory::EOutcome::Ran;
-        std::string strReason;
-        std::optional<SExplainedCollector> collector;
-    };
-
-    SExplainedDependency* Find(const CDeviceInfo* pDependency);
-    std::string DependencyText(std::size_t nIndex, const SExplainedDependency& dependency) const;
-    nlohmann::ordered_json DependencyJson(std::size_t nIndex, const SExplainedDependency& dependency) const;
-
-    CDeviceInfo::eDependencyType m_eRequested;
-    std::string m_strPackageDirectory;
-    bool m_bPackageDescriptionFound;
-    bool m_bInventoryTextPresent;
-    std::size_t m_nInventoryTextBytes;
-    SOSInfo m_runningOS;
-    std::size_t m_nInventoryDevices;
-    SSmbiosSummary m_smbios;
-    bool m_bProcessed;
-    int m_nExitStatus;
-    CCollectorTimeLimit m_collectorTimeLimit;
-    std::string m_strRejectedTimeLimit;
-    EPackageDescription m_ePackageDescription;
-    SRunVerdict m_verdict;
-
-    std::vector<SExplainedDependency> m_vDependencies;
-    std::map<const CDeviceInfo*, std::size_t> m_mapIndex;
-    std::map<std::string, SReleaseRun> m_mapReleaseRuns;
-    std::vector<SReportedDependency> m_vReported;
+    std::vector<SExplainedDependency> vDependencies;
+    bool bProcessed = false;
+    int nExitStatus = 255;
+    std::vector<SReportedDependency> vReported;
+    SRunVerdict verdict;
 };
 
-#endif // VEXDEP_EXPLAINREPORT_H
+// Words both renderings and the model use.
+namespace explainwords
+{
+// "hard" or "soft".
+std::string TypeName(CDeviceInfo::eDependencyType eType);
+// "94.2 s": seconds with one decimal.
+std::string SecondsText(double dSeconds);
+} // namespace explainwords
+
+#endif // VEXDEP_EXPLAINMODEL_H

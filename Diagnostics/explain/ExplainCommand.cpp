@@ -4,7 +4,10 @@
 #include "DependenciesChecker.h"
 #include "DeviceInventoryInfo.h"
 #include "DiagnosticLog.h"
+#include "ExplainJson.h"
 #include "ExplainReport.h"
+#include "ExplainText.h"
+#include "JsonFormat.h"
 #include "PlatformLayer.h"
 #include "SmbiosDump.h"
 #include "SmbiosSummary.h"
@@ -150,11 +153,11 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
 
     if (m_options.bJson)
     {
-        out << report.ToJson().dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+        out << jsonformat::Print(CExplainJson::Render(report.Run()));
     }
     else
     {
-        out << report.ToText();
+        out << CExplainText::Render(report.Run());
     }
     return m_options.bExitVerdict ? SRunVerdict::ExitStatus(report.Verdict().eVerdict) : nExitExplained;
 }

@@ -158,6 +158,9 @@ public:
 };
 } // namespace
 
+// An exception while the command line is set up (before it is parsed) is a
+// programming error and ends the program.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char* argv[])
 {
     CQuietParserMessages quietParserMessages;

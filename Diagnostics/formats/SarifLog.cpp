@@ -1,5 +1,6 @@
 #include "SarifLog.h"
 
+#include "PackageLinter.h"
 #include "PlatformLayer.h"
 #include "Version.h"
 

@@ -1,6 +1,7 @@
 #include "SmbiosCommand.h"
 
 #include "DiagnosticLog.h"
+#include "JsonFormat.h"
 #include "SmbiosDump.h"
 #include "SmbiosSummary.h"
 
@@ -34,11 +35,9 @@ int CSmbiosCommand::Run(std::ostream& out, std::ostream& err)
     const SSmbiosSummary summary = CSmbiosSummary::Read(sources, m_options.strFromDump);
     if (m_options.bJson)
     {
-        nlohmann::ordered_json json;
-        json["schemaVersion"] = nSchemaVersion;
-        json["command"] = "smbios";
+        jsonformat::Json json = jsonformat::Document(nSchemaVersion, "smbios");
         json.update(CSmbiosSummary::ToJson(summary));
-        out << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+        out << jsonformat::Print(json);
     }
     else
     {

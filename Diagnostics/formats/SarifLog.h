@@ -1,7 +1,7 @@
 #ifndef VEXDEP_SARIFLOG_H
 #define VEXDEP_SARIFLOG_H
 
-#include "PackageLinter.h"
+#include "LintFinding.h"
 
 #include <nlohmann/json.hpp>
 

@@ -2,6 +2,7 @@
 #define VEXDEP_PACKAGELINTER_H
 
 #include "DeviceInfo.h"
+#include "LintFinding.h"
 #include "XmlSupport.h"
 
 #include <map>
@@ -9,38 +10,15 @@
 #include <string>
 #include <vector>
 
-// One thing in a package that the checker treats differently from what its
-// author probably meant.
-struct SLintFinding
-{
-    enum class ESeverity
-    {
-        Warning, // the checker runs, but not as the package reads
-        Error    // a dependency can never be verified, or never applies as written
-    };
-
-    std::string strCode;
-    ESeverity eSeverity = ESeverity::Warning;
-    std::string strFile; // relative to the package directory
-    long nLine = 0;      // line of the element; 0 when there is no element to point at
-    long nColumn = 0;    // column, where the parser names one; 0 otherwise
-    std::string strElement;
-    std::string strMessage;
-};
-
-// A kind of finding: its code, its severity and what it is about.
-struct SLintRule
-{
-    const char* pszCode;
-    SLintFinding::ESeverity eSeverity;
-    const char* pszSummary;
-    const char* pszHelp; // what the package's author can do about it
-};
-
 // Reads a package as the checker does (its "package.xml" with the same XPath
 // query, child walks and attribute rules, and each release directory's
 // "PIEConfig.xml") and reports what the checker will do differently from
 // what the package seems to say. Reads only; writes nothing.
+//
+// The rules are grouped by the document they check: LintMarkup.cpp (the XML
+// markup of every document), LintPackageDescription.cpp (package.xml),
+// LintReleaseDirectories.cpp (the release directories and their
+// PIEConfig.xml); LintRules.cpp lists every kind of finding.
 class CPackageLinter
 {
 public:
@@ -74,6 +52,7 @@ private:
         long nLine = 0;
     };
 
+    // Adds a finding of the kind strCode (with that kind's severity).
     void Add(const std::string& strCode, const std::string& strFile, const xmlNode* pNode,
              const std::string& strMessage);
     void AddAt(const std::string& strCode, const std::string& strFile, long nLine, long nColumn,

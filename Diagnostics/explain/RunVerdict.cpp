@@ -1,6 +1,7 @@
 #include "RunVerdict.h"
 
-#include "ExplainReport.h"
+#include "ExplainModel.h"
+#include "TextFormat.h"
 
 const long long CRunVerdict::nStaleToleranceMs = 1000;
 
@@ -38,7 +39,7 @@ int SRunVerdict::ExitStatus(ERunVerdict eVerdict)
 
 namespace
 {
-std::string Quote(const std::string& strText) { return "\"" + strText + "\""; }
+using textformat::Quote;
 
 SVerdictReason ReasonFor(const SExplainedDependency& dependency, const std::string& strKind,
                          const std::string& strText)

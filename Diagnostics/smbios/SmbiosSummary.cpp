@@ -1,5 +1,8 @@
 #include "SmbiosSummary.h"
 
+#include "JsonFormat.h"
+#include "TextFormat.h"
+
 #include <sstream>
 
 namespace
@@ -39,12 +42,10 @@ const SVersionFixup* FindVersionFixup(const SSmbiosSummary& summary)
     return nullptr;
 }
 
-std::string Label(const std::string& strLabel)
-{
-    std::string strText = strLabel;
-    strText.resize(20, ' ');
-    return strText + ": ";
-}
+// The width of the labels of the text form.
+const std::size_t kLabelWidth = 20;
+
+std::string Label(const std::string& strLabel) { return textformat::Label(strLabel, kLabelWidth); }
 } // namespace
 
 SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::string& strDumpFile)
@@ -366,12 +367,11 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     nlohmann::ordered_json json;
     json["tableRead"] = summary.bTableRead;
     json["source"] = summary.bTableRead ? SourceKey(summary) : "none";
-    json["dumpFile"] =
-        summary.strDumpFile.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(summary.strDumpFile);
+    json["dumpFile"] = jsonformat::TextOrNull(summary.strDumpFile);
     const std::string strVersion = DisplayedVersion(summary);
-    json["entryPointVersion"] = strVersion.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strVersion);
+    json["entryPointVersion"] = jsonformat::TextOrNull(strVersion);
     const std::string strNote = VersionFixupNote(summary);
-    json["entryPointVersionNote"] = strNote.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(strNote);
+    json["entryPointVersionNote"] = jsonformat::TextOrNull(strNote);
     if (!summary.bTableRead)
     {
         return json;

@@ -31,7 +31,7 @@ public:
     // Offset of the table in the dump.
     static constexpr std::size_t nTableOffset = 0x20;
     // Dumps larger than this are refused.
-    static constexpr std::size_t nMaximumSize = 64 * 1024 * 1024;
+    static constexpr std::size_t nMaximumSize = std::size_t{64} * 1024 * 1024;
 
     CSmbiosDump();
     ~CSmbiosDump();
