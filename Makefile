@@ -54,7 +54,7 @@ DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libx
                 clang-tidy
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
-                CompareVersionsFuzzer EvaluationFuzzer
+                CompareVersionsFuzzer EvaluationFuzzer RepositoryReaderFuzzer
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 # The test phases run in pipelines whose status must be that of the phase.

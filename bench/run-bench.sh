@@ -11,9 +11,19 @@
 # Then the portable checker's size and its start-up against the release
 # build on the sample package.
 #
+# Then plans over a repository: generated repositories of BENCH_REPO_SIZES
+# packages in chains of depth 6 (vexbench repository): vexinspect repo index
+# cold (no catalog) and warm (the catalog of an unchanged repository), repo
+# check, and plan for the package at the top of a depth-6 chain, with the
+# catalog and without, against the collectors that plan runs (baseline.sh),
+# with the bounds: plan time beyond the collectors' at most 1 s and peak
+# memory at most 200 MiB at 2,000 packages, warm index under 0.5 s, and
+# time growing linearly with the number of packages.
+#
 # Settings (environment): BENCH_SIZES (default "1000 10000 50000"),
 # BENCH_RUNS (default 5), BENCH_RELEASES (100), BENCH_DEVICES (100),
-# BENCH_BUILD_DIR (build-release), PORTABLE_RUNS (20).
+# BENCH_BUILD_DIR (build-release), PORTABLE_RUNS (20), BENCH_REPO_SIZES
+# ("500 1000 2000").
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -24,8 +34,9 @@ releases=${BENCH_RELEASES:-100}
 devices=${BENCH_DEVICES:-100}
 
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DVEXDEP_BUILD_TESTS=OFF > /dev/null
-cmake --build "$build" -j2 --target vexdepcheck vexbench > /dev/null
+cmake --build "$build" -j2 --target vexdepcheck vexinspect vexbench > /dev/null
 checker=$build/bin/vexdepcheck
+inspect=$build/bin/vexinspect
 vexbench=$build/bin/vexbench
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/vexdep-bench-XXXXXX")
@@ -104,6 +115,53 @@ echo "Portable checker: $(stat -c %s "$portable") bytes (release build: $(stat -
 printf 'Sample package, vexdepcheck hard, medians of %d runs: release %.2f ms, portable %.2f ms, ratio %.2f\n' \
   "$portable_runs" "$(echo "$ordinary_s" | awk '{ print $1 * 1000 }')" "$(echo "$portable_s" | awk '{ print $1 * 1000 }')" \
   "$(echo "$portable_s $ordinary_s" | awk '{ printf "%.2f", $1 / $2 }')"
+
+# Plans over a repository.
+repo_sizes=${BENCH_REPO_SIZES:-"500 1000 2000"}
+echo
+echo "vexinspect repo and plan on generated repositories (chains of depth 6; directories, tar, tar+gzip"
+echo "and tar+xz 7:1:1:1); medians of $runs runs; the plan is of the package at the top of a chain"
+echo
+printf '| %5s | %9s | %9s | %9s | %9s | %9s | %11s | %12s | %8s |\n' \
+  N "index s" "warm s" "check s" "plan s" "no-cat s" "collect. s" "plan-coll. s" "plan MiB"
+printf '|%s|\n' "-------|-----------|-----------|-----------|-----------|-----------|-------------|--------------|----------"
+declare -A index_per_package plan_beyond
+for n in $repo_sizes; do
+  dir=$work/repo$n
+  "$vexbench" repository --out "$dir" -n "$n" --depth 6
+  read -r index_s _ _ < <(measure "$runs" "$dir" sh -c "rm -f repository/catalog.json && \"\$0\" repo index repository" "$inspect")
+  read -r warm_s _ _ < <(measure "$runs" "$dir" "$inspect" repo index repository)
+  read -r check_s _ _ < <(measure "$runs" "$dir" "$inspect" repo check repository)
+  read -r plan_s plan_kib _ < <(measure "$runs" "$dir" "$inspect" plan hard --repository repository --package-dir target)
+  read -r tree_s _ _ < <(measure "$runs" "$dir" "$inspect" plan hard --repository repository --package-dir target \
+    --catalog "$dir/no-catalog.json")
+  read -r collect_s _ _ < <(measure "$runs" "$dir" sh baseline.sh)
+  beyond=$(echo "$plan_s $collect_s" | awk '{ printf "%.3f", $1 - $2 }')
+  plan_mib=$(echo "$plan_kib" | awk '{ printf "%.1f", $1 / 1024 }')
+  index_per_package[$n]=$(echo "$index_s $n" | awk '{ printf "%.9f", $1 / $2 }')
+  plan_beyond[$n]=$beyond
+  printf '| %5s | %9.3f | %9.3f | %9.3f | %9.3f | %9.3f | %11.3f | %12s | %8s |\n' \
+    "$n" "$index_s" "$warm_s" "$check_s" "$plan_s" "$tree_s" "$collect_s" "$beyond" "$plan_mib"
+  if [ "$n" -eq 2000 ]; then
+    echo "  at N=2000: plan beyond its collectors $beyond s (bound 1 s), peak memory $plan_mib MiB (bound 200 MiB)," \
+         "warm index $warm_s s (bound 0.5 s)"
+    awk -v r="$beyond" 'BEGIN { exit !(r <= 1) }' || { echo "bound: plan beyond its collectors $beyond s > 1 s"; failures=$((failures + 1)); }
+    awk -v r="$plan_mib" 'BEGIN { exit !(r <= 200) }' || { echo "bound: plan peak memory $plan_mib MiB > 200"; failures=$((failures + 1)); }
+    awk -v r="$warm_s" 'BEGIN { exit !(r <= 0.5) }' || { echo "bound: warm index $warm_s s > 0.5 s"; failures=$((failures + 1)); }
+  fi
+done
+set -- $repo_sizes
+first=$1
+last=${!#}
+if [ "$first" != "$last" ]; then
+  growth=$(echo "${index_per_package[$last]} ${index_per_package[$first]}" | awk '{ printf "%.2f", $1 / $2 }')
+  scale=$(echo "$last $first" | awk '{ printf "%.2f", $1 / $2 }')
+  plan_growth=$(echo "${plan_beyond[$last]} ${plan_beyond[$first]}" | awk '{ printf "%.2f", ($2 > 0) ? $1 / $2 : 0 }')
+  echo "index time per package at N=$last / at N=$first: $growth (bound 1.3); plan beyond its collectors grows" \
+       "$plan_growth times for $scale times the packages (bound $scale x 1.3)"
+  awk -v r="$growth" 'BEGIN { exit !(r <= 1.3) }' || { echo "bound: index time per package grows $growth > 1.3"; failures=$((failures + 1)); }
+  awk -v r="$plan_growth" -v s="$scale" 'BEGIN { exit !(r <= s * 1.3) }' || { echo "bound: plan time grows faster than the packages"; failures=$((failures + 1)); }
+fi
 
 echo
 if [ "$failures" -eq 0 ]; then

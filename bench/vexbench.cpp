@@ -4,6 +4,7 @@
 //   vexbench generate --out DIR [-n N] [-r R] [-d D] [-m M]
 //                     [--apply SHARE] [--unmet SHARE] [--fail SHARE] [--seed S]
 //   vexbench measure [--runs K] [--cwd DIR] -- COMMAND [ARGS...]
+//   vexbench repository --out DIR [-n N] [--depth D]   (see BenchRepository.h)
 //
 // generate writes a package with N dependency elements spread over R
 // release directories (each with a collector that copies a prepared
@@ -17,6 +18,9 @@
 // seconds, the median peak resident memory in KiB and the median processor
 // time (user and system, the command's waited-for children included) in
 // seconds, separated by blanks.
+
+#include "BenchFiles.h"
+#include "BenchRepository.h"
 
 #include <algorithm>
 #include <chrono>
@@ -54,25 +58,14 @@ int Usage()
 {
     std::cerr << "usage: vexbench generate --out DIR [-n N] [-r R] [-d D] [-m M] [--apply SHARE] [--unmet SHARE]"
                  " [--fail SHARE] [--seed S]\n"
-                 "       vexbench measure [--runs K] [--cwd DIR] -- COMMAND [ARGS...]\n";
+                 "       vexbench measure [--runs K] [--cwd DIR] -- COMMAND [ARGS...]\n"
+                 "       vexbench repository --out DIR [-n N] [--depth D]\n";
     return 2;
 }
 
 bool WriteText(const std::string& strPath, const std::string& strText, bool bExecutable = false)
 {
-    std::ofstream ofs(strPath.c_str(), std::ios::binary | std::ios::trunc);
-    ofs << strText;
-    ofs.close();
-    if (!ofs)
-    {
-        std::cerr << "vexbench: cannot write " << strPath << "\n";
-        return false;
-    }
-    if (bExecutable)
-    {
-        chmod(strPath.c_str(), 0755);
-    }
-    return true;
+    return WriteBenchFile(strPath, strText, bExecutable);
 }
 
 std::string ReleaseName(long nRelease)
@@ -309,6 +302,10 @@ int main(int argc, char* argv[])
             return Usage();
         }
         return Generate(options);
+    }
+    if (strCommand == "repository")
+    {
+        return GenerateRepository(argc, argv);
     }
     if (strCommand == "measure")
     {

@@ -48,13 +48,16 @@ foreach(document IN LISTS VEXDEP_DOCUMENTS)
   if(document MATCHES "/diagnostics\\.md$")
     set(DIAGNOSTICS_DOC "${DOCDIR}/${name}")
   endif()
+  if(document MATCHES "/planning\\.md$")
+    set(PLANNING_DOC "${DOCDIR}/${name}")
+  endif()
 endforeach()
 file(INSTALL ${installed_documents} DESTINATION "${DOCDIR}")
 
 # The manual pages, filled in with the version and the installed paths.
 set(VERSION "${VEXDEP_VERSION}")
 # Paths in roff: a hyphen is written as an escaped one.
-foreach(name COMPLETIONSDIR DIAGNOSTICS_DOC)
+foreach(name COMPLETIONSDIR DIAGNOSTICS_DOC PLANNING_DOC)
   string(REPLACE "-" "\\-" ${name} "${${name}}")
 endforeach()
 set(installed_pages)

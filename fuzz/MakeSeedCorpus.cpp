@@ -7,6 +7,9 @@
 // Each target's folder is emptied and written anew, so the corpora in the
 // repository always match what this tool makes (make fuzz-seeds).
 
+#include "Catalog.h"
+#include "RepositoryBuilder.h"
+#include "RepositoryLoader.h"
 #include "Scenarios.h"
 #include "SmbiosBuilder.h"
 #include "TestSupport.h"
@@ -305,6 +308,53 @@ void SeedVersions()
         Seed(strTarget, "pair-" + std::to_string(n++), pair.first + std::string(1, '\0') + pair.second);
     }
 }
+// The repository reader's target: '\0' and an archive, '\1' and a catalog.
+void SeedRepositories()
+{
+    const std::string strTarget = "RepositoryReaderFuzzer";
+    const std::string strRepository = kSourceDir + "/examples/repository";
+    for (const std::string strArchive :
+         {"FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN", "FOLDER04/BACKPLANE/BP_FW_3.15.0.BIN",
+          "FOLDER09/NIC/NIC_FW_23.0.0.BIN", "FOLDER11/AGENT/mgmt-agent-11.0.0.tar.gz"})
+    {
+        Seed(strTarget, "example-" + strArchive, std::string(1, '\0') + ReadFile(strRepository + "/" + strArchive));
+    }
+    const std::string strPackage = "<SoftwareComponent vendorVersion=\"1\"><SupportedDevices><Device componentID=\"1\">"
+                                   "<Dependency componentID=\"2\" version=\"2\" releaseID=\"REL\"/></Device>"
+                                   "</SupportedDevices></SoftwareComponent>";
+    const std::vector<std::pair<std::string, std::vector<TarEntry>>> vArchives = {
+        {"long-names", {{"package.xml", '0', strPackage, 0644, ""},
+                        {"REL/" + std::string(120, 'n'), '0', "x", 0755, ""}}},
+        {"release", {{"package.xml", '0', strPackage, 0644, ""}, {"REL", '5', "", 0755, ""},
+                     {"REL/PIEConfig.xml", '0', "<PIEConfig/>", 0644, ""}, {"top.sh", '0', "#!/bin/sh", 0755, ""}}},
+        {"dotdot", {{"package.xml", '0', strPackage, 0644, ""}, {"REL/../x", '0', "x", 0644, ""}}},
+        {"link", {{"package.xml", '0', strPackage, 0644, ""}, {"REL/l", '2', "", 0777, "/etc/passwd"}}},
+        {"twice", {{"package.xml", '0', strPackage, 0644, ""}, {"./package.xml", '0', strPackage, 0644, ""}}},
+    };
+    for (const auto& archive : vArchives)
+    {
+        const std::string strTar = TarArchive(archive.second);
+        Seed(strTarget, "tar-" + archive.first, std::string(1, '\0') + strTar);
+        Seed(strTarget, "gzip-" + archive.first, std::string(1, '\0') + Gzip(strTar));
+        Seed(strTarget, "xz-" + archive.first, std::string(1, '\0') + Xz(strTar));
+    }
+    // The example repository's catalog.
+    TempDir work;
+    CRepositoryLoader loader(strRepository, work.Path());
+    SRepositoryLoad load;
+    std::string strError;
+    if (loader.Load(CRepositoryScanner::EMode::Fresh, "", true, load, strError))
+    {
+        SCatalog catalog;
+        catalog.strRepository = "examples/repository";
+        catalog.vPackages = load.content.vPackages;
+        catalog.vRefused = {SRefusedPackage{"bad.tar", "the archive member \"x\" is a symbolic link"}};
+        Seed(strTarget, "catalog-example", std::string(1, '\1') + CCatalog::ToText(catalog));
+    }
+    Seed(strTarget, "catalog-empty",
+         std::string(1, '\1') + "{\"schemaVersion\": 1, \"kind\": \"vexinspect-catalog\", \"repository\": \"r\", "
+                                 "\"packages\": [], \"refused\": []}");
+}
 } // namespace
 
 int main(int argc, char* argv[])
@@ -316,7 +366,8 @@ int main(int argc, char* argv[])
     }
     g_strOutput = argv[1];
     for (const char* pszTarget : {"PackageReaderFuzzer", "InventoryDocumentFuzzer", "PluginConfigFuzzer",
-                                  "SmbiosFuzzer", "CompareVersionsFuzzer", "EvaluationFuzzer"})
+                                  "SmbiosFuzzer", "CompareVersionsFuzzer", "EvaluationFuzzer",
+                                  "RepositoryReaderFuzzer"})
     {
         ClearDirectory(g_strOutput + "/" + pszTarget);
     }
@@ -325,6 +376,7 @@ int main(int argc, char* argv[])
     SeedCatalogue();
     SeedSmbios();
     SeedVersions();
+    SeedRepositories();
     for (const auto& count : g_mapCounts)
     {
         std::printf("%-26s %zu seeds\n", count.first.c_str(), count.second);

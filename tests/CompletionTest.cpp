@@ -52,6 +52,11 @@ const Words kExplainOptions = {"--package-dir", "--smbios-dump",  "--from-dump",
                                "--json",        "--exit-verdict", "--help",      "--version"};
 const Words kSmbiosOptions = {"--from-dump", "--smbios-dump", "--log", "--json", "--help", "--version"};
 const Words kLintOptions = {"--package-dir", "--json", "--format", "--help", "--version"};
+const Words kPlanOptions = {"--repository", "--package-dir", "--inventory",        "--catalog",
+                            "--smbios-dump", "--from-dump",  "--log",              "--collector-timeout",
+                            "--json",        "--exit-verdict", "--help",           "--version"};
+const Words kRepoIndexOptions = {"--output", "-o", "--json", "--help", "--version"};
+const Words kRepoCheckOptions = {"--catalog", "--json", "--format", "--help", "--version"};
 
 // A directory with two subdirectories and two files.
 class CompletionOfPaths : public ::testing::Test
@@ -103,7 +108,7 @@ TEST(VexinspectCompletion, OffersTheSubcommandsFirst)
 {
     EXPECT_EQ(Inspect({"vexinspect", "ex"}), Words({"explain"}));
     EXPECT_EQ(Inspect({"vexinspect", "s"}), Words({"smbios"}));
-    EXPECT_EQ(Inspect({"vexinspect", ""}), Sorted({"explain", "smbios", "lint"}));
+    EXPECT_EQ(Inspect({"vexinspect", ""}), Sorted({"explain", "smbios", "lint", "repo", "plan"}));
     EXPECT_EQ(Inspect({"vexinspect", "-"}), Sorted({"--help", "--version"}));
     EXPECT_EQ(Inspect({"vexinspect", "frob"}), Words());
     // After an unknown subcommand, nothing.
@@ -122,6 +127,19 @@ TEST(VexinspectCompletion, OffersTheOptionsOfEachSubcommand)
     EXPECT_EQ(Inspect({"vexinspect", "lint", "--s"}), Words());
     // Options given before the subcommand's own are skipped over.
     EXPECT_EQ(Inspect({"vexinspect", "--version", "lint", "--j"}), Words({"--json"}));
+}
+
+TEST(VexinspectCompletion, OffersTheRepositoryCommandsAndThePlan)
+{
+    EXPECT_EQ(Inspect({"vexinspect", "repo", ""}), Sorted({"index", "check"}));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", "-"}), Sorted({"--help", "--version"}));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", "index", "-"}), Sorted(kRepoIndexOptions));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", "check", "-"}), Sorted(kRepoCheckOptions));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", "check", "/srv", "--format", ""}), Sorted({"text", "json", "sarif"}));
+    EXPECT_EQ(Inspect({"vexinspect", "plan", ""}), Sorted({"hard", "soft", "both"}));
+    EXPECT_EQ(Inspect({"vexinspect", "plan", "both", ""}), Words());
+    EXPECT_EQ(Inspect({"vexinspect", "plan", "hard", "-"}), Sorted(kPlanOptions));
+    EXPECT_EQ(Inspect({"vexinspect", "plan", "hard", "--repository", "/srv", "--e"}), Words({"--exit-verdict"}));
 }
 
 TEST(VexinspectCompletion, OffersTheTypeOfExplainOnce)
@@ -186,12 +204,17 @@ TEST_F(CompletionOfPaths, UsesTheFileCompletionOfBashCompletionWhenItIsLoaded)
 // subcommand's --help lists.
 TEST(VexinspectCompletion, CoversEveryOptionOfTheHelp)
 {
-    const std::vector<std::pair<std::string, Words>> vSubcommands = {
-        {"explain", kExplainOptions}, {"smbios", kSmbiosOptions}, {"lint", kLintOptions}};
+    const std::vector<std::pair<std::vector<std::string>, Words>> vSubcommands = {
+        {{"explain"}, kExplainOptions},        {{"smbios"}, kSmbiosOptions},
+        {{"lint"}, kLintOptions},              {{"plan"}, kPlanOptions},
+        {{"repo", "index"}, kRepoIndexOptions}, {{"repo", "check"}, kRepoCheckOptions}};
     for (const auto& subcommand : vSubcommands)
     {
-        SCOPED_TRACE(subcommand.first);
-        const CommandResult help = RunCommand({kInspect, subcommand.first, "--help"}, "/");
+        SCOPED_TRACE(subcommand.first.back());
+        std::vector<std::string> vHelp = {kInspect};
+        vHelp.insert(vHelp.end(), subcommand.first.begin(), subcommand.first.end());
+        vHelp.push_back("--help");
+        const CommandResult help = RunCommand(vHelp, "/");
         ASSERT_EQ(help.nExitStatus, 0);
         std::set<std::string> setListed;
         for (const std::string& strLine : Lines(help.strStdout))
@@ -211,7 +234,10 @@ TEST(VexinspectCompletion, CoversEveryOptionOfTheHelp)
             }
         }
         ASSERT_GE(setListed.size(), 3u) << help.strStdout;
-        const Words vOffered = Inspect({"vexinspect", subcommand.first, "--"});
+        std::vector<std::string> vWords = {"vexinspect"};
+        vWords.insert(vWords.end(), subcommand.first.begin(), subcommand.first.end());
+        vWords.push_back("--");
+        const Words vOffered = Inspect(vWords);
         for (const std::string& strName : setListed)
         {
             EXPECT_NE(std::find(vOffered.begin(), vOffered.end(), strName), vOffered.end()) << strName;

@@ -804,11 +804,11 @@ TEST(VexinspectCommandLine, AnUnknownSubcommandIsNamed)
         EXPECT_EQ(result.nExitStatus, 64);
         const std::vector<std::string> vLines = Lines(result.strStderr);
         ASSERT_FALSE(vLines.empty());
-        EXPECT_EQ(vLines[0], "vexinspect: unknown subcommand \"frobnicate\" (expected explain, smbios or lint)");
+        EXPECT_EQ(vLines[0], "vexinspect: unknown subcommand \"frobnicate\" (expected explain, smbios, lint, repo or plan)");
     }
     const std::vector<std::string> vNone = Lines(Inspect({}).strStderr);
     ASSERT_FALSE(vNone.empty());
-    EXPECT_EQ(vNone[0], "vexinspect: a subcommand is required (explain, smbios or lint)");
+    EXPECT_EQ(vNone[0], "vexinspect: a subcommand is required (explain, smbios, lint, repo or plan)");
 }
 
 TEST(VexinspectCommandLine, BothDumpOptionNamesAreAcceptedByExplainAndSmbios)

@@ -2,7 +2,6 @@
 
 #include "DeviceInventoryInfo.h"
 #include "InventoryMatchIndex.h"
-#include "InventoryModule.h"
 #include "Logger.h"
 #include "ParentDeviceIndex.h"
 #include "PlatformLayer.h"
@@ -202,12 +201,10 @@ bool CDependenciesChecker::GetInventoryInfo(CDeviceInfo* pDevice)
     const std::string strComponentPath = m_strPath + "//" + strReleaseID;
     VEXLOG("CDependenciesChecker::GetInventoryInfo  strComponentPath =" + strComponentPath);
     SCollectorRun collectorRun;
-    {
-        CInventoryModule inventoryModule(strComponentPath);
-        inventoryModule.SetTimeLimit(m_collectorTimeLimit);
-        itCached = m_mapInventoryInfo.emplace(strReleaseID, inventoryModule.GetInventoryInfo()).first;
-        collectorRun = inventoryModule.LastRun();
-    }
+    IInventorySource& source = m_pInventorySource != nullptr ? *m_pInventorySource : m_collectorSource;
+    itCached =
+        m_mapInventoryInfo.emplace(strReleaseID, source.Collect(strComponentPath, m_collectorTimeLimit, collectorRun))
+            .first;
     if (m_pListener != nullptr)
     {
         SInventoryLookup lookup;

@@ -1,9 +1,11 @@
 #ifndef VEXDEP_DEPENDENCIESCHECKER_H
 #define VEXDEP_DEPENDENCIESCHECKER_H
 
+#include "CollectorInventorySource.h"
 #include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
+#include "InventorySource.h"
 #include "SMBIOSInventory.h"
 
 #include <map>
@@ -76,6 +78,11 @@ public:
     // collector is waited for until it ends).
     void SetCollectorTimeLimit(const CCollectorTimeLimit& limit) { m_collectorTimeLimit = limit; }
 
+    // Where the inventory of each release directory comes from (null: the
+    // collector of the directory, through the inventory module, as always).
+    // The source must outlive the checker's runs.
+    void SetInventorySource(IInventorySource* pSource) { m_pInventorySource = pSource; }
+
 private:
     // HasDependeny on an indexed inventory.
     bool Decide(CDeviceInfo* pDepDeviceInfo, const std::vector<CDeviceInfo*>& vInvDeviceInfo,
@@ -100,6 +107,8 @@ private:
     IDependencyDecisionListener* m_pListener = nullptr;
     SMBIOSSources m_SMBIOSSources;
     CCollectorTimeLimit m_collectorTimeLimit;
+    CCollectorInventorySource m_collectorSource;
+    IInventorySource* m_pInventorySource = nullptr;
     // Counts version comparisons, so that a listener can tell a met
     // dependency from one that has no installed instance.
     std::size_t m_nVersionComparisons = 0;

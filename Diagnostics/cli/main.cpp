@@ -6,6 +6,11 @@
 //                      [--collector-timeout config|N|none] [--json] [--exit-verdict]
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
 //   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
+//   vexinspect repo index DIR [--output FILE] [--json]
+//   vexinspect repo check DIR [--catalog FILE] [--json | --format text|json|sarif]
+//   vexinspect plan hard|soft|both --repository DIR [--package-dir DIR] [--inventory FILE]
+//                   [--catalog FILE] [--smbios-dump FILE] [--log FILE]
+//                   [--collector-timeout config|N|none] [--json] [--exit-verdict]
 //
 // --smbios-dump and --from-dump name the same option on explain and smbios.
 //
@@ -15,6 +20,9 @@
 
 #include "ExplainCommand.h"
 #include "LintCommand.h"
+#include "PlanCommand.h"
+#include "RepoCheckCommand.h"
+#include "RepoIndexCommand.h"
 #include "SmbiosCommand.h"
 #include "Version.h"
 #include "XmlSupport.h"
@@ -32,7 +40,7 @@ const int kExitUsage = 64;
 
 const std::string kVersionText = std::string("vexinspect ") + VEXDEP_VERSION;
 
-const char* const kSubcommandList = "explain, smbios or lint";
+const char* const kSubcommandList = "explain, smbios, lint, repo or plan";
 
 // The help footers: exit statuses and one example.
 const char* const kToolFooter = "Exit status:\n"
@@ -66,6 +74,38 @@ const char* const kLintFooter = "Exit status:\n"
                                 "\n"
                                 "Example:\n"
                                 "  vexinspect lint --package-dir pkg";
+const char* const kRepoFooter = "Exit status: that of the repository subcommand (index or check)\n"
+                                "\n"
+                                "Example:\n"
+                                "  vexinspect repo check /srv/repository --format sarif";
+const char* const kRepoIndexFooter = "Exit status:\n"
+                                     "  0   the catalog was written\n"
+                                     "  64  usage error\n"
+                                     "  66  the repository cannot be read\n"
+                                     "  73  the catalog cannot be written\n"
+                                     "\n"
+                                     "Example:\n"
+                                     "  vexinspect repo index /srv/repository";
+const char* const kRepoCheckFooter = "Exit status:\n"
+                                     "  0   no finding\n"
+                                     "  1   warnings only\n"
+                                     "  2   at least one error\n"
+                                     "  64  usage error\n"
+                                     "  66  the repository cannot be read\n"
+                                     "\n"
+                                     "Example:\n"
+                                     "  vexinspect repo check /srv/repository --format sarif";
+const char* const kPlanFooter = "Exit status:\n"
+                                "  0   the plan was printed\n"
+                                "  64  usage error\n"
+                                "  66  the repository, the package directory, the inventory, the dump or the log "
+                                "file cannot be used\n"
+                                "  73  the scratch directory cannot be made\n"
+                                "  with --exit-verdict: 0 nothing needed, 1 complete with steps, 2 blocked, 3 "
+                                "unverifiable\n"
+                                "\n"
+                                "Example:\n"
+                                "  vexinspect plan hard --repository /srv/repository --package-dir /srv/updates/pkg";
 
 // Prints a command line that cannot be parsed on err, every line prefixed
 // with "vexinspect:", and returns the usage exit status. A first word that
@@ -98,7 +138,14 @@ int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc
     {
         err << "vexinspect: " << strLine << "\n";
     }
-    err << "vexinspect: run \"vexinspect " << vParsed.front()->get_name() << " --help\" for the usage\n";
+    std::string strCommand = vParsed.front()->get_name();
+    const std::vector<const CLI::App*> vNested =
+        vParsed.front()->get_subcommands([](const CLI::App* pSubcommand) { return pSubcommand->parsed(); });
+    if (!vNested.empty())
+    {
+        strCommand += " " + vNested.front()->get_name();
+    }
+    err << "vexinspect: run \"vexinspect " << strCommand << " --help\" for the usage\n";
     return kExitUsage;
 }
 // vexinspect presents what went wrong with a document in its own words:
@@ -118,8 +165,8 @@ int main(int argc, char* argv[])
 {
     CQuietParserMessages quietParserMessages;
     xmlsupport::SetParserMessageSink(&quietParserMessages);
-    CLI::App app{"Explains what vexdepcheck decides for an update package, shows the machine's SMBIOS identity "
-                 "and lints packages.",
+    CLI::App app{"Explains what vexdepcheck decides for an update package, shows the machine's SMBIOS identity, "
+                 "lints packages, checks repositories of packages and plans updates from them.",
                  "vexinspect"};
     app.set_version_flag("--version", kVersionText, "Print the version and exit");
     app.require_subcommand(1, 1);
@@ -175,6 +222,64 @@ int main(int argc, char* argv[])
         ->check(CLI::IsMember({"text", "json", "sarif"}))
         ->excludes(pLintJson);
 
+    CLI::App* pRepo = app.add_subcommand("repo", "Index a repository of update packages, or check its consistency");
+    pRepo->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pRepo->require_subcommand(1, 1);
+    pRepo->footer(kRepoFooter);
+
+    SRepoIndexOptions repoIndexOptions;
+    CLI::App* pRepoIndex = pRepo->add_subcommand(
+        "index", "Write the repository's catalog: every package's identity, version, dependencies and digest");
+    pRepoIndex->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pRepoIndex->footer(kRepoIndexFooter);
+    pRepoIndex->add_option("repository", repoIndexOptions.strRepository, "The repository's directory")->required();
+    pRepoIndex->add_option("--output,-o", repoIndexOptions.strOutput,
+                           "Write the catalog to this file (default: catalog.json in the repository; - for standard "
+                           "output)");
+    pRepoIndex->add_flag("--json", repoIndexOptions.bJson, "Print the summary as JSON");
+
+    SRepoCheckOptions repoCheckOptions;
+    CLI::App* pRepoCheck = pRepo->add_subcommand(
+        "check", "Report dependency paths that find no package, cycles, missing intermediate versions and duplicates");
+    pRepoCheck->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pRepoCheck->footer(kRepoCheckFooter);
+    pRepoCheck->add_option("repository", repoCheckOptions.strRepository, "The repository's directory")->required();
+    pRepoCheck->add_option("--catalog", repoCheckOptions.strCatalog,
+                           "Compare this catalog with the tree (default: catalog.json in the repository, if there)");
+    CLI::Option* pRepoCheckJson = pRepoCheck->add_flag("--json", repoCheckOptions.bJson, "Print JSON instead of text");
+    pRepoCheck
+        ->add_option("--format", repoCheckOptions.strFormat,
+                     "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
+        ->check(CLI::IsMember({"text", "json", "sarif"}))
+        ->excludes(pRepoCheckJson);
+
+    SPlanOptions planOptions;
+    CLI::App* pPlan = app.add_subcommand(
+        "plan", "Compute which packages of a repository to install, in which order, before this package");
+    pPlan->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pPlan->footer(kPlanFooter);
+    pPlan->add_option("type", planOptions.strType, "hard, soft or both")
+        ->required()
+        ->check(CLI::IsMember({"hard", "soft", "both"}));
+    pPlan->add_option("--repository", planOptions.strRepository, "The repository of update packages")->required();
+    pPlan->add_option("--package-dir", planOptions.strPackageDir,
+                      "The package to install (default: the current directory)");
+    pPlan->add_option("--inventory", planOptions.strInventory,
+                      "The machine's inventory (default: inv.xml in the package directory)");
+    pPlan->add_option("--catalog", planOptions.strCatalog,
+                      "The repository's catalog (default: catalog.json in the repository, if there)");
+    pPlan->add_option("--smbios-dump,--from-dump", planOptions.strSmbiosDump,
+                      "Evaluate the platform checks against this binary SMBIOS dump instead of the machine's tables");
+    pPlan->add_option("--log", planOptions.strLogFile, "Write the checker's debug log to this file (default: nowhere)");
+    pPlan
+        ->add_option("--collector-timeout", planOptions.strCollectorTimeout,
+                     "Run collectors with this time limit: config, a number of seconds, or none; default: the value "
+                     "of VEXDEP_COLLECTOR_TIMEOUT, as vexdepcheck takes it")
+        ->type_name("config|N|none");
+    pPlan->add_flag("--json", planOptions.bJson, "Print JSON instead of text");
+    pPlan->add_flag("--exit-verdict", planOptions.bExitVerdict,
+                    "Exit with the verdict: 0 nothing needed, 1 complete with steps, 2 blocked, 3 unverifiable");
+
     try
     {
         app.parse(argc, argv);
@@ -197,6 +302,19 @@ int main(int argc, char* argv[])
     if (pSmbios->parsed())
     {
         return CSmbiosCommand(smbiosOptions).Run(std::cout, std::cerr);
+    }
+    if (pRepoIndex->parsed())
+    {
+        return CRepoIndexCommand(repoIndexOptions).Run(std::cout, std::cerr);
+    }
+    if (pRepoCheck->parsed())
+    {
+        return CRepoCheckCommand(repoCheckOptions).Run(std::cout, std::cerr);
+    }
+    if (pPlan->parsed())
+    {
+        planOptions.bCollectorTimeoutGiven = pPlan->count("--collector-timeout") > 0;
+        return CPlanCommand(planOptions).Run(std::cout, std::cerr);
     }
     return CLintCommand(lintOptions).Run(std::cout, std::cerr);
 }

@@ -25,7 +25,8 @@ nlohmann::ordered_json Text(const std::string& strText)
     return json;
 }
 
-nlohmann::ordered_json RuleOf(const SLintRule& rule)
+nlohmann::ordered_json RuleOf(const SLintRule& rule, const std::string& strErrorMeaning,
+                              const std::string& strWarningMeaning)
 {
     const bool bError = rule.eSeverity == SLintFinding::ESeverity::Error;
     nlohmann::ordered_json json;
@@ -33,9 +34,7 @@ nlohmann::ordered_json RuleOf(const SLintRule& rule)
     json["name"] = CSarifLog::RuleName(rule.pszCode);
     json["shortDescription"] = Text(rule.pszSummary);
     json["fullDescription"] =
-        Text(std::string(rule.pszSummary) + ". " +
-             (bError ? "An error: a dependency can never be verified, or never applies as written."
-                     : "A warning: the checker runs, but not as the package reads."));
+        Text(std::string(rule.pszSummary) + ". " + (bError ? strErrorMeaning : strWarningMeaning));
     json["help"] = Text(rule.pszHelp);
     json["defaultConfiguration"]["level"] = LevelOf(rule.eSeverity);
     return json;
@@ -105,15 +104,24 @@ std::string CSarifLog::DirectoryUri(const std::string& strDirectory)
 nlohmann::ordered_json CSarifLog::ForLint(const std::string& strPackageDirectory,
                                           const std::vector<SLintFinding>& vFindings)
 {
-    const std::vector<SLintRule>& vRules = CPackageLinter::Rules();
+    return ForFindings(strPackageDirectory, kPackageRootId, CPackageLinter::Rules(), vFindings,
+                       "An error: a dependency can never be verified, or never applies as written.",
+                       "A warning: the checker runs, but not as the package reads.");
+}
 
+nlohmann::ordered_json CSarifLog::ForFindings(const std::string& strRootDirectory, const std::string& strRootId,
+                                              const std::vector<SLintRule>& vRules,
+                                              const std::vector<SLintFinding>& vFindings,
+                                              const std::string& strErrorMeaning,
+                                              const std::string& strWarningMeaning)
+{
     nlohmann::ordered_json driver;
     driver["name"] = "vexinspect";
     driver["version"] = VEXDEP_VERSION;
     driver["rules"] = nlohmann::ordered_json::array();
     for (const SLintRule& rule : vRules)
     {
-        driver["rules"].push_back(RuleOf(rule));
+        driver["rules"].push_back(RuleOf(rule, strErrorMeaning, strWarningMeaning));
     }
 
     nlohmann::ordered_json results = nlohmann::ordered_json::array();
@@ -132,7 +140,7 @@ nlohmann::ordered_json CSarifLog::ForLint(const std::string& strPackageDirectory
         result["message"] = Text(finding.strMessage);
         nlohmann::ordered_json physical;
         physical["artifactLocation"]["uri"] = EncodePath(finding.strFile);
-        physical["artifactLocation"]["uriBaseId"] = kPackageRootId;
+        physical["artifactLocation"]["uriBaseId"] = strRootId;
         if (finding.nLine > 0)
         {
             physical["region"]["startLine"] = finding.nLine;
@@ -153,7 +161,7 @@ nlohmann::ordered_json CSarifLog::ForLint(const std::string& strPackageDirectory
 
     nlohmann::ordered_json run;
     run["tool"]["driver"] = driver;
-    run["originalUriBaseIds"][kPackageRootId]["uri"] = DirectoryUri(strPackageDirectory);
+    run["originalUriBaseIds"][strRootId]["uri"] = DirectoryUri(strRootDirectory);
     run["results"] = results;
 
     nlohmann::ordered_json log;

@@ -20,6 +20,14 @@ public:
 
     static nlohmann::ordered_json ForLint(const std::string& strPackageDirectory,
                                           const std::vector<SLintFinding>& vFindings);
+    // The findings of any of vexinspect's checks: its rules, what an error
+    // and a warning mean for it, and the files relative to strRootDirectory
+    // (uriBaseId strRootId).
+    static nlohmann::ordered_json ForFindings(const std::string& strRootDirectory, const std::string& strRootId,
+                                              const std::vector<SLintRule>& vRules,
+                                              const std::vector<SLintFinding>& vFindings,
+                                              const std::string& strErrorMeaning,
+                                              const std::string& strWarningMeaning);
 
     // The directory as an absolute file URI ending in "/" (a relative one is
     // taken from the current directory).

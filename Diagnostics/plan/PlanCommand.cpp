@@ -1,0 +1,135 @@
+#include "PlanCommand.h"
+
+#include "CollectorTimeLimit.h"
+#include "DiagnosticLog.h"
+#include "ExplainJudge.h"
+#include "PlanReport.h"
+#include "Planner.h"
+#include "PlatformLayer.h"
+#include "RepositoryFileSystem.h"
+#include "RepositoryLimits.h"
+#include "RepositoryLoader.h"
+#include "ScratchArea.h"
+#include "SmbiosDump.h"
+
+#include <ostream>
+
+CPlanCommand::CPlanCommand(const SPlanOptions& options) : m_options(options) {}
+
+int CPlanCommand::Run(std::ostream& out, std::ostream& err)
+{
+    SPlanRequest request;
+    request.bHard = m_options.strType == "hard" || m_options.strType == "both";
+    request.bSoft = m_options.strType == "soft" || m_options.strType == "both";
+    if (!request.bHard && !request.bSoft)
+    {
+        err << "vexinspect plan: the type must be hard, soft or both, not \"" << m_options.strType << "\"\n";
+        return nExitUsage;
+    }
+    if (m_options.bCollectorTimeoutGiven && !CCollectorTimeLimit::Parse(m_options.strCollectorTimeout, request.timeLimit))
+    {
+        err << "vexinspect plan: the collector timeout must be config, none or a positive number of seconds, not \""
+            << m_options.strCollectorTimeout << "\"\n";
+        return nExitUsage;
+    }
+    std::string strError;
+    const std::string strPackageDir = m_options.strPackageDir.empty() ? "." : m_options.strPackageDir;
+    if (!CPlatformLayer::IsDirectory(strPackageDir))
+    {
+        err << "vexinspect plan: the package directory " << strPackageDir << " is not a directory\n";
+        return nExitUnusableInput;
+    }
+    if (!CPlatformLayer::IsDirectory(m_options.strRepository))
+    {
+        err << "vexinspect plan: the repository " << m_options.strRepository << " is not a directory\n";
+        return nExitUnusableInput;
+    }
+    request.strPackageDirectory = strPackageDir;
+    std::string strInventorySource;
+    if (!m_options.strInventory.empty())
+    {
+        if (!CRepositoryFileSystem::ReadRegularFile(m_options.strInventory, repositorylimits::nMaxPackageXmlBytes,
+                                                    request.strInventoryText, strError))
+        {
+            err << "vexinspect plan: cannot read the inventory " << m_options.strInventory << ": " << strError
+                << "\n";
+            return nExitUnusableInput;
+        }
+        strInventorySource = m_options.strInventory;
+    }
+    else
+    {
+        // As vexdepcheck reads it: a missing or unreadable inv.xml is an
+        // empty inventory text.
+        CPlatformLayer::ReadRegularFile(strPackageDir + "/inv.xml", request.strInventoryText);
+        strInventorySource = strPackageDir + "/inv.xml";
+    }
+    // Before anything reads a package: the readers cannot switch the log on.
+    if (!CDiagnosticLog::Open(m_options.strLogFile, strError))
+    {
+        err << "vexinspect plan: cannot open the log file "
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": " << strError
+            << "\n";
+        return nExitUnusableInput;
+    }
+    CSmbiosDump dump;
+    if (!m_options.strSmbiosDump.empty())
+    {
+        if (!dump.Load(m_options.strSmbiosDump))
+        {
+            err << "vexinspect plan: " << dump.GetError() << "\n";
+            return nExitUnusableInput;
+        }
+        request.bSMBIOSSources = true;
+        request.smbiosSources = dump.GetSources();
+    }
+    if (!m_options.bCollectorTimeoutGiven)
+    {
+        bool bRejected = false;
+        std::string strRejected;
+        request.timeLimit = CCollectorTimeLimit::FromEnvironment(bRejected, strRejected);
+    }
+
+    CScratchArea scratch;
+    std::string strWork;
+    if (!scratch.Create(strError) || !scratch.NewDirectory("repository", strWork, strError))
+    {
+        err << "vexinspect plan: cannot make a scratch directory: " << strError << "\n";
+        return nExitCannotCreate;
+    }
+    CRepositoryLoader loader(m_options.strRepository, strWork);
+    SRepositoryLoad load;
+    if (!loader.Load(CRepositoryScanner::EMode::Trust, m_options.strCatalog, false, load, strError))
+    {
+        err << "vexinspect plan: cannot read the repository " << m_options.strRepository << ": " << strError << "\n";
+        return nExitUnusableInput;
+    }
+    request.bVerifyAgainstCatalog = load.bCatalogUsed;
+
+    const CRepositoryIndex index(load.content.vPackages);
+    CExplainJudge judge;
+    CPlanner planner(index, loader.Source(), scratch, judge);
+    SPlan plan = planner.Plan(request);
+    plan.strRepository = m_options.strRepository;
+    plan.strInventorySource = strInventorySource + ", " + std::to_string(request.strInventoryText.size()) + " bytes";
+    plan.bCatalogUsed = load.bCatalogUsed;
+    plan.vRefused.insert(plan.vRefused.begin(), load.content.vRefused.begin(), load.content.vRefused.end());
+    plan.vSkipped = load.content.vSkipped;
+    if (!load.strCatalogProblem.empty())
+    {
+        plan.vWarnings.push_back(SPlanWarning{"catalog-unusable", "",
+                                              "the catalog cannot be used (" + load.strCatalogProblem +
+                                                  "): every package was read from the tree"});
+    }
+
+    if (m_options.bJson)
+    {
+        out << CPlanReport::ToJson(plan).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+            << "\n";
+    }
+    else
+    {
+        out << CPlanReport::ToText(plan);
+    }
+    return m_options.bExitVerdict ? SPlan::ExitStatus(plan.eVerdict) : nExitPrinted;
+}
