@@ -995,7 +995,7 @@ TEST(Differential, RandomPackagesAgreeWithTheReference)
 {
     LogToTheVoid();
     std::mt19937 random(20261121);
-    const int nCases = 1000;
+    const int nCases = vextest::CasesForThisBuild(1000);
     int nReported = 0;
     int nDuplicates = 0;
     int nFailed = 0;

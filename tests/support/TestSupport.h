@@ -11,6 +11,19 @@
 
 namespace vextest
 {
+// The number of random cases a differential test draws in this build: all
+// of them in the ordinary build, a quarter (at least one) in the sanitizer
+// build, whose phase is there to find memory errors on every path the cases
+// reach, not to draw as many as the ordinary phase already draws.
+inline int CasesForThisBuild(int nOrdinary)
+{
+#ifdef VEXDEP_SANITIZED_BUILD
+    return nOrdinary / 4 > 0 ? nOrdinary / 4 : 1;
+#else
+    return nOrdinary;
+#endif
+}
+
 // Records that a reader handed out, owned by the test.
 using Records = std::vector<std::unique_ptr<CDeviceInfo>>;
 Records Own(const std::vector<CDeviceInfo*>& vRecords);
