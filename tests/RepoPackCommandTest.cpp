@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sstream>
 
 using namespace vextest;
 
@@ -14,12 +13,7 @@ namespace
 {
 int RunPack(const SRepoPackOptions& options, std::string& strOut, std::string& strErr)
 {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int nStatus = CRepoPackCommand(options).Run(out, err);
-    strOut = out.str();
-    strErr = err.str();
-    return nStatus;
+    return RunInProcess<CRepoPackCommand>(options, strOut, strErr);
 }
 
 void AddPackages(const std::string& strRepository)

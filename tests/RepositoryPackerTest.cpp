@@ -1,10 +1,8 @@
 #include "RepositoryPacker.h"
 
-#include "ArchiveStream.h"
-#include "RawInput.h"
 #include "RepositoryBuilder.h"
 #include "RepositoryLoader.h"
-#include "TarReader.h"
+#include "TarReading.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -34,16 +32,10 @@ void WriteRepository(const std::string& strRepository)
 
 std::vector<std::string> MemberNames(const std::string& strArchive, std::string& strError)
 {
+    const TarRead read = ReadTarArchive(strArchive);
+    strError = read.strError;
     std::vector<std::string> vNames;
-    CMemoryInput input(strArchive);
-    CArchiveStream stream;
-    if (!stream.Open(input, strError))
-    {
-        return vNames;
-    }
-    CTarReader reader(stream);
-    STarMember member;
-    while (reader.Next(member, strError))
+    for (const STarMember& member : read.vMembers)
     {
         vNames.push_back(member.strName + (member.eKind == STarMember::EKind::Directory ? "/" : ""));
     }
@@ -98,8 +90,8 @@ TEST(RepositoryPacker, TheUnpackedArchiveIsARepositoryThatItsCatalogDescribes)
     TempDir unpacked;
     WriteFile(unpacked.File("packed.tar.gz"), strArchive);
     MakeDirectory(unpacked.File("tree"));
-    const CommandResult tar =
-        RunCommand({"/bin/tar", "-C", unpacked.File("tree"), "-p", "-xzf", unpacked.File("packed.tar.gz")}, unpacked.Path());
+    const CommandResult tar = RunCommand(
+        {"/bin/tar", "-C", unpacked.File("tree"), "-p", "-xzf", unpacked.File("packed.tar.gz")}, unpacked.Path());
     ASSERT_EQ(tar.nExitStatus, 0) << tar.strStderr;
 
     TempDir work;

@@ -1,45 +1,11 @@
 #include "TarWriter.h"
 
-#include "ArchiveStream.h"
 #include "GzipCompression.h"
-#include "RawInput.h"
-#include "TarReader.h"
+#include "TarReading.h"
 
 #include <gtest/gtest.h>
 
-namespace
-{
-struct Read
-{
-    std::vector<STarMember> vMembers;
-    std::vector<std::string> vData;
-    std::string strError;
-};
-
-Read ReadArchive(const std::string& strBytes)
-{
-    Read result;
-    CMemoryInput input(strBytes);
-    CArchiveStream stream;
-    if (!stream.Open(input, result.strError))
-    {
-        return result;
-    }
-    CTarReader reader(stream);
-    STarMember member;
-    while (reader.Next(member, result.strError))
-    {
-        result.vMembers.push_back(member);
-        std::string strData;
-        if (!reader.ReadData(strData, 1 << 20, result.strError))
-        {
-            break;
-        }
-        result.vData.push_back(strData);
-    }
-    return result;
-}
-} // namespace
+using namespace vextest;
 
 TEST(TarWriter, WritesDirectoriesAndFilesThatTheTarReaderReadsBack)
 {
@@ -52,7 +18,7 @@ TEST(TarWriter, WritesDirectoriesAndFilesThatTheTarReaderReadsBack)
     EXPECT_EQ(strArchive.size() % 512, 0u);
     EXPECT_EQ(writer.MemberCount(), 0u);
 
-    const Read result = ReadArchive(strArchive);
+    const TarRead result = ReadTarArchive(strArchive);
     EXPECT_EQ(result.strError, "");
     ASSERT_EQ(result.vMembers.size(), 3u);
     EXPECT_EQ(result.vMembers[0].strName, "REL");
@@ -69,7 +35,7 @@ TEST(TarWriter, GivesALongNameAnExtendedHeader)
     const std::string strName = std::string(60, 'a') + "/" + std::string(60, 'b') + "/" + std::string(70, 'c');
     CTarWriter writer;
     writer.AddFile(strName, "data", 0644, 0);
-    const Read result = ReadArchive(writer.Finish());
+    const TarRead result = ReadTarArchive(writer.Finish());
     EXPECT_EQ(result.strError, "");
     ASSERT_EQ(result.vMembers.size(), 1u);
     EXPECT_EQ(result.vMembers[0].strName, strName);
@@ -95,7 +61,7 @@ TEST(TarWriter, TheSameInputGivesTheSameBytesCompressedOrNot)
     EXPECT_EQ(static_cast<unsigned char>(strGzip[0]), 0x1f);
     EXPECT_EQ(static_cast<unsigned char>(strGzip[1]), 0x8b);
     // Decompressed by the archive reader, it is the tar again.
-    const Read result = ReadArchive(strGzip);
+    const TarRead result = ReadTarArchive(strGzip);
     EXPECT_EQ(result.strError, "");
     ASSERT_EQ(result.vMembers.size(), 1u);
     EXPECT_EQ(result.vData[0], "<x/>");

@@ -92,8 +92,8 @@ int CRepoPackCommand::Run(std::ostream& out, std::ostream& err)
         out << "skipped: " << skipped.strPath << ": " << skipped.strReason << "\n";
     }
     out << m_options.strOutput << ": " << pack.nPackages << " packages (" << Size(pack.nRepositoryBytes)
-        << " in the repository), " << Size(pack.nMetadataBytes) << " of metadata in " << pack.nMembers
-        << " members, " << Size(pack.nArchiveBytes) << " packed; " << pack.vRefused.size() << " refused, "
-        << pack.vSkipped.size() << " skipped\n";
+        << " in the repository), " << Size(pack.nMetadataBytes) << " of metadata in " << pack.nMembers << " members, "
+        << Size(pack.nArchiveBytes) << " packed; " << pack.vRefused.size() << " refused, " << pack.vSkipped.size()
+        << " skipped\n";
     return nExitWritten;
 }

@@ -143,8 +143,7 @@ CRepositoryPacker::EOutcome CRepositoryPacker::Pack(std::string& strArchive, SRe
     std::string strReaderCopy;
     if (!scratch.NewDirectory("reader", strReaderCopy, strError) ||
         !CopyPackages(load.content.vPackages, loader.Source(), strTree, pack, strError) ||
-        !Normalise(strTree, pack.nModifiedSeconds, strError) ||
-        !WriteCatalog(strTree, strReaderCopy, pack, strError))
+        !Normalise(strTree, pack.nModifiedSeconds, strError) || !WriteCatalog(strTree, strReaderCopy, pack, strError))
     {
         return EOutcome::CannotWrite;
     }

@@ -12,14 +12,14 @@
 // What packing a repository did.
 struct SRepositoryPack
 {
-    std::size_t nPackages = 0;              // packages in the archive
-    std::vector<SRefusedPackage> vRefused;  // packages left out, and why
-    std::vector<SRefusedPackage> vSkipped;  // links and special files of the tree, not followed or read
-    uint64_t nRepositoryBytes = 0;          // the packed packages' bytes in the repository
-    uint64_t nMetadataBytes = 0;            // the bytes of the files in the archive
-    uint64_t nArchiveBytes = 0;             // the archive's size
-    std::size_t nMembers = 0;               // its members (files and directories)
-    int64_t nModifiedSeconds = 0;           // the modification time every member carries
+    std::size_t nPackages = 0;             // packages in the archive
+    std::vector<SRefusedPackage> vRefused; // packages left out, and why
+    std::vector<SRefusedPackage> vSkipped; // links and special files of the tree, not followed or read
+    uint64_t nRepositoryBytes = 0;         // the packed packages' bytes in the repository
+    uint64_t nMetadataBytes = 0;           // the bytes of the files in the archive
+    uint64_t nArchiveBytes = 0;            // the archive's size
+    std::size_t nMembers = 0;              // its members (files and directories)
+    int64_t nModifiedSeconds = 0;          // the modification time every member carries
 };
 
 // Packs what a plan needs of a repository into one gzip tar archive: each
