@@ -42,6 +42,7 @@ sys.path.insert(0, HERE)
 import browser  # noqa: E402
 import fleethosts  # noqa: E402
 import test_preflight_multihost as multihost  # noqa: E402
+from test_preflight_multihost import hosts_of, load, report_of  # noqa: E402
 from fleetrepository import (AGENT_11, BP_315, BP_320, SEP_23, installed, prepare_package,  # noqa: E402
                              prepare_repository)
 
@@ -74,13 +75,7 @@ Runs = collections.namedtuple('Runs', 'fleet vexinspect repository package first
 
 @pytest.fixture(scope='module')
 def runs(tmp_path_factory):
-    vexinspect = os.environ.get('VEXDEP_INSPECT')
-    tables_tool = os.environ.get('VEXDEP_FLEET_TABLES')
-    if not vexinspect or not os.access(vexinspect, os.X_OK):
-        pytest.skip('VEXDEP_INSPECT does not name the vexinspect executable')
-    if not tables_tool or not os.access(tables_tool, os.X_OK):
-        pytest.skip('VEXDEP_FLEET_TABLES does not name the vexfleettables tool')
-    why = fleethosts.missing_tools()
+    vexinspect, tables_tool, why = fleethosts.fleet_executables()
     if why:
         pytest.skip(why)
     work = tmp_path_factory.mktemp('planning')
@@ -114,21 +109,6 @@ def runs(tmp_path_factory):
     finally:
         fleet.stop()
         assert not os.path.exists(fleet.root)
-
-
-def load(report_dir, name):
-    with open(os.path.join(report_dir, name), encoding='utf-8') as handle:
-        return handle.read()
-
-
-def report_of(run):
-    result, report_dir = run
-    assert result.returncode == 0, result.stdout
-    return json.loads(load(report_dir, 'fleet-report.json'))
-
-
-def hosts_of(run):
-    return dict((host['host'], host) for host in report_of(run)['hosts'])
 
 
 def direct_plan(runs, name):

@@ -18,17 +18,17 @@ import time
 from ansible.plugins.action import ActionBase
 from ansible_collections.vexdep.fleet.plugins.plugin_utils.remote_files import run_with_files
 
-MODULE = 'vexdep.fleet.vexdep_check'
-
 
 class ActionModule(ActionBase):
 
     TRANSFERS_FILES = True
+    MODULE = 'vexdep.fleet.vexdep_check'
+    # (controller argument, module argument, remote file name) of each file to copy.
+    COPIES = (('src', 'package_archive', 'package.tar.gz'),)
 
     def run(self, tmp=None, task_vars=None):
         started = time.time()
         result = super(ActionModule, self).run(tmp, task_vars)
         del tmp
-        result.update(run_with_files(self, MODULE, task_vars, [('src', 'package_archive', 'package.tar.gz')],
-                                     started))
+        result.update(run_with_files(self, self.MODULE, task_vars, self.COPIES, started))
         return result

@@ -10,24 +10,11 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
-import time
-
-from ansible.plugins.action import ActionBase
-from ansible_collections.vexdep.fleet.plugins.plugin_utils.remote_files import run_with_files
-
-MODULE = 'vexdep.fleet.vexdep_plan'
+from ansible_collections.vexdep.fleet.plugins.action.vexdep_check import ActionModule as CheckAction
 
 
-class ActionModule(ActionBase):
+class ActionModule(CheckAction):
 
-    TRANSFERS_FILES = True
-
-    def run(self, tmp=None, task_vars=None):
-        started = time.time()
-        result = super(ActionModule, self).run(tmp, task_vars)
-        del tmp
-        result.update(run_with_files(self, MODULE, task_vars,
-                                     [('src', 'package_archive', 'package.tar.gz'),
-                                      ('repository_src', 'repository_archive', 'repository.tar.gz')],
-                                     started))
-        return result
+    MODULE = 'vexdep.fleet.vexdep_plan'
+    COPIES = (('src', 'package_archive', 'package.tar.gz'),
+              ('repository_src', 'repository_archive', 'repository.tar.gz'))

@@ -9,6 +9,7 @@ import os
 import shutil
 import stat
 import subprocess
+import sys
 import tarfile
 
 import pytest
@@ -16,6 +17,9 @@ import pytest
 from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import CheckError
 from ansible_collections.vexdep.fleet.plugins.modules import vexdep_plan
+
+sys.path.insert(0, os.path.dirname(__file__))
+from test_vexdep_check import FakeModule as CheckModule  # noqa: E402
 
 SOURCE_ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), *(['..'] * 8)))
 
@@ -26,30 +30,20 @@ PLAN = {
 }
 
 
-class FakeModule(object):
-    """Stands in for AnsibleModule and the runner: a canned plan output, and what was run."""
+class FakeModule(CheckModule):
+    """The check's stand-in for AnsibleModule and the runner, with a canned plan output; it keeps each
+    replacement map too, and shows each command to inspect before answering."""
 
     def __init__(self, output=(0, PLAN, ''), on_path='/usr/sbin/vexinspect', inspect=None):
-        self.output = output
-        self.on_path = on_path
-        self.commands = []
-        self.deadlines = []
+        CheckModule.__init__(self, dict((plan_type, output) for plan_type in ('hard', 'soft', 'both')), on_path)
         self.replaces = []
         self.inspect = inspect
 
-    def get_bin_path(self, name, required=False):
-        assert name == 'vexinspect'
-        return self.on_path
-
     def run(self, argv, deadline=None, replace=None):
-        assert isinstance(argv, list), 'vexinspect must run from an argument list'
-        self.commands.append(argv)
-        self.deadlines.append(deadline)
         self.replaces.append(replace)
         if self.inspect:
             self.inspect(argv)
-        rc, out, err = self.output
-        return rc, out if isinstance(out, str) else json.dumps(out), err, []
+        return CheckModule.run(self, argv, deadline, replace)
 
 
 def run_plan(module, **params):
