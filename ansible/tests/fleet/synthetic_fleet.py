@@ -337,15 +337,16 @@ def host_names(count):
     return names
 
 
-def entry(rng, name, profile, plans=False):
+def entry(rng, name, profile, plans=None):
+    """One host's saved entry; plans: the random source of its plan (None: the run planned nothing)."""
     made = unreachable(rng, name) if profile == 'unreachable' else MAKERS[profile](rng)
     host = {'host': name, 'connection': None, 'failure': made.get('failure'), 'check': made.get('check')}
-    if plans:
+    if plans is not None:
         # As the role registers it: a skipped result where no plan was made.
         host.update(plan={'changed': False, 'skipped': True, 'skip_reason': 'Conditional result was False'},
                     plan_failure=None)
         if profile in ('blocked', 'recommended', 'unverifiable'):
-            host.update(plan_result(rng, host))
+            host.update(plan_result(plans, host))
     return host
 
 
@@ -366,7 +367,9 @@ def generate(count, seed=26, started='2026-05-04T09:30:00Z', finished='2026-05-0
         names = [names[index] for index in kept] + gone
         profiles = [profiles[index] for index in kept] + ['ready'] * len(gone)
         started, finished = '2026-04-27T09:30:00Z', '2026-04-27T10:09:03Z'
-    hosts = [entry(rng, name, profile, plans) for name, profile in zip(names, profiles)]
+    # The plans draw from a source of their own: the fleet is the same with and without them.
+    plan_rng = random.Random(seed + 2) if plans else None
+    hosts = [entry(rng, name, profile, plan_rng) for name, profile in zip(names, profiles)]
     document = {'title': '', 'package': PACKAGE, 'type': 'both', 'host_timeout_seconds': 600,
                 'run': {'started': started, 'finished': finished}, 'hosts': hosts}
     if plans:
