@@ -14,6 +14,9 @@ playbook, one after the other:
   the expander firmware its backplane step needs (its plan changes from
   blocked to complete).
 
+A third run goes with the first: --check --limit bravo,kilo with the archive
+(check mode plans too; each limited host takes five SSH commands more).
+
 Each planned host's plan in the results is compared with vexinspect plan run
 directly on that host (over SSH, in its namespace, with its tables and state).
 The waves follow from the plans: wave 1 the intermediate backplane firmware,
@@ -26,6 +29,7 @@ keeps the screenshot of the page's plan section (docs/fleet-plan.png).
 from __future__ import absolute_import, division, print_function
 
 import collections
+import concurrent.futures
 import csv
 import json
 import os
@@ -70,7 +74,7 @@ HOSTS = [
 ]
 WAVES = [(1, [BP_315], []), (2, [BP_320], ['kilo']), (3, [SEP_23], []), (4, [AGENT_11], ['bravo'])]
 
-Runs = collections.namedtuple('Runs', 'fleet vexinspect repository package first second')
+Runs = collections.namedtuple('Runs', 'fleet vexinspect repository package first second limited')
 
 
 @pytest.fixture(scope='module')
@@ -88,16 +92,21 @@ def runs(tmp_path_factory):
     try:
         fleet.start()
         fleet.inventory_path = fleet.inventory(group_vars={'preflight_remote_tmp_parent': fleet.host_tmp})
-        first_dir, second_dir = str(work / 'first'), str(work / 'second')
-        first = multihost.run_preflight(fleet, vexinspect, first_dir, preflight_package=package,
-                                        preflight_repository=repository, preflight_controller_vexinspect=vexinspect,
-                                        preflight_report_title='Fleet plan of the test fleet')
+        first_dir, second_dir, limited_dir = str(work / 'first'), str(work / 'second'), str(work / 'limited')
+        archive = str(work / 'repository-metadata.tar.gz')
+        subprocess.run([vexinspect, 'repo', 'pack', repository, '-o', archive], check=True, stdout=subprocess.PIPE)
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            first = pool.submit(multihost.run_preflight, fleet, vexinspect, first_dir, preflight_package=package,
+                                preflight_repository=repository, preflight_controller_vexinspect=vexinspect,
+                                preflight_report_title='Fleet plan of the test fleet')
+            # Check mode and --limit plan too; verbose, its output shows every SSH command.
+            limited = pool.submit(multihost.run_preflight, fleet, vexinspect, limited_dir, '--check', '--limit',
+                                  'bravo,kilo', '-vvv', preflight_package=package, preflight_repository=archive)
+            first, limited = first.result(), limited.result()
         # lima gets the expander firmware 1.5: its plan no longer stops.
         lima = [host for host in fleet.hosts if host.name == 'lima'][0]
         with open(os.path.join(lima.directory, 'state', 'inventory.xml'), 'w') as handle:
             handle.write(installed('3.10.0', '2.4.1', '11.0.0', expander='1.5'))
-        archive = str(work / 'repository-metadata.tar.gz')
-        subprocess.run([vexinspect, 'repo', 'pack', repository, '-o', archive], check=True, stdout=subprocess.PIPE)
         second = multihost.run_preflight(fleet, vexinspect, second_dir, preflight_package=package,
                                          preflight_repository=archive,
                                          preflight_previous=os.path.join(first_dir, 'preflight-results.json'))
@@ -105,7 +114,8 @@ def runs(tmp_path_factory):
         if keep:
             shutil.copytree(first_dir, keep, dirs_exist_ok=True)
         # Direct runs see lima as the second run did.
-        yield Runs(fleet, vexinspect, repository, package, (first, first_dir), (second, second_dir))
+        yield Runs(fleet, vexinspect, repository, package, (first, first_dir), (second, second_dir),
+                   (limited, limited_dir))
     finally:
         fleet.stop()
         assert not os.path.exists(fleet.root)
@@ -209,8 +219,27 @@ def test_the_plan_in_every_format(runs):
     assert '<section id="plan">' in page and 'id="wave-4"' in page
 
 
+def test_check_mode_and_limit_plan_the_limited_hosts_in_one_more_task(runs):
+    result, _ = runs.limited
+    hosts = hosts_of(runs.limited)
+    assert sorted(hosts) == ['bravo', 'kilo'], result.stdout
+    for spec in HOSTS:
+        if spec.name in hosts:
+            plan = hosts[spec.name]['plan']
+            assert (plan['verdict'], [step['package'] for step in plan['steps']]) == (spec.plan_verdict, spec.steps)
+    for name in ('bravo', 'kilo'):
+        port = [host.port for host in runs.fleet.hosts if host.name == name][0]
+        commands = [line for line in result.stdout.splitlines()
+                    if 'SSH: EXEC' in line and '-o Port=%d ' % port in line]
+        # The check's four commands, then the plan's five: its temporary directory, the package's and the
+        # repository's archives, the module, the removal.
+        assert len(commands) == 9, '\n'.join(commands)
+        assert 'mkdir' in commands[4] and 'sftp' in commands[5] and 'sftp' in commands[6] and \
+            'python3' in commands[7] and 'rm -f -r' in commands[8], '\n'.join(commands)
+
+
 def test_hosts_keep_no_temporary_directory(runs):
-    for _, report_dir in (runs.first, runs.second):
+    for _, report_dir in (runs.first, runs.second, runs.limited):
         assert os.path.exists(os.path.join(report_dir, 'fleet-report.json'))
     assert os.listdir(runs.fleet.host_tmp) == []
     assert os.listdir(os.path.join(runs.fleet.root, 'remote-tmp')) == []
