@@ -32,6 +32,8 @@ FUZZ_DIR    ?= build-fuzz
 FUZZ_SECONDS ?= 60
 FLEET_HOSTS ?= 100
 FLEET_FORKS ?= 25
+# The packages of the repository that make fleet-bench plans over (0: no planning).
+FLEET_REPOSITORY_PACKAGES ?= 200
 REPORT_HOSTS ?= 10000
 CMAKE_FLAGS ?=
 
@@ -195,18 +197,21 @@ fuzz-seeds: build
 
 # The preflight playbook against FLEET_HOSTS managed hosts (one sshd each, in
 # a private mount namespace; needs root) with FLEET_FORKS forks: prints wall
-# time, hosts per minute and the controller's peak memory.
+# time, hosts per minute and the controller's peak memory; with
+# FLEET_REPOSITORY_PACKAGES (200) it plans over a repository of that many
+# packages and prints the per-host cost of the plan beyond the check.
 fleet-bench: deps
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target vexinspect vexdepcheck vexfleettables
 	/usr/bin/python3 ansible/tests/fleet/bench.py $(BUILD_DIR)/bin/vexinspect $(BUILD_DIR)/bin/vexfleettables \
-	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS)
+	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS) --repository-packages $(FLEET_REPOSITORY_PACKAGES)
 
 # The fleet report of a synthetic fleet of REPORT_HOSTS hosts with an earlier
 # run to compare with: prints the renderer's wall and processor time, its peak
 # memory and the files' sizes, and fails beyond 5 s or 500 MiB.
 report-bench:
 	/usr/bin/python3 ansible/tests/fleet/report_bench.py --hosts $(REPORT_HOSTS)
+	/usr/bin/python3 ansible/tests/fleet/report_bench.py --hosts $(REPORT_HOSTS) --plans
 
 # ansible-test sanity (the tests Debian's packages provide the requirements
 # for) and ansible-lint on the collection; ansible-test wants the collection

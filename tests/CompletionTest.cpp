@@ -57,6 +57,7 @@ const Words kPlanOptions = {"--repository", "--package-dir", "--inventory",     
                             "--json",        "--exit-verdict", "--help",           "--version"};
 const Words kRepoIndexOptions = {"--output", "-o", "--json", "--help", "--version"};
 const Words kRepoCheckOptions = {"--catalog", "--json", "--format", "--help", "--version"};
+const Words kRepoPackOptions = {"--output", "-o", "--json", "--help", "--version"};
 
 // A directory with two subdirectories and two files.
 class CompletionOfPaths : public ::testing::Test
@@ -131,10 +132,11 @@ TEST(VexinspectCompletion, OffersTheOptionsOfEachSubcommand)
 
 TEST(VexinspectCompletion, OffersTheRepositoryCommandsAndThePlan)
 {
-    EXPECT_EQ(Inspect({"vexinspect", "repo", ""}), Sorted({"index", "check"}));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", ""}), Sorted({"index", "check", "pack"}));
     EXPECT_EQ(Inspect({"vexinspect", "repo", "-"}), Sorted({"--help", "--version"}));
     EXPECT_EQ(Inspect({"vexinspect", "repo", "index", "-"}), Sorted(kRepoIndexOptions));
     EXPECT_EQ(Inspect({"vexinspect", "repo", "check", "-"}), Sorted(kRepoCheckOptions));
+    EXPECT_EQ(Inspect({"vexinspect", "repo", "pack", "-"}), Sorted(kRepoPackOptions));
     EXPECT_EQ(Inspect({"vexinspect", "repo", "check", "/srv", "--format", ""}), Sorted({"text", "json", "sarif"}));
     EXPECT_EQ(Inspect({"vexinspect", "plan", ""}), Sorted({"hard", "soft", "both"}));
     EXPECT_EQ(Inspect({"vexinspect", "plan", "both", ""}), Words());
@@ -207,7 +209,8 @@ TEST(VexinspectCompletion, CoversEveryOptionOfTheHelp)
     const std::vector<std::pair<std::vector<std::string>, Words>> vSubcommands = {
         {{"explain"}, kExplainOptions},        {{"smbios"}, kSmbiosOptions},
         {{"lint"}, kLintOptions},              {{"plan"}, kPlanOptions},
-        {{"repo", "index"}, kRepoIndexOptions}, {{"repo", "check"}, kRepoCheckOptions}};
+        {{"repo", "index"}, kRepoIndexOptions}, {{"repo", "check"}, kRepoCheckOptions},
+        {{"repo", "pack"}, kRepoPackOptions}};
     for (const auto& subcommand : vSubcommands)
     {
         SCOPED_TRACE(subcommand.first.back());

@@ -6,20 +6,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sstream>
-
 using namespace vextest;
 
 namespace
 {
 int RunCheck(const SRepoCheckOptions& options, std::string& strOut, std::string& strErr)
 {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int nStatus = CRepoCheckCommand(options).Run(out, err);
-    strOut = out.str();
-    strErr = err.str();
-    return nStatus;
+    return RunInProcess<CRepoCheckCommand>(options, strOut, strErr);
 }
 
 std::string Validate(const std::string& strSchema, const std::string& strDocument)

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sstream>
 
 using namespace vextest;
 
@@ -15,12 +14,7 @@ namespace
 {
 int RunIndex(const SRepoIndexOptions& options, std::string& strOut, std::string& strErr)
 {
-    std::ostringstream out;
-    std::ostringstream err;
-    const int nStatus = CRepoIndexCommand(options).Run(out, err);
-    strOut = out.str();
-    strErr = err.str();
-    return nStatus;
+    return RunInProcess<CRepoIndexCommand>(options, strOut, strErr);
 }
 
 void AddPackages(const std::string& strRepository)

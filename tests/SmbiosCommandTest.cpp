@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 using namespace vextest;
 
 namespace
@@ -36,12 +34,7 @@ protected:
         SSmbiosOptions options;
         options.strFromDump = DumpPath();
         options.bJson = bJson;
-        std::ostringstream out;
-        std::ostringstream err;
-        const int nStatus = CSmbiosCommand(options).Run(out, err);
-        m_strOut = out.str();
-        m_strErr = err.str();
-        return nStatus;
+        return RunInProcess<CSmbiosCommand>(options, m_strOut, m_strErr);
     }
     // Writes strDump at DumpPath() first.
     int RunOn(const std::string& strDump, bool bJson = false)

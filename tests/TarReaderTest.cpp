@@ -1,51 +1,18 @@
 #include "TarReader.h"
 
 #include "RepositoryBuilder.h"
+#include "TarReading.h"
 
 #include <gtest/gtest.h>
 
 using namespace vextest;
 
-namespace
-{
-struct Read
-{
-    std::vector<STarMember> vMembers;
-    std::vector<std::string> vData;
-    std::string strError;
-};
-
-Read ReadArchive(const std::string& strBytes)
-{
-    Read result;
-    CMemoryInput input(strBytes);
-    CArchiveStream stream;
-    if (!stream.Open(input, result.strError))
-    {
-        return result;
-    }
-    CTarReader reader(stream);
-    STarMember member;
-    while (reader.Next(member, result.strError))
-    {
-        result.vMembers.push_back(member);
-        std::string strData;
-        if (!reader.ReadData(strData, 1 << 20, result.strError))
-        {
-            break;
-        }
-        result.vData.push_back(strData);
-    }
-    return result;
-}
-} // namespace
-
 TEST(TarReader, ReadsFilesAndDirectoriesWithTheirData)
 {
-    const Read result = ReadArchive(TarArchive({{"package.xml", '0', "<xml/>", 0644, ""},
-                                                {"REL", '5', "", 0755, ""},
-                                                {"./REL/collect.sh", '0', "#!/bin/sh\n", 0755, ""},
-                                                {"empty", '0', "", 0600, ""}}));
+    const TarRead result = ReadTarArchive(TarArchive({{"package.xml", '0', "<xml/>", 0644, ""},
+                                                      {"REL", '5', "", 0755, ""},
+                                                      {"./REL/collect.sh", '0', "#!/bin/sh\n", 0755, ""},
+                                                      {"empty", '0', "", 0600, ""}}));
     EXPECT_EQ(result.strError, "");
     ASSERT_EQ(result.vMembers.size(), 4u);
     EXPECT_EQ(result.vMembers[0].strName, "package.xml");
@@ -59,7 +26,8 @@ TEST(TarReader, ReadsFilesAndDirectoriesWithTheirData)
 
 TEST(TarReader, PassesOverTheRootDirectoryThatTarWritesFirst)
 {
-    const Read result = ReadArchive(TarArchive({{"./", '5', "", 0755, ""}, {"./package.xml", '0', "<x/>", 0644, ""}}));
+    const TarRead result =
+        ReadTarArchive(TarArchive({{"./", '5', "", 0755, ""}, {"./package.xml", '0', "<x/>", 0644, ""}}));
     EXPECT_EQ(result.strError, "");
     ASSERT_EQ(result.vMembers.size(), 1u);
     EXPECT_EQ(result.vMembers[0].strName, "package.xml");
@@ -68,7 +36,7 @@ TEST(TarReader, PassesOverTheRootDirectoryThatTarWritesFirst)
 TEST(TarReader, ReadsLongNamesOfGnuTar)
 {
     const std::string strLong = std::string(150, 'd') + "/" + std::string(120, 'f');
-    const Read result = ReadArchive(TarArchive({{strLong, '0', "x", 0644, ""}}));
+    const TarRead result = ReadTarArchive(TarArchive({{strLong, '0', "x", 0644, ""}}));
     ASSERT_EQ(result.vMembers.size(), 1u) << result.strError;
     EXPECT_EQ(result.vMembers[0].strName, strLong);
 }
@@ -90,7 +58,7 @@ TEST(TarReader, ReadsThePathAndSizeOfPaxHeaders)
     char szSum[8];
     std::snprintf(szSum, sizeof(szSum), "%06o", nSum);
     strArchive.replace(148, 8, std::string(szSum, 6) + std::string("\0 ", 2));
-    const Read result = ReadArchive(strArchive);
+    const TarRead result = ReadTarArchive(strArchive);
     ASSERT_EQ(result.vMembers.size(), 1u) << result.strError;
     EXPECT_EQ(result.vMembers[0].strName, "pax/named/file.txt");
     EXPECT_EQ(result.vData[0], "abc");
@@ -116,7 +84,7 @@ TEST(TarReader, RefusesEveryMemberThatCouldWriteOrReadElsewhere)
     };
     for (const auto& testCase : kCases)
     {
-        const Read result = ReadArchive(TarArchive({{"package.xml", '0', "<x/>", 0644, ""}, testCase.entry}));
+        const TarRead result = ReadTarArchive(TarArchive({{"package.xml", '0', "<x/>", 0644, ""}, testCase.entry}));
         EXPECT_EQ(result.vMembers.size(), 1u);
         EXPECT_EQ(result.strError, testCase.strReason);
     }
@@ -129,7 +97,7 @@ TEST(TarReader, RefusesAnArchiveOfTensOfThousandsOfMembers)
     {
         vEntries.push_back({"d" + std::to_string(i), '5', "", 0755, ""});
     }
-    const Read result = ReadArchive(TarArchive(vEntries));
+    const TarRead result = ReadTarArchive(TarArchive(vEntries));
     EXPECT_EQ(result.vMembers.size(), CTarReader::nMaxMembers);
     EXPECT_EQ(result.strError, "the archive holds more than 10000 members: no package is that large");
 }
@@ -139,20 +107,20 @@ TEST(TarReader, RefusesDamagedOrTruncatedArchives)
     std::string strArchive = TarArchive({{"package.xml", '0', std::string(2000, 'p'), 0644, ""}});
     std::string strDamaged = strArchive;
     strDamaged[3] ^= 0x20;
-    EXPECT_EQ(ReadArchive(strDamaged).strError,
+    EXPECT_EQ(ReadTarArchive(strDamaged).strError,
               "the archive has a damaged header (its checksum does not hold) after 0 members");
-    EXPECT_EQ(ReadArchive(strArchive.substr(0, 1000)).strError, "the archive ends in the middle of a member");
-    EXPECT_EQ(ReadArchive(strArchive.substr(0, 300)).strError, "the archive ends in the middle of a header");
+    EXPECT_EQ(ReadTarArchive(strArchive.substr(0, 1000)).strError, "the archive ends in the middle of a member");
+    EXPECT_EQ(ReadTarArchive(strArchive.substr(0, 300)).strError, "the archive ends in the middle of a header");
     // Without the closing zero blocks the archive simply ends.
-    const Read unclosed = ReadArchive(strArchive.substr(0, 512 + 2048));
+    const TarRead unclosed = ReadTarArchive(strArchive.substr(0, 512 + 2048));
     EXPECT_EQ(unclosed.strError, "");
     EXPECT_EQ(unclosed.vMembers.size(), 1u);
 }
 
 TEST(TarReader, SkipsWhatIsNotReadAndRefusesDataLargerThanAsked)
 {
-    CMemoryInput input(TarArchive({{"payload", '0', std::string(5000, 'x'), 0644, ""},
-                                   {"package.xml", '0', "<x/>", 0644, ""}}));
+    CMemoryInput input(
+        TarArchive({{"payload", '0', std::string(5000, 'x'), 0644, ""}, {"package.xml", '0', "<x/>", 0644, ""}}));
     CArchiveStream stream;
     std::string strError;
     ASSERT_TRUE(stream.Open(input, strError));

@@ -7,6 +7,7 @@
 //   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
 //   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
 //   vexinspect repo index DIR [--output FILE] [--json]
+//   vexinspect repo pack DIR --output FILE [--json]
 //   vexinspect repo check DIR [--catalog FILE] [--json | --format text|json|sarif]
 //   vexinspect plan hard|soft|both --repository DIR [--package-dir DIR] [--inventory FILE]
 //                   [--catalog FILE] [--smbios-dump FILE] [--log FILE]
@@ -23,6 +24,7 @@
 #include "PlanCommand.h"
 #include "RepoCheckCommand.h"
 #include "RepoIndexCommand.h"
+#include "RepoPackCommand.h"
 #include "SmbiosCommand.h"
 #include "Version.h"
 #include "XmlSupport.h"
@@ -74,7 +76,7 @@ const char* const kLintFooter = "Exit status:\n"
                                 "\n"
                                 "Example:\n"
                                 "  vexinspect lint --package-dir pkg";
-const char* const kRepoFooter = "Exit status: that of the repository subcommand (index or check)\n"
+const char* const kRepoFooter = "Exit status: that of the repository subcommand (index, check or pack)\n"
                                 "\n"
                                 "Example:\n"
                                 "  vexinspect repo check /srv/repository --format sarif";
@@ -95,6 +97,14 @@ const char* const kRepoCheckFooter = "Exit status:\n"
                                      "\n"
                                      "Example:\n"
                                      "  vexinspect repo check /srv/repository --format sarif";
+const char* const kRepoPackFooter = "Exit status:\n"
+                                    "  0   the archive was written\n"
+                                    "  64  usage error\n"
+                                    "  66  the repository cannot be read\n"
+                                    "  73  the archive cannot be written\n"
+                                    "\n"
+                                    "Example:\n"
+                                    "  vexinspect repo pack /srv/repository -o repository-metadata.tar.gz";
 const char* const kPlanFooter = "Exit status:\n"
                                 "  0   the plan was printed\n"
                                 "  64  usage error\n"
@@ -222,7 +232,8 @@ int main(int argc, char* argv[])
         ->check(CLI::IsMember({"text", "json", "sarif"}))
         ->excludes(pLintJson);
 
-    CLI::App* pRepo = app.add_subcommand("repo", "Index a repository of update packages, or check its consistency");
+    CLI::App* pRepo = app.add_subcommand(
+        "repo", "Index a repository of update packages, check its consistency, or pack its metadata");
     pRepo->set_version_flag("--version", kVersionText, "Print the version and exit");
     pRepo->require_subcommand(1, 1);
     pRepo->footer(kRepoFooter);
@@ -252,6 +263,17 @@ int main(int argc, char* argv[])
                      "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
         ->check(CLI::IsMember({"text", "json", "sarif"}))
         ->excludes(pRepoCheckJson);
+
+    SRepoPackOptions repoPackOptions;
+    CLI::App* pRepoPack = pRepo->add_subcommand(
+        "pack", "Write an archive of what a plan needs of the repository: package descriptions, release directories "
+                "and the catalog, no payload");
+    pRepoPack->set_version_flag("--version", kVersionText, "Print the version and exit");
+    pRepoPack->footer(kRepoPackFooter);
+    pRepoPack->add_option("repository", repoPackOptions.strRepository, "The repository's directory")->required();
+    pRepoPack->add_option("--output,-o", repoPackOptions.strOutput, "The archive to write (a gzip tar file)")
+        ->required();
+    pRepoPack->add_flag("--json", repoPackOptions.bJson, "Print the summary as JSON");
 
     SPlanOptions planOptions;
     CLI::App* pPlan = app.add_subcommand(
@@ -310,6 +332,10 @@ int main(int argc, char* argv[])
     if (pRepoCheck->parsed())
     {
         return CRepoCheckCommand(repoCheckOptions).Run(std::cout, std::cerr);
+    }
+    if (pRepoPack->parsed())
+    {
+        return CRepoPackCommand(repoPackOptions).Run(std::cout, std::cerr);
     }
     if (pPlan->parsed())
     {

@@ -382,6 +382,22 @@ bool CRepositoryFileSystem::ReplaceFile(const std::string& strPath, const std::s
     return true;
 }
 
+bool CRepositoryFileSystem::SetModeAndTime(const std::string& strPath, mode_t nMode, int64_t nModifiedSeconds,
+                                           std::string& strError)
+{
+    struct timespec times[2];
+    times[0].tv_sec = static_cast<time_t>(nModifiedSeconds);
+    times[0].tv_nsec = 0;
+    times[1] = times[0];
+    if (fchmodat(AT_FDCWD, strPath.c_str(), nMode & 07777, 0) != 0 ||
+        utimensat(AT_FDCWD, strPath.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0)
+    {
+        strError = ErrorText(errno);
+        return false;
+    }
+    return true;
+}
+
 bool CRepositoryFileSystem::MakeNamedPipe(const std::string& strPath, mode_t nMode, std::string& strError)
 {
     if (mkfifo(strPath.c_str(), nMode & 0777) != 0)

@@ -71,6 +71,10 @@ public:
     // Writes a file through a temporary file beside it and a rename, so that
     // a reader sees the old or the new content, never a part.
     static bool ReplaceFile(const std::string& strPath, const std::string& strContent, std::string& strError);
+    // Sets the permission bits and the modification time (whole seconds) of
+    // an entry the caller made itself (a link is not followed).
+    static bool SetModeAndTime(const std::string& strPath, mode_t nMode, int64_t nModifiedSeconds,
+                               std::string& strError);
     static bool MakeNamedPipe(const std::string& strPath, mode_t nMode, std::string& strError);
     static bool MakeSymbolicLink(const std::string& strTarget, const std::string& strPath, std::string& strError);
 

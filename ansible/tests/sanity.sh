@@ -26,8 +26,8 @@ if command -v ansible-test >/dev/null 2>&1; then
    ANSIBLE_COLLECTIONS_PATH="$work" ansible-test sanity --local --python "$python" --color no \
      --skip-test ansible-doc --skip-test import --skip-test pep8 --skip-test pylint \
      --skip-test runtime-metadata --skip-test validate-modules --skip-test yamllint) || status=1
-  # ansible-doc shows complete documentation for both modules and the role.
-  for module in vexdep_check vexdep_smbios; do
+  # ansible-doc shows complete documentation for every module and the role.
+  for module in vexdep_check vexdep_plan vexdep_smbios; do
     ANSIBLE_COLLECTIONS_PATH="$work" ansible-doc "vexdep.fleet.$module" >/dev/null || status=1
   done
   ANSIBLE_COLLECTIONS_PATH="$work" ansible-doc -t role vexdep.fleet.preflight >/dev/null || status=1

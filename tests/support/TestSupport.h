@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -172,6 +173,19 @@ void CloseInheritedDescriptors();
 // standard input empty and no descriptor beyond the standard streams, and
 // collects its output.
 CommandResult RunCommand(const std::vector<std::string>& vArgs, const std::string& strWorkingDirectory);
+
+// Runs a command of vexinspect (a class built from its options, with
+// Run(out, err)) in this process; its output into strOut and strErr.
+template <typename Command, typename Options>
+int RunInProcess(const Options& options, std::string& strOut, std::string& strErr)
+{
+    std::ostringstream out;
+    std::ostringstream err;
+    const int nStatus = Command(options).Run(out, err);
+    strOut = out.str();
+    strErr = err.str();
+    return nStatus;
+}
 
 // Checks a JSON document that vexinspect printed against its published
 // schema, docs/json/<strSchema>.schema.json (with tests/validate-json.py

@@ -59,6 +59,18 @@ def missing_tools():
     return None
 
 
+def fleet_executables():
+    """(vexinspect, vexfleettables, why not): the executables the fleet tests run, named by VEXDEP_INSPECT and
+    VEXDEP_FLEET_TABLES (ctest sets both), and why the tests cannot run here (None when they can)."""
+    vexinspect = os.environ.get('VEXDEP_INSPECT')
+    tables_tool = os.environ.get('VEXDEP_FLEET_TABLES')
+    if not vexinspect or not os.access(vexinspect, os.X_OK):
+        return vexinspect, tables_tool, 'VEXDEP_INSPECT does not name the vexinspect executable'
+    if not tables_tool or not os.access(tables_tool, os.X_OK):
+        return vexinspect, tables_tool, 'VEXDEP_FLEET_TABLES does not name the vexfleettables tool'
+    return vexinspect, tables_tool, missing_tools()
+
+
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as sock:
         sock.bind(('127.0.0.1', 0))

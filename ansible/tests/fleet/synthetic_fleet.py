@@ -3,7 +3,7 @@
 # Copyright (C) 2026 vexdepcheck developers
 """Synthetic preflight results of a large fleet, shaped exactly as the preflight saves them.
 
-Usage: synthetic_fleet.py HOSTS RESULTS.json [--previous PREVIOUS.json] [--seed N]
+Usage: synthetic_fleet.py HOSTS RESULTS.json [--previous PREVIOUS.json] [--seed N] [--plans]
 
 Every host entry is what the role registers: the vexdep_check module's
 result (checks per type with reasons, reported dependencies with download
@@ -18,6 +18,16 @@ and hosts without tables or of another maker, collectors that overrun their
 declared time, long host names and messages. The same seed gives the same
 fleet; --previous writes an earlier run in which some hosts had other
 verdicts, some were not yet there and some have gone since.
+
+With --plans the preflight ran with a repository: every blocked, recommended
+and unverifiable host has the vexdep_plan module's result, whose steps follow
+from what it misses (the backplane through its intermediate version, the
+enclosure processor after the backplane, the network adapter after the
+management agent, ...), so that the fleet's waves are known: wave 1 the
+intermediate backplane firmware, the BIOS and the agent (for hosts without
+the BIOS step), and so on (see PLAN_STEPS). Hosts of model 0x07 find no
+network adapter firmware for their adapter in the repository (blocked: missing),
+unverifiable hosts have unverifiable plans, and a few plans fail or time out.
 """
 
 from __future__ import absolute_import, division, print_function
@@ -57,6 +67,28 @@ BLOCKER_SETS = (
 )
 MODELS = (('0x0A1C', 'revision-two-byte', 'sysfs'), ('0x0A1D', 'revision-two-byte', 'sysfs'),
           ('0x0B2F', 'revision-two-byte', 'sysfs'), ('0x07', 'revision-single-byte', 'sysfs'))
+
+
+# The plan steps that each missing or recommended prerequisite brings, in
+# order: (package path, display, component, to version, intermediate).
+BP_315 = ('FOLDER04/BACKPLANE/BP_FW_3.15.0.BIN', 'Storage Backplane Firmware 3.15.0', BACKPLANE[0], '3.15.0', True)
+BP_320 = ('FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN', 'Storage Backplane Firmware 3.20.0', BACKPLANE[0], '3.20.0', False)
+SEP_23 = ('FOLDER04/SEP/SEP_2.3.BIN', 'Enclosure Processor Firmware 2.3', SEP[0], '2.3', False)
+AGENT_11 = ('FOLDER11/AGENT/mgmt-agent-11.0.0.tar.gz', 'Systems Management Agent 11.0.0', AGENT[0], '11.0.0', False)
+NIC_2257 = ('FOLDER07/NIC/NIC_FW_22.5.7_A00.BIN', 'Network Adapter Firmware 22.5.7', NIC[0], '22.5.7', False)
+BIOS_2191 = ('FOLDER02/BIOS/BIOS_2.19.1.BIN', 'System BIOS 2.19.1', BIOS[0], '2.19.1', False)
+RAID_7716 = ('FOLDER09/RAID/raid-driver-7.716.3.tar.gz', 'RAID Controller Driver 7.716.3', RAID[0], '7.716.3', False)
+PLAN_STEPS = {
+    BACKPLANE: (BP_315, BP_320),
+    SEP: (SEP_23,),
+    NIC: (AGENT_11, NIC_2257),
+    BIOS: (BIOS_2191,),
+    AGENT: (AGENT_11,),
+    RAID: (RAID_7716,),
+}
+# The order in which a host's missing prerequisites are planned (the
+# enclosure processor needs the backplane at 3.20.0, the adapter the agent).
+PLAN_ORDER = (BACKPLANE, SEP, BIOS, NIC, AGENT, RAID)
 
 
 def weighted(rng, choices):
@@ -136,6 +168,62 @@ def module_result(rng, checks, model, overrun=False, timed_out=None):
                                        'collector_timeout': None, 'timeout': 570, 'tmp_parent': '/var/tmp',
                                        'package_dir': None, 'src': None}},
     }
+
+
+def plan_step(number, step, current):
+    package, display, component, version, intermediate = step
+    return {'step': number, 'package': package, 'format': 'directory', 'display': display, 'componentType': 'FRMW',
+            'digest': 'sha256:' + '0' * 64, 'component': {'display': component, 'componentID': '0',
+                                                         'componentType': 'FRMW', 'deviceType': 'non-pci',
+                                                         'pci': None},
+            'fromVersion': current, 'toVersion': version, 'requiredVersion': version,
+            'requestedPath': package, 'substituted': False, 'steppingStone': intermediate, 'chain': [],
+            'rejected': []}
+
+
+def plan_blocker(kind, dependency, required, reason_kind=None, package=None):
+    return {'kind': kind, 'reasonKind': reason_kind, 'package': package, 'dependency': dependency,
+            'component': None, 'requiredVersion': required, 'reason': '%s: %s' % (kind, dependency), 'chain': [],
+            'cycle': [], 'rejected': []}
+
+
+def plan_result(rng, host):
+    """The vexdep_plan result of a checked host, following from what its check found."""
+    check = host['check']
+    if rng.random() < 0.004:
+        return {'plan': None, 'plan_failure': {'task': 'Plan the prerequisites over the repository',
+                                               'msg': 'repository archive /root/.ansible/tmp/ansible-tmp-%d/'
+                                                      'repository.tar.gz cannot be unpacked: unexpected end of data'
+                                                      % rng.getrandbits(40)}}
+    if rng.random() < 0.003:
+        return {'plan': {'changed': False, 'verdict': 'timed-out', 'plan': None, 'elapsed_seconds': 540.0,
+                         'timed_out': {'seconds': 540.0, 'timeout_seconds': 540, 'running': []}}}
+    missing = set()
+    for check_type in ('hard', 'soft'):
+        for item in (check['checks'].get(check_type) or {}).get('reported') or []:
+            missing.update(dep for dep in PLAN_ORDER if dep[0] == item['name'])
+    steps, blockers, seen = [], [], set()
+    for dep in PLAN_ORDER:
+        if dep not in missing:
+            continue
+        if dep is NIC and check['system_id'] == '0x07':
+            blockers.append(plan_blocker('missing', NIC[0], NIC[2]))
+            continue
+        for step in PLAN_STEPS[dep]:
+            if step not in seen:
+                seen.add(step)
+                steps.append(plan_step(len(steps) + 1, step, older(rng, step[3])))
+    if check['verdict'] == 'unverifiable':
+        blockers.append(plan_blocker('unverifiable', BACKPLANE[0] if check['verdict_types'] == ['hard'] else AGENT[0],
+                                     None, 'inventory-failed'))
+    verdict = 'blocked' if any(b['kind'] != 'unverifiable' for b in blockers) else \
+        'unverifiable' if blockers else 'complete' if steps else 'nothing-needed'
+    document = {'schemaVersion': 1, 'command': 'plan', 'requested': 'both', 'verdict': verdict,
+                'verdictExitStatus': {'nothing-needed': 0, 'complete': 1, 'blocked': 2, 'unverifiable': 3}[verdict],
+                'steps': steps, 'blockers': blockers, 'warnings': []}
+    return {'plan': {'changed': False, 'verdict': verdict, 'plan': document, 'timed_out': None, 'left_behind': [],
+                     'elapsed_seconds': round(rng.uniform(1.0, 20.0), 1), 'requested': 'both',
+                     'vexinspect': '/usr/sbin/vexinspect'}}
 
 
 def checked_host(rng, blockers=(), soft=(), hard_failure=None, soft_failure=None, overrun=False):
@@ -249,12 +337,21 @@ def host_names(count):
     return names
 
 
-def entry(rng, name, profile):
+def entry(rng, name, profile, plans=None):
+    """One host's saved entry; plans: the random source of its plan (None: the run planned nothing)."""
     made = unreachable(rng, name) if profile == 'unreachable' else MAKERS[profile](rng)
-    return {'host': name, 'connection': None, 'failure': made.get('failure'), 'check': made.get('check')}
+    host = {'host': name, 'connection': None, 'failure': made.get('failure'), 'check': made.get('check')}
+    if plans is not None:
+        # As the role registers it: a skipped result where no plan was made.
+        host.update(plan={'changed': False, 'skipped': True, 'skip_reason': 'Conditional result was False'},
+                    plan_failure=None)
+        if profile in ('blocked', 'recommended', 'unverifiable'):
+            host.update(plan_result(plans, host))
+    return host
 
 
-def generate(count, seed=26, started='2026-05-04T09:30:00Z', finished='2026-05-04T10:12:41Z', previous=False):
+def generate(count, seed=26, started='2026-05-04T09:30:00Z', finished='2026-05-04T10:12:41Z', previous=False,
+             plans=False):
     """The saved results of a fleet of count hosts; previous=True: the earlier run of the same fleet."""
     rng = random.Random(seed)
     names = host_names(count)
@@ -270,9 +367,16 @@ def generate(count, seed=26, started='2026-05-04T09:30:00Z', finished='2026-05-0
         names = [names[index] for index in kept] + gone
         profiles = [profiles[index] for index in kept] + ['ready'] * len(gone)
         started, finished = '2026-04-27T09:30:00Z', '2026-04-27T10:09:03Z'
-    hosts = [entry(rng, name, profile) for name, profile in zip(names, profiles)]
-    return {'title': '', 'package': PACKAGE, 'type': 'both', 'host_timeout_seconds': 600,
-            'run': {'started': started, 'finished': finished}, 'hosts': hosts}
+    # The plans draw from a source of their own: the fleet is the same with and without them.
+    plan_rng = random.Random(seed + 2) if plans else None
+    hosts = [entry(rng, name, profile, plan_rng) for name, profile in zip(names, profiles)]
+    document = {'title': '', 'package': PACKAGE, 'type': 'both', 'host_timeout_seconds': 600,
+                'run': {'started': started, 'finished': finished}, 'hosts': hosts}
+    if plans:
+        document['repository'] = {'path': '/srv/repository', 'packed': '/tmp/vexdep-repository-x/repository.tar.gz: '
+                                  '7 packages (1.4 GiB in the repository), 96 KiB of metadata in 41 members, '
+                                  '12 KiB packed; 0 refused, 0 skipped'}
+    return document
 
 
 def main(argv=None):
@@ -281,10 +385,11 @@ def main(argv=None):
     parser.add_argument('results')
     parser.add_argument('--previous', help='also write an earlier run of the same fleet here')
     parser.add_argument('--seed', type=int, default=26)
+    parser.add_argument('--plans', action='store_true', help='the preflight ran with a repository')
     args = parser.parse_args(argv)
-    write(generate(args.hosts, args.seed), args.results)
+    write(generate(args.hosts, args.seed, plans=args.plans), args.results)
     if args.previous:
-        write(generate(args.hosts, args.seed, previous=True), args.previous)
+        write(generate(args.hosts, args.seed, previous=True, plans=args.plans), args.previous)
     return 0
 
 

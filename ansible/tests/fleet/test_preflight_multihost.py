@@ -122,13 +122,7 @@ Runs = collections.namedtuple('Runs', 'fleet main limit check left_on_foxtrot')
 
 @pytest.fixture(scope='module')
 def runs(tmp_path_factory):
-    vexinspect = os.environ.get('VEXDEP_INSPECT')
-    tables_tool = os.environ.get('VEXDEP_FLEET_TABLES')
-    if not vexinspect or not os.access(vexinspect, os.X_OK):
-        pytest.skip('VEXDEP_INSPECT does not name the vexinspect executable')
-    if not tables_tool or not os.access(tables_tool, os.X_OK):
-        pytest.skip('VEXDEP_FLEET_TABLES does not name the vexfleettables tool')
-    why = fleethosts.missing_tools()
+    vexinspect, tables_tool, why = fleethosts.fleet_executables()
     if why:
         pytest.skip(why)
     fleet = start_test_fleet(tables_tool)

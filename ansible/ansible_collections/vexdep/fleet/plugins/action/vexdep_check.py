@@ -13,56 +13,22 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
-import os
 import time
 
-from ansible.errors import AnsibleActionFail
-from ansible.module_utils.common.text.converters import to_text
 from ansible.plugins.action import ActionBase
-from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import module_timeout
-
-MODULE = 'vexdep.fleet.vexdep_check'
+from ansible_collections.vexdep.fleet.plugins.plugin_utils.remote_files import run_with_files
 
 
 class ActionModule(ActionBase):
 
     TRANSFERS_FILES = True
+    MODULE = 'vexdep.fleet.vexdep_check'
+    # (controller argument, module argument, remote file name) of each file to copy.
+    COPIES = (('src', 'package_archive', 'package.tar.gz'),)
 
     def run(self, tmp=None, task_vars=None):
         started = time.time()
         result = super(ActionModule, self).run(tmp, task_vars)
         del tmp
-        module_args = dict(self._task.args)
-        source = module_args.pop('src', None)
-        task_timeout = self._task.timeout
-
-        def execute():
-            timeout = module_timeout(task_timeout, time.time() - started, module_args.get('timeout'))
-            if timeout is not None:
-                module_args['timeout'] = timeout
-            return self._execute_module(module_name=MODULE, module_args=module_args, task_vars=task_vars)
-
-        if source is None:
-            result.update(execute())
-            return result
-        try:
-            try:
-                source = self._find_needle('files', source)
-            except Exception as error:
-                raise AnsibleActionFail('src %s not found on the controller: %s' % (source, to_text(error)))
-            if not os.path.isfile(source):
-                raise AnsibleActionFail('src %s is not a file on the controller' % source)
-            if not self._connection._shell.tmpdir:
-                self._make_tmp_path()
-            remote = self._connection._shell.join_path(self._connection._shell.tmpdir, 'package.tar.gz')
-            self._transfer_file(source, remote)
-            # The module reads the archive, it does not run it: no chmod round
-            # trip unless an unprivileged become user must be let in.
-            self._fixup_perms2((self._connection._shell.tmpdir, remote), execute=False)
-            module_args['package_archive'] = remote
-            result.update(execute())
-        except AnsibleActionFail as error:
-            result.update(error.result)
-        finally:
-            self._remove_tmp_path(self._connection._shell.tmpdir)
+        result.update(run_with_files(self, self.MODULE, task_vars, self.COPIES, started))
         return result

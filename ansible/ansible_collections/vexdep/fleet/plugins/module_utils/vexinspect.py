@@ -32,6 +32,18 @@ class CheckError(Exception):
     """The check cannot run; the message says why."""
 
 
+def validate_timeout(value):
+    """The collector time limit as vexinspect takes it, or CheckError."""
+    if value is None:
+        return None
+    text = str(value).strip()
+    if text in ('config', 'none'):
+        return text
+    if text.isdigit() and int(text) > 0:
+        return str(int(text))
+    raise CheckError('collector_timeout must be config, none or a positive whole number of seconds, not %r' % value)
+
+
 def find_vexinspect(module, path=None):
     """The vexinspect executable to run: the given path, or the one on PATH."""
     if path:

@@ -260,32 +260,20 @@ vexinspect:
 
 import os
 import shutil
-import tarfile
-import tempfile
 import time
 
 from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.vexdep.fleet.plugins.module_utils.archive import unpack
 from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
 from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
     find_vexinspect,
     parse_document,
+    validate_timeout,
 )
 
 TYPES = {'hard': ('hard',), 'soft': ('soft',), 'both': ('hard', 'soft')}
-
-
-def validate_timeout(value):
-    """The collector time limit as vexinspect takes it, or CheckError."""
-    if value is None:
-        return None
-    text = str(value).strip()
-    if text in ('config', 'none'):
-        return text
-    if text.isdigit() and int(text) > 0:
-        return str(int(text))
-    raise CheckError('collector_timeout must be config, none or a positive whole number of seconds, not %r' % value)
 
 
 def validate_check_timeout(value):
@@ -400,43 +388,6 @@ def overruns(checks):
                 'text': 'took %.1f s, declares %s s' % (seconds, declared),
             })
     return found
-
-
-def private_directory(tmp_parent):
-    """A new private directory (mode 0700) below tmp_parent, which must exist, or the system's."""
-    if tmp_parent is not None and not os.path.isdir(tmp_parent):
-        raise CheckError('temporary parent %s does not exist on this host or is not a directory (the tmp_parent '
-                         'option; preflight_remote_tmp_parent in the preflight role)' % tmp_parent)
-    try:
-        return tempfile.mkdtemp(prefix='vexdep-preflight-', dir=tmp_parent)
-    except (IOError, OSError) as error:
-        raise CheckError('cannot create a private directory below %s: %s'
-                         % (tmp_parent or tempfile.gettempdir(), error))
-
-
-def unpack(archive, tmp_parent=None):
-    """Unpacks a package archive into a new private directory; returns the directory."""
-    if not os.path.exists(archive):
-        raise CheckError('package archive %s does not exist' % archive)
-    if not os.path.isfile(archive):
-        raise CheckError('package archive %s is not a file' % archive)
-    directory = private_directory(tmp_parent)
-    try:
-        with tarfile.open(archive, 'r:*') as tar:
-            for member in tar.getmembers():
-                name = os.path.normpath(member.name)
-                if name.startswith('..') or os.path.isabs(name) or member.issym() or member.islnk() or \
-                        member.isdev():
-                    raise CheckError('package archive %s holds %s, which would not stay inside the package'
-                                     % (archive, member.name))
-            tar.extractall(directory)
-    except (tarfile.TarError, EnvironmentError) as error:
-        shutil.rmtree(directory, ignore_errors=True)
-        raise CheckError('package archive %s cannot be unpacked: %s' % (archive, error))
-    except CheckError:
-        shutil.rmtree(directory, ignore_errors=True)
-        raise
-    return directory
 
 
 class Clock(object):

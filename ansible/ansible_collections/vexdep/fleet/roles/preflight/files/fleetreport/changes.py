@@ -58,6 +58,13 @@ def counts(changes):
     return dict((kind, result[kind]) for kind, _ in KINDS if kind in result)
 
 
+def plan_summary(plan_changes):
+    """'2 plans changed' or 'no plan changed'."""
+    if not plan_changes:
+        return 'no plan changed'
+    return '%d plan%s changed' % (len(plan_changes), '' if len(plan_changes) == 1 else 's')
+
+
 def summary(changes):
     """'3 newly blocked, 1 can take the update now' or 'no host changed its verdict'."""
     if not changes:

@@ -14,6 +14,7 @@ __metaclass__ = type
 
 import re
 
+from .plans import host_plan
 from .verdicts import CATEGORIES
 
 # What Ansible's task keyword timeout leaves in the result when the
@@ -55,6 +56,7 @@ def empty_host(name):
         'timed_out': None,
         'left_behind': [],
         'seconds': None,
+        'plan': None,
     }
 
 
@@ -178,6 +180,8 @@ def from_raw(entry):
     host.update(category=category, status=status, message=message, timed_out=timed_out)
     if status == 'checked' or (timed_out or {}).get('by') == 'host':
         _details(host, entry['check'])
+    if entry.get('plan') is not None or entry.get('plan_failure'):
+        host['plan'] = host_plan(entry, category)
     return host
 
 

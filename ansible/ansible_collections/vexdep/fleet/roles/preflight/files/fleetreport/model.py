@@ -7,7 +7,8 @@ schemaVersion, title, package (identity from package.xml), run (started,
 finished), rendered, type, host_timeout_seconds, counts,
 unverifiable_by_type, hosts[], groups[] (what needs action, by root cause,
 blocked first), recommended_groups[], prerequisites{hard, soft},
-overruns[], changes (null without an earlier run). A later section (a plan,
+overruns[], changes (null without an earlier run), plan (null when the
+preflight ran without a repository: see plans.py). A later section (a plan,
 another grouping) is one more key filled by one more function here, and one
 more section in each renderer."""
 
@@ -23,6 +24,7 @@ from . import package as package_of
 from .groups import attention_groups, group_hosts, timed_out_key
 from .hosts import category_of, normalize_host
 from .overruns import fleet_overruns
+from .plans import fleet_plan, plan_changes, plan_of
 from .prerequisites import shopping_list
 from .verdicts import CATEGORIES, CAN_TAKE, plural
 
@@ -116,6 +118,7 @@ def build_report(document, previous=None, title=None, package_path=None, rendere
         'overruns': fleet_overruns(hosts),
         'changes': None,
     }
+    report['plan'] = fleet_plan(hosts, report['groups'], meta)
     if previous is not None:
         report['changes'] = changes_section(hosts, previous)
     return report
@@ -125,12 +128,19 @@ def changes_section(hosts, previous):
     entries, meta = split_document(previous)
     previous_hosts = [{'host': entry.get('host'), 'category': category_of(entry)} for entry in entries]
     found = changes_of.compare(hosts, previous_hosts)
-    return {
+    section = {
         'previous_run': run_of(meta),
         'counts': changes_of.counts(found),
         'summary': changes_of.summary(found),
         'hosts': found,
+        'plans': None,
     }
+    previous_plans = dict((entry.get('host'), plan_of(entry)) for entry in entries)
+    # Plans are compared when both runs planned; a run without a repository has none to compare.
+    if any(previous_plans.values()) and any(host.get('plan') for host in hosts):
+        section['plans'] = plan_changes(hosts, previous_plans)
+        section['summary'] += '; %s' % changes_of.plan_summary(section['plans'])
+    return section
 
 
 def host_changes(report):

@@ -21,6 +21,7 @@ from . import wording
 from .changes import KIND_TEXT
 from .groups import summary
 from .model import headline, host_changes
+from . import plans as plans_of
 from .verdicts import ATTENTION, CAN_TAKE, CATEGORIES, COLOURS, MEANINGS, plural
 
 # Hosts named in a group before the rest are folded away.
@@ -52,6 +53,10 @@ td ul{margin:0;padding-left:16px}
 .none{color:#777} code{font-size:12px;background:#f5f5f5;padding:0 3px;border-radius:3px;word-break:break-all}
 #filter{width:100%;max-width:560px;font-size:15px;padding:5px 8px;margin:4px 0}
 #filter-count{font-size:13px;color:#555;margin-left:8px}
+.wave{border-left:6px solid #1565c0;background:#f5f9ff;padding:6px 10px;margin:6px 0}
+.wave table{margin:4px 0} .unfixable{border-left:6px solid #c62828;background:#fff8f8;padding:6px 10px;margin:6px 0}
+.plan-outcome{font-size:13px;color:#333;margin:2px 0} .tag{font-size:11px;border:1px solid #999;border-radius:8px;
+padding:0 5px;margin-left:4px;color:#444;white-space:nowrap}
 '''
 
 FILTER_SCRIPT = '''
@@ -119,6 +124,8 @@ def navigation(report):
         if report['counts'][category]:
             links.append('<a href="#%s">%s (%d)</a>' % (category, wording.SECTION_NAMES[category],
                                                         report['counts'][category]))
+    if report.get('plan') is not None:
+        links.append('<a href="#plan">The plan (waves)</a>')
     if report['recommended_groups']:
         links.append('<a href="#recommended">Recommended first</a>')
     if report.get('changes') is not None:
@@ -155,6 +162,8 @@ def group(item, index):
     out = ['<div class="group" id="group-%d" data-category="%s" style="border-left-color:%s">'
            % (index, item['category'], COLOURS[item['category']]),
            '<h4><span class="count">%s</span>: %s</h4>' % (plural(item['count'], 'host'), e(item['title']))]
+    if item.get('plan'):
+        out.append('<p class="plan-outcome">%s</p>' % e(plans_of.outcome_text(item['plan'])))
     if item['prerequisites']:
         out.append('<ul>%s</ul>' % ''.join(
             '<li>%s %s from <code>%s</code>%s</li>' % (e(p['name']), e(p['version']), e(p['download_path']),
@@ -183,6 +192,53 @@ def needs_action(report):
     return out
 
 
+def _wave(wave):
+    out = ['<div class="wave" id="wave-%d"><h4>%s</h4>' % (wave['wave'], e(plans_of.wave_heading(wave)))]
+    if wave['packages']:
+        out.append('<table><colgroup><col style="width:46%"><col style="width:34%"><col style="width:10%">'
+                   '<col></colgroup><thead><tr><th>Package</th><th>Component</th><th>To</th><th>Hosts</th></tr>'
+                   '</thead><tbody>')
+        for package in wave['packages']:
+            tags = ''.join('<span class="tag">%s</span>' % word for flag, word in (
+                ('stepping_stone', 'intermediate'), ('order_conflict', 'order differs by host')) if package.get(flag))
+            out.append('<tr><td><code>%s</code>%s</td><td>%s</td><td>%s</td><td class="n">%d</td></tr>' % (
+                e(package['package']), tags, e(package.get('component')), e(package.get('to_version')),
+                package['count']))
+        out.append('</tbody></table>')
+    if wave['hosts_ready']:
+        out += ['<p class="plan-outcome">Ready after it:</p>', host_list(wave['hosts_ready'])]
+    return out + ['</div>']
+
+
+def plan(report):
+    section = report.get('plan')
+    if section is None:
+        return []
+    out = ['<section id="plan"><h2>The plan: waves of prerequisite packages</h2>',
+           '<p class="lead"><strong>%s</strong></p>' % e(plans_of.plan_headline(section))]
+    if section.get('repository'):
+        out.append('<p class="meta">Repository %s%s. A package is in wave k when every host that needs it has all '
+                   'its earlier steps in waves before k.</p>' % (
+                       e(section['repository']), ' (%s)' % e(section['packed']) if section.get('packed') else ''))
+    if not section['waves']:
+        out.append('<p>No host has a complete plan.</p>')
+    for wave in section['waves']:
+        out += _wave(wave)
+    out.append('<h3 id="unfixable">What no plan can fix: %s</h3>'
+               % e(plural(sum(g['count'] for g in section['unfixable']), 'host')))
+    if not section['unfixable']:
+        out.append('<p>Nothing: every planned host has a complete plan.</p>')
+    for index, item in enumerate(section['unfixable']):
+        out.append('<div class="unfixable" id="unfixable-%d"><h4>%s</h4>' % (index + 1,
+                                                                             e(plans_of.unfixable_heading(item))))
+        if len(item['blockers']) > 1:
+            out.append('<ul>%s</ul>' % ''.join('<li>%s</li>' % e(text) for text in item['blockers']))
+        if item['blocker_groups']:
+            out.append('<p class="plan-outcome">%s</p>' % e(plans_of.joined_text(item)))
+        out += [host_list(item['hosts']), '</div>']
+    return out + ['</section>']
+
+
 def recommended(report):
     groups = report['recommended_groups']
     if not groups:
@@ -200,13 +256,27 @@ def changes(report):
     out = ['<section id="changes"><h2>%s</h2>' % e(wording.changes_heading(report))]
     rows = report['changes']['hosts']
     if not rows:
-        return out + ['<p>No host changed its verdict.</p></section>']
+        return out + ['<p>No host changed its verdict.</p>'] + plan_changes(report) + ['</section>']
     out.append('<table><colgroup><col style="width:30%"><col style="width:15%"><col style="width:15%"><col>'
                '</colgroup><thead><tr><th>Host</th><th>Before</th><th>Now</th><th>Change</th></tr></thead><tbody>')
     out += ['<tr><td>%s</td><td>%s</td><td>%s</td><td>%s</td></tr>' % (
         e(c['host']), badge(c['previous']) if c['previous'] else 'not checked',
         badge(c['now']) if c['now'] else 'not checked', e(KIND_TEXT[c['kind']])) for c in rows]
-    return out + ['</tbody></table></section>']
+    return out + ['</tbody></table>'] + plan_changes(report) + ['</section>']
+
+
+def plan_changes(report):
+    found = report['changes'].get('plans')
+    if found is None:
+        return []
+    out = ['<h3 id="plan-changes">Plans that changed: %s</h3>' % e(plural(len(found), 'host'))]
+    if not found:
+        return out + ['<p>No plan changed.</p>']
+    out.append('<table><colgroup><col style="width:20%"><col style="width:16%"><col style="width:32%"><col>'
+               '</colgroup><thead><tr><th>Host</th><th>Change</th><th>Before</th><th>Now</th></tr></thead><tbody>')
+    out += ['<tr><td>%s</td><td>%s</td><td>%s</td><td>%s</td></tr>' % (
+        e(c['host']), e(plans_of.PLAN_CHANGE_TEXT[c['kind']]), e(c['previous']), e(c['now'])) for c in found]
+    return out + ['</tbody></table>']
 
 
 def overruns(report):
@@ -289,7 +359,7 @@ def host_table(report):
     return out + ['</section>']
 
 
-SECTIONS = (header, needs_action, recommended, changes, overruns, shopping, host_table)
+SECTIONS = (header, needs_action, plan, recommended, changes, overruns, shopping, host_table)
 
 
 def render(report):

@@ -20,6 +20,7 @@ from xml.sax.saxutils import escape, quoteattr
 
 from . import wording
 from .model import headline, host_changes, reason_texts
+from .plans import PLAN_CHANGE_TEXT, plan_headline, plan_summary, steps_text
 from .verdicts import ATTENTION, CATEGORIES
 
 CLASSNAME = 'vexdep.preflight'
@@ -58,6 +59,9 @@ def testcase(host, change=None):
     details = _details(host, change)
     if host['category'] in ATTENTION:
         message = '%s: %s' % (host['category'], '; '.join(reason_texts(host)))
+        if host.get('plan'):
+            steps = steps_text(host['plan'])
+            message += '; plan: %s%s' % (plan_summary(host['plan']), ' (%s)' % steps if steps else '')
         out.append('      <failure type=%s message=%s>%s</failure>' % (attr(host['category']), attr(message),
                                                                       body(details)))
     else:
@@ -73,6 +77,11 @@ def properties(report):
     items += [('hosts.%s' % category, report['counts'][category]) for category in CATEGORIES]
     if report.get('changes') is not None:
         items += [('changes.%s' % kind, count) for kind, count in report['changes']['counts'].items()]
+    plan = report.get('plan')
+    if plan is not None:
+        items += [('plan.%s' % verdict, count) for verdict, count in plan['counts'].items()]
+        items += [('plan.waves', len([w for w in plan['waves'] if w['wave'] > 0])),
+                  ('plan.unfixable', sum(g['count'] for g in plan['unfixable']))]
     return ['    <property name=%s value=%s/>' % (attr(name), attr(value)) for name, value in items
             if value is not None]
 
@@ -82,6 +91,13 @@ def suite_out(report):
     if report.get('changes') is not None:
         lines.append('%s: %s.' % (wording.changes_heading(report), report['changes']['summary']))
         lines += ['  %s: %s' % (c['host'], wording.change_text(c)) for c in report['changes']['hosts']]
+        lines += ['  %s: %s: %s -> %s' % (c['host'], PLAN_CHANGE_TEXT[c['kind']], c['previous'], c['now'])
+                  for c in report['changes'].get('plans') or []]
+    if report.get('plan') is not None:
+        lines.append(plan_headline(report['plan']))
+        lines += ['  wave %d: %s' % (w['wave'], ', '.join('%s (%d hosts)' % (p['package'], p['count'])
+                                                          for p in w['packages']) or 'nothing to install')
+                  for w in report['plan']['waves']]
     return '\n'.join(lines)
 
 

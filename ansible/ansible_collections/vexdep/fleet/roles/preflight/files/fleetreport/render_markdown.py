@@ -10,6 +10,7 @@ from . import wording
 from .changes import KIND_TEXT
 from .groups import summary
 from .model import headline, host_changes
+from . import plans as plans_of
 from .verdicts import ATTENTION, CATEGORIES, MEANINGS, plural
 
 
@@ -34,6 +35,8 @@ def header(report):
 
 def _group(group):
     out = ['#### %s' % md(wording.group_heading(group)), '']
+    if group.get('plan'):
+        out += [md(plans_of.outcome_text(group['plan'])), '']
     out += ['- %s' % md(wording.prerequisite_line(item)) for item in group['prerequisites']]
     if group['prerequisites']:
         out.append('')
@@ -53,6 +56,35 @@ def needs_action(report):
     return out
 
 
+def plan(report):
+    section = report.get('plan')
+    if section is None:
+        return []
+    out = ['## The plan', '', '**%s**' % md(plans_of.plan_headline(section)), '']
+    if section.get('repository'):
+        out += ['Repository: %s%s' % (md(section['repository']),
+                                      ' (%s)' % md(section['packed']) if section.get('packed') else ''), '']
+    out += ['### Waves', '']
+    if not section['waves']:
+        out += ['No host has a complete plan.', '']
+    for wave in section['waves']:
+        out += ['#### %s' % md(plans_of.wave_heading(wave)), '']
+        out += ['- %s' % md(plans_of.wave_package_text(package)) for package in wave['packages']]
+        if wave['packages']:
+            out.append('')
+        out += ['Ready after it: %s' % ', '.join(md(name) for name in wave['hosts_ready']) if wave['hosts_ready']
+                else 'No host is ready after it alone.', '']
+    out += ['### What no plan can fix', '']
+    if not section['unfixable']:
+        out += ['Nothing: every planned host has a complete plan.', '']
+    for group in section['unfixable']:
+        out += ['#### %s' % md(plans_of.unfixable_heading(group)), '']
+        if group['blocker_groups']:
+            out += [md(plans_of.joined_text(group)), '']
+        out += [_hosts_line(group['hosts']), '']
+    return out
+
+
 def recommended(report):
     groups = report['recommended_groups']
     if not groups:
@@ -68,10 +100,23 @@ def changes(report):
         return []
     out = ['## %s' % md(wording.changes_heading(report)), '']
     if not report['changes']['hosts']:
-        return out + ['No host changed its verdict.', '']
+        return out + ['No host changed its verdict.', ''] + plan_changes(report)
     out += ['| Host | Before | Now | Change |', '|---|---|---|---|']
     out += ['| %s | %s | %s | %s |' % (md(c['host']), c['previous'] or '', c['now'] or '', KIND_TEXT[c['kind']])
             for c in report['changes']['hosts']]
+    return out + [''] + plan_changes(report)
+
+
+def plan_changes(report):
+    found = report['changes'].get('plans')
+    if found is None:
+        return []
+    out = ['### Plans that changed', '']
+    if not found:
+        return out + ['No plan changed.', '']
+    out += ['| Host | Change | Before | Now |', '|---|---|---|---|']
+    out += ['| %s | %s | %s | %s |' % (md(c['host']), plans_of.PLAN_CHANGE_TEXT[c['kind']], md(c['previous']),
+                                       md(c['now'])) for c in found]
     return out + ['']
 
 
@@ -116,7 +161,7 @@ def host_table(report):
     return out
 
 
-SECTIONS = (header, needs_action, recommended, changes, overruns, shopping, host_table)
+SECTIONS = (header, needs_action, plan, recommended, changes, overruns, shopping, host_table)
 
 
 def render(report):

@@ -11,6 +11,7 @@ from . import package as package_of
 from .changes import KIND_TEXT
 from .model import reason_texts, run_text
 from .overruns import host_overrun_texts
+from .plans import plan_lines
 from .verdicts import plural
 
 TYPE_NAMES = {'hard': 'hard', 'soft': 'soft', 'both': 'hard and soft'}
@@ -104,4 +105,4 @@ def host_lines(host, change=None):
         lines.append('left running by the %s check and ended: %s' % (process.get('type'), process.get('command')))
     if change:
         lines.append('verdict changed since the earlier run: %s' % change_text(change))
-    return lines
+    return lines + plan_lines(host.get('plan'))
