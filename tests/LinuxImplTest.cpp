@@ -949,3 +949,54 @@ TEST(LinuxImplFiles, WritableDirectory)
     vextest::WriteFile(dir.File("f"), "x");
     EXPECT_FALSE(impl.IsWritableDirectory(dir.File("f")));
 }
+
+TEST(LinuxImplFiles, CanOpenGivesTheSystemsReason)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    vextest::WriteFile(dir.File("f"), "x");
+    EXPECT_TRUE(impl.CanOpen(dir.File("f"), strError));
+    EXPECT_TRUE(impl.CanOpen(dir.Path(), strError));
+    EXPECT_FALSE(impl.CanOpen(dir.File("missing"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOENT));
+    EXPECT_FALSE(impl.CanOpen(dir.File("f/below"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOTDIR));
+    // A named pipe that no one writes is opened without waiting.
+    ASSERT_EQ(mkfifo(dir.File("pipe").c_str(), 0644), 0);
+    EXPECT_TRUE(impl.CanOpen(dir.File("pipe"), strError));
+    if (geteuid() != 0)
+    {
+        ASSERT_EQ(chmod(dir.File("f").c_str(), 0), 0);
+        EXPECT_FALSE(impl.CanOpen(dir.File("f"), strError));
+        EXPECT_EQ(strError, std::strerror(EACCES));
+    }
+}
+
+TEST(LinuxImplFiles, ExamineFileTellsAReplacedFileFromTheSameOne)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    vextest::WriteFile(dir.File("f"), "abc");
+    SFileState before;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), before, strError));
+    EXPECT_TRUE(before.bRegular);
+    EXPECT_EQ(before.nSize, 3);
+    SFileState again;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), again, strError));
+    EXPECT_EQ(again.nInode, before.nInode);
+    EXPECT_EQ(again.nChangedNs, before.nChangedNs);
+    EXPECT_EQ(again.nModifiedNs, before.nModifiedNs);
+    // Replaced by another file of the same name: another inode.
+    vextest::WriteFile(dir.File("g"), "abc");
+    ASSERT_EQ(rename(dir.File("g").c_str(), dir.File("f").c_str()), 0);
+    SFileState replaced;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), replaced, strError));
+    EXPECT_NE(replaced.nInode, before.nInode);
+    SFileState directory;
+    ASSERT_TRUE(impl.ExamineFile(dir.Path(), directory, strError));
+    EXPECT_FALSE(directory.bRegular);
+    EXPECT_FALSE(impl.ExamineFile(dir.File("missing"), directory, strError));
+    EXPECT_EQ(strError, std::strerror(ENOENT));
+}

@@ -129,6 +129,7 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
                                                    "IsStreamOrDevice",    "OpenHeldFile",
                                                    "CloseHeldFile",       "ExecuteCmdWithTimeout",
                                                    "GetEnvironmentVariable", "ChangeDirectory",
-                                                   "GetModificationTime", "IsWritableDirectory"};
+                                                   "GetModificationTime", "IsWritableDirectory",
+                                                   "CanOpen",             "ExamineFile"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

@@ -5,6 +5,19 @@
 #include <string>
 #include <vector>
 
+// What a file is, as one examination sees it: enough to tell whether a
+// later examination sees the same file unchanged.
+struct SFileState
+{
+    bool bRegular = false;
+    uint32_t nMode = 0; // the file's type and permission bits
+    uint64_t nDevice = 0;
+    uint64_t nInode = 0;
+    int64_t nSize = 0;
+    int64_t nModifiedNs = 0; // nanoseconds since the epoch
+    int64_t nChangedNs = 0;  // the status change time, which no one can set
+};
+
 // Operating-system services behind the platform facade (CPlatformLayer).
 // The order of the first twenty operations is part of the interface; the
 // project's own additions follow them.
@@ -74,6 +87,14 @@ public:
     virtual bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) = 0;
     // True when this process may create files in the directory.
     virtual bool IsWritableDirectory(const std::string& strPath) = 0;
+    // True when this process can open the file for reading, or enter the
+    // directory; otherwise false, with the system's reason in strError ("No
+    // such file or directory", "Permission denied", "Not a directory").
+    // Named pipes and devices are opened without waiting and closed again.
+    virtual bool CanOpen(const std::string& strPath, std::string& strError) = 0;
+    // Examines the file (following symbolic links); false, with the
+    // system's reason in strError, when it cannot be examined.
+    virtual bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError) = 0;
 
 protected:
     // The platform object lives for the whole process and is never deleted

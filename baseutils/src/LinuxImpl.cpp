@@ -99,6 +99,54 @@ bool CLinuxImpl::IsWritableDirectory(const std::string& strPath)
     return IsDirectory(strPath) && access(strPath.c_str(), W_OK | X_OK) == 0;
 }
 
+bool CLinuxImpl::CanOpen(const std::string& strPath, std::string& strError)
+{
+    struct stat st = {};
+    if (stat(strPath.c_str(), &st) != 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    if (S_ISDIR(st.st_mode))
+    {
+        if (faccessat(AT_FDCWD, strPath.c_str(), X_OK, AT_EACCESS) != 0)
+        {
+            strError = std::strerror(errno);
+            return false;
+        }
+        return true;
+    }
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (nFd < 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    close(nFd);
+    return true;
+}
+
+bool CLinuxImpl::ExamineFile(const std::string& strPath, SFileState& state, std::string& strError)
+{
+    struct stat st = {};
+    if (stat(strPath.c_str(), &st) != 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    const auto Nanoseconds = [](const struct timespec& time) {
+        return static_cast<int64_t>(time.tv_sec) * 1000000000 + static_cast<int64_t>(time.tv_nsec);
+    };
+    state.bRegular = S_ISREG(st.st_mode);
+    state.nMode = static_cast<uint32_t>(st.st_mode);
+    state.nDevice = static_cast<uint64_t>(st.st_dev);
+    state.nInode = static_cast<uint64_t>(st.st_ino);
+    state.nSize = static_cast<int64_t>(st.st_size);
+    state.nModifiedNs = Nanoseconds(st.st_mtim);
+    state.nChangedNs = Nanoseconds(st.st_ctim);
+    return true;
+}
+
 void CLinuxImpl::Sleep(int nSeconds)
 {
     if (nSeconds > 0)

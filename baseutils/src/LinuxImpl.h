@@ -51,6 +51,8 @@ public:
     bool ChangeDirectory(const std::string& strPath, std::string& strError) override;
     bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) override;
     bool IsWritableDirectory(const std::string& strPath) override;
+    bool CanOpen(const std::string& strPath, std::string& strError) override;
+    bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError) override;
 
     bool isKOVAZEPHInstalled();
     bool isESXiSystem();

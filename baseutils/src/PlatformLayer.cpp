@@ -123,6 +123,16 @@ bool CPlatformLayer::IsWritableDirectory(const std::string& strPath)
     return GetPlatform()->IsWritableDirectory(strPath);
 }
 
+bool CPlatformLayer::CanOpen(const std::string& strPath, std::string& strError)
+{
+    return GetPlatform()->CanOpen(strPath, strError);
+}
+
+bool CPlatformLayer::ExamineFile(const std::string& strPath, SFileState& state, std::string& strError)
+{
+    return GetPlatform()->ExamineFile(strPath, state, strError);
+}
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

@@ -49,6 +49,8 @@ public:
     static bool ChangeDirectory(const std::string& strPath, std::string& strError);
     static bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds);
     static bool IsWritableDirectory(const std::string& strPath);
+    static bool CanOpen(const std::string& strPath, std::string& strError);
+    static bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError);
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.
