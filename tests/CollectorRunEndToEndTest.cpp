@@ -299,6 +299,34 @@ TEST(CollectorRun, CompressedDocumentsOfEachKindAreRead)
     }
 }
 
+// An LZMA-alone stream's first byte encodes its literal-context,
+// literal-position and position bits: with settings other than the usual
+// ones it starts with another byte (0x5A for lc=0, 0x03 for pb=0), and the
+// package description is still read as the XML library's file parser reads
+// it.
+TEST(CollectorRun, PackageDescriptionsInLzmaStreamsOfAnySettingAreRead)
+{
+    if (!HaveTools())
+    {
+        GTEST_SKIP() << "gzip or xz is not installed here";
+    }
+    const Scenario& sample = FindScenario("sample-package");
+    TempDir plain;
+    WriteScenario(sample, plain.Path());
+    const CommandResult expected = RunCommand({CheckerExecutable(), "hard"}, plain.Path());
+    ASSERT_EQ(expected.nExitStatus, 1);
+    for (const std::string strSettings : {"preset=6,lc=0", "preset=6,pb=0", "preset=6,lc=4,lp=0,pb=1"})
+    {
+        TempDir dir;
+        WriteScenario(sample, dir.Path());
+        Compress("xz --format=lzma --lzma1=" + strSettings, dir.File("package.xml"));
+        const CommandResult result = RunCommand({CheckerExecutable(), "hard"}, dir.Path());
+        EXPECT_EQ(result.nExitStatus, expected.nExitStatus) << strSettings;
+        EXPECT_EQ(result.strStdout, expected.strStdout) << strSettings;
+        EXPECT_EQ(result.strStderr, "") << strSettings;
+    }
+}
+
 TEST(CollectorRun, CompressedInventoryTextIsNotDecompressed)
 {
     if (!HaveTools())

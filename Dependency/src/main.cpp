@@ -38,7 +38,7 @@ int Run(int argc, char* argv[])
     // (a link to /dev/zero, say) would block or never end, and reads as
     // empty, like a missing file.
     const CHeldInputFile inventoryFile("inv.xml");
-    const std::string strInventoryXml = inventoryFile.Text();
+    const std::string& strInventoryXml = inventoryFile.Text();
 
     int nExitStatus = -1;
     {

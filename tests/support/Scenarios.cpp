@@ -420,6 +420,22 @@ std::vector<Scenario> BuildCatalogue()
         vScenarios.push_back(s);
     }
 
+    // A processing instruction named like a dependency's PCI child counts as
+    // one: the dependency becomes a PCI dependency (with an empty identity),
+    // which no installed non-PCI component matches, so it is not reported.
+    {
+        Scenario s = MakeScenario(
+            "instruction-named-like-a-child",
+            Package(NonPCIDevice("500", Dep("Dependency", Attributes("831", "2.0", "R1", "a.bin"),
+                                            Display("Named like PCIInfo") + "<?DepPCIInfo?>") +
+                                            Dep("Dependency", Attributes("832", "2.0", "R1", "b.bin"),
+                                                Display("Plain")))),
+            kMachine);
+        AddRelease(s, "R1", InventoryDocument(Installed("831", "1") + Installed("832", "1")));
+        s.vRuns.push_back(Run({"hard"}, 1, kHardHeading + HardBlock("Plain", "1", "2.0", "b.bin") + kEnd));
+        vScenarios.push_back(s);
+    }
+
     // Dependencies keep the package order in the report, whatever the
     // order of the inventory; one shared collector serves them all.
     {
