@@ -1000,3 +1000,92 @@ TEST(LinuxImplFiles, ExamineFileTellsAReplacedFileFromTheSameOne)
     EXPECT_FALSE(impl.ExamineFile(dir.File("missing"), directory, strError));
     EXPECT_EQ(strError, std::strerror(ENOENT));
 }
+
+namespace
+{
+struct SStreamIdentity
+{
+    dev_t nDevice = 0;
+    ino_t nInode = 0;
+    nlink_t nLinks = 0;
+};
+
+SStreamIdentity IdentityOf(int nFd)
+{
+    struct stat st = {};
+    EXPECT_EQ(fstat(nFd, &st), 0);
+    return SStreamIdentity{st.st_dev, st.st_ino, st.st_nlink};
+}
+} // namespace
+
+TEST(LinuxImplStreams, CaptureTakesWhatCommandsWriteAndPutsTheStreamsBack)
+{
+    CLinuxImpl impl;
+    const SStreamIdentity outBefore = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errBefore = IdentityOf(STDERR_FILENO);
+    std::string strError;
+    ASSERT_TRUE(impl.BeginStreamCapture(strError)) << strError;
+    // Both streams now go to files of their own that no one can open by name.
+    const SStreamIdentity outDuring = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errDuring = IdentityOf(STDERR_FILENO);
+    EXPECT_FALSE(outDuring.nDevice == outBefore.nDevice && outDuring.nInode == outBefore.nInode);
+    EXPECT_FALSE(outDuring.nDevice == errDuring.nDevice && outDuring.nInode == errDuring.nInode);
+    EXPECT_EQ(outDuring.nLinks, 0u);
+    EXPECT_EQ(errDuring.nLinks, 0u);
+
+    bool bTimedOut = false;
+    EXPECT_EQ(impl.ExecuteCmd("echo 'Collecting inventory...'; echo warning >&2", false, 0), 0);
+    SCapturedStream out;
+    SCapturedStream err;
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.strHead, "Collecting inventory...\n");
+    EXPECT_EQ(out.nBytes, 24u);
+    EXPECT_TRUE(out.bKept);
+    EXPECT_EQ(err.strHead, "warning\n");
+    EXPECT_EQ(err.nBytes, 8u);
+
+    // A mebibyte: the first 4 KiB are kept, the count is whole, and the next
+    // take starts from nothing.
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("head -c 1048576 /dev/zero | tr '\\000' x", 20000, bTimedOut), 0);
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.strHead, std::string(4096, 'x'));
+    EXPECT_EQ(out.nBytes, 1048576u);
+    EXPECT_EQ(err.nBytes, 0u);
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.nBytes, 0u);
+    EXPECT_TRUE(out.strHead.empty());
+
+    impl.EndStreamCapture();
+    const SStreamIdentity outAfter = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errAfter = IdentityOf(STDERR_FILENO);
+    EXPECT_TRUE(outAfter.nDevice == outBefore.nDevice && outAfter.nInode == outBefore.nInode);
+    EXPECT_TRUE(errAfter.nDevice == errBefore.nDevice && errAfter.nInode == errBefore.nInode);
+    // Ending twice changes nothing.
+    impl.EndStreamCapture();
+    EXPECT_TRUE(IdentityOf(STDOUT_FILENO).nInode == outBefore.nInode);
+}
+
+TEST(LinuxImplStreams, ATemporaryDirectoryThatIsNotThereGivesWayToTmp)
+{
+    // Run in a child: the test changes the environment and the streams.
+    const pid_t nChild = fork();
+    ASSERT_GE(nChild, 0);
+    if (nChild == 0)
+    {
+        setenv("TMPDIR", "/nonexistent/vexdep", 1);
+        CLinuxImpl impl;
+        std::string strError;
+        // /tmp is there: the capture keeps what is written there.
+        bool bOk = impl.BeginStreamCapture(strError);
+        SCapturedStream out;
+        SCapturedStream err;
+        impl.ExecuteCmd("echo kept", false, 0);
+        impl.TakeCapturedStreams(4096, out, err);
+        impl.EndStreamCapture();
+        bOk = bOk && out.bKept && out.strHead == "kept\n";
+        _exit(bOk ? 0 : 1);
+    }
+    int nStatus = 0;
+    ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
+    EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0);
+}

@@ -130,6 +130,8 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
                                                    "CloseHeldFile",       "ExecuteCmdWithTimeout",
                                                    "GetEnvironmentVariable", "ChangeDirectory",
                                                    "GetModificationTime", "IsWritableDirectory",
-                                                   "CanOpen",             "ExamineFile"};
+                                                   "CanOpen",             "ExamineFile",
+                                                   "BeginStreamCapture",  "TakeCapturedStreams",
+                                                   "EndStreamCapture"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

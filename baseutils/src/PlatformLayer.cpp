@@ -133,6 +133,18 @@ bool CPlatformLayer::ExamineFile(const std::string& strPath, SFileState& state, 
     return GetPlatform()->ExamineFile(strPath, state, strError);
 }
 
+bool CPlatformLayer::BeginStreamCapture(std::string& strError)
+{
+    return GetPlatform()->BeginStreamCapture(strError);
+}
+
+void CPlatformLayer::TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err)
+{
+    GetPlatform()->TakeCapturedStreams(nKeepBytes, out, err);
+}
+
+void CPlatformLayer::EndStreamCapture() { GetPlatform()->EndStreamCapture(); }
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

@@ -51,6 +51,9 @@ public:
     static bool IsWritableDirectory(const std::string& strPath);
     static bool CanOpen(const std::string& strPath, std::string& strError);
     static bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError);
+    static bool BeginStreamCapture(std::string& strError);
+    static void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err);
+    static void EndStreamCapture();
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.
