@@ -7,6 +7,7 @@
 #include "ExplainJson.h"
 #include "ExplainReport.h"
 #include "ExplainText.h"
+#include "CollectorOutputCapture.h"
 #include "JsonFormat.h"
 #include "PlatformLayer.h"
 #include "SmbiosDump.h"
@@ -112,6 +113,11 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     {
         report.SetPackageDescription(EPackageDescription::Unparsable);
     }
+    // For a document a program parses, what the collectors write must not
+    // land in it: their two streams are captured for the run, and each
+    // collector's share is shown inside the document.
+    CCollectorOutputCapture outputCapture(m_options.bJson);
+    report.SetCollectorOutputCapture(&outputCapture);
     {
         CDependenciesChecker checker(strWorkingDirectory);
         // As vexdepcheck's wrapper does once the checker exists: the
@@ -132,6 +138,8 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
         const bool bProcessed = checker.Process(eType, strInventoryXml);
         report.SetOutcome(bProcessed, checker.GetDependentDevices());
     }
+    outputCapture.End();
+    report.SetCollectorOutputCapture(nullptr);
 
     // The machine as the run saw it, read again now that the run is over.
     std::size_t nDevices = 0;

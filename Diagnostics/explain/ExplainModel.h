@@ -5,6 +5,7 @@
 // filled by the decision listener (CExplainReport) while the checker runs and
 // read by the two renderings (CExplainText, CExplainJson).
 
+#include "CollectorOutputCapture.h"
 #include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
@@ -51,6 +52,9 @@ struct SExplainedCollector
     int64_t nOutputModifiedMs = 0;
     bool bOutputStale = false;    // older than the run: the collector did not write it
     bool bReleaseWritable = true; // this process may create files in the release directory
+    // What it wrote to its standard output and standard error, when that
+    // was captured (for a document a program parses).
+    std::optional<SCollectorOutput> output;
 
     // The collector's shell ended with a status other than 0.
     bool ExitedNonZero() const;

@@ -145,6 +145,12 @@ void CExplainReport::OnInventoryLookup(const CDeviceInfo* pDependency, const SIn
         collector.bTimedOut = source.bTimedOut;
         collector.nStartedMs = source.nStartedMs;
         collector.strOutputPath = source.strOutputPath;
+        if (m_pOutputCapture != nullptr && m_pOutputCapture->IsOn())
+        {
+            // The checker runs one collector at a time and reports each run
+            // here, before the next one starts.
+            collector.output = m_pOutputCapture->Take();
+        }
         run.collector = collector;
     }
     if (lookup.pRecords != nullptr)

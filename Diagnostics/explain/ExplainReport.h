@@ -1,6 +1,7 @@
 #ifndef VEXDEP_EXPLAINREPORT_H
 #define VEXDEP_EXPLAINREPORT_H
 
+#include "CollectorOutputCapture.h"
 #include "ExplainJson.h"
 #include "ExplainModel.h"
 
@@ -38,6 +39,9 @@ public:
     // How package.xml was found (missing, unparsable, parsed); parsed when
     // not set and the description was found.
     void SetPackageDescription(EPackageDescription eState) { m_run.ePackageDescription = eState; }
+    // Where what the collectors write is captured (when it is): each run's
+    // share is taken when the checker reports the run. Not owned.
+    void SetCollectorOutputCapture(CCollectorOutputCapture* pCapture) { m_pOutputCapture = pCapture; }
     // The result of Process and the checker's list: the exit status that
     // vexdepcheck returns for them, and its report's dependencies.
     void SetOutcome(bool bProcessed, const std::vector<CDeviceInfo*>& vReported);
@@ -91,6 +95,7 @@ private:
     SExplainedRun m_run;
     std::map<const CDeviceInfo*, std::size_t> m_mapIndex;
     std::map<std::string, SReleaseRun> m_mapReleaseRuns;
+    CCollectorOutputCapture* m_pOutputCapture = nullptr;
 };
 
 #endif // VEXDEP_EXPLAINREPORT_H
