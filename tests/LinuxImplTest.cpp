@@ -1089,3 +1089,19 @@ TEST(LinuxImplStreams, ATemporaryDirectoryThatIsNotThereGivesWayToTmp)
     ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
     EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0);
 }
+
+TEST(LinuxImplFiles, AFileChangedAfterTheFileClockIsReadIsNotOlderThanIt)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    vextest::WriteFile(dir.File("before"), "x");
+    const int64_t nClock = impl.GetFileClockTime();
+    vextest::WriteFile(dir.File("after"), "x");
+    SFileState after;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("after"), after, strError));
+    EXPECT_GE(after.nChangedNs, nClock);
+    SFileState before;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("before"), before, strError));
+    EXPECT_LE(before.nChangedNs, nClock);
+}

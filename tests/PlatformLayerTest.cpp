@@ -132,6 +132,6 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
                                                    "GetModificationTime", "IsWritableDirectory",
                                                    "CanOpen",             "ExamineFile",
                                                    "BeginStreamCapture",  "TakeCapturedStreams",
-                                                   "EndStreamCapture"};
+                                                   "EndStreamCapture",    "GetFileClockTime"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

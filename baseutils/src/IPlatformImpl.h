@@ -118,6 +118,10 @@ public:
     virtual void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err) = 0;
     // Puts the standard output and standard error back where they were.
     virtual void EndStreamCapture() = 0;
+    // Now, in nanoseconds since the epoch, by the clock the system stamps
+    // files with (coarser than the wall clock, and up to a tick behind it):
+    // a file whose status change time is before it was not changed since.
+    virtual int64_t GetFileClockTime() = 0;
 
 protected:
     // The platform object lives for the whole process and is never deleted

@@ -8,6 +8,7 @@
 #include "LinuxImplLogSource.h"
 
 #include <cerrno>
+#include <ctime>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -124,6 +125,17 @@ bool CLinuxImpl::CanOpen(const std::string& strPath, std::string& strError)
     }
     close(nFd);
     return true;
+}
+
+int64_t CLinuxImpl::GetFileClockTime()
+{
+    // File times come from the kernel's coarse real-time clock.
+    struct timespec now = {};
+    if (clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
+    {
+        clock_gettime(CLOCK_REALTIME, &now);
+    }
+    return static_cast<int64_t>(now.tv_sec) * 1000000000 + static_cast<int64_t>(now.tv_nsec);
 }
 
 bool CLinuxImpl::ExamineFile(const std::string& strPath, SFileState& state, std::string& strError)

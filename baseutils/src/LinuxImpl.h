@@ -56,6 +56,7 @@ public:
     bool BeginStreamCapture(std::string& strError) override;
     void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err) override;
     void EndStreamCapture() override;
+    int64_t GetFileClockTime() override;
 
     bool isKOVAZEPHInstalled();
     bool isESXiSystem();

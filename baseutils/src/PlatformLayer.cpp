@@ -145,6 +145,8 @@ void CPlatformLayer::TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream
 
 void CPlatformLayer::EndStreamCapture() { GetPlatform()->EndStreamCapture(); }
 
+int64_t CPlatformLayer::GetFileClockTime() { return GetPlatform()->GetFileClockTime(); }
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

@@ -54,6 +54,7 @@ public:
     static bool BeginStreamCapture(std::string& strError);
     static void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err);
     static void EndStreamCapture();
+    static int64_t GetFileClockTime();
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.
