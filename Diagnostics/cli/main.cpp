@@ -3,36 +3,33 @@
 // code.
 //
 //   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE]
-//                      [--collector-timeout config|N|none] [--json] [--exit-verdict]
-//   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
+//                      [--collector-timeout config|N|none] [--json | --format text|json]
+//                      [--exit-verdict]
+//   vexinspect smbios [--from-dump FILE] [--log FILE] [--json | --format text|json]
 //   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
 //
 // --smbios-dump and --from-dump name the same option on explain and smbios.
 //
-// Exit status 64 for a command line that cannot be parsed; otherwise that of
-// the subcommand (see docs/diagnostics.md). Every error line starts with
-// "vexinspect:" (or "vexinspect SUBCOMMAND:").
+// Exit status 64 for a command line that cannot be parsed (worded by
+// UsageErrors); otherwise that of the subcommand (see docs/diagnostics.md).
+// Every error line starts with "vexinspect:" (or "vexinspect SUBCOMMAND:").
 
 #include "ExplainCommand.h"
 #include "LintCommand.h"
+#include "OutputFormat.h"
 #include "SmbiosCommand.h"
+#include "UsageErrors.h"
 #include "Version.h"
 #include "XmlSupport.h"
 
 #include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace
 {
-const int kExitUsage = 64;
-
 const std::string kVersionText = std::string("vexinspect ") + VEXDEP_VERSION;
-
-const char* const kSubcommandList = "explain, smbios or lint";
 
 // The help footers: exit statuses and one example.
 const char* const kToolFooter = "Exit status:\n"
@@ -62,45 +59,11 @@ const char* const kLintFooter = "Exit status:\n"
                                 "  1   warnings only\n"
                                 "  2   at least one error\n"
                                 "  64  usage error\n"
-                                "  66  the package directory does not exist\n"
+                                "  66  the package directory cannot be entered\n"
                                 "\n"
                                 "Example:\n"
                                 "  vexinspect lint --package-dir pkg";
 
-// Prints a command line that cannot be parsed on err, every line prefixed
-// with "vexinspect:", and returns the usage exit status. A first word that
-// is neither an option nor a subcommand is named as the unknown subcommand.
-int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char* argv[], std::ostream& err)
-{
-    const std::vector<const CLI::App*> vParsed =
-        app.get_subcommands([](const CLI::App* pSubcommand) { return pSubcommand->parsed(); });
-    if (vParsed.empty())
-    {
-        const std::string strFirst = argc > 1 ? argv[1] : "";
-        if (strFirst.empty())
-        {
-            err << "vexinspect: a subcommand is required (" << kSubcommandList << ")\n";
-        }
-        else if (strFirst[0] != '-')
-        {
-            err << "vexinspect: unknown subcommand \"" << strFirst << "\" (expected " << kSubcommandList << ")\n";
-        }
-        else
-        {
-            err << "vexinspect: unknown option \"" << strFirst << "\" (expected --help, --version or a subcommand: "
-                << kSubcommandList << ")\n";
-        }
-        err << "vexinspect: run \"vexinspect --help\" for the usage\n";
-        return kExitUsage;
-    }
-    std::istringstream issMessage(error.what());
-    for (std::string strLine; std::getline(issMessage, strLine);)
-    {
-        err << "vexinspect: " << strLine << "\n";
-    }
-    err << "vexinspect: run \"vexinspect " << vParsed.front()->get_name() << " --help\" for the usage\n";
-    return kExitUsage;
-}
 // vexinspect presents what went wrong with a document in its own words:
 // what the XML library says about the documents it reads is not written to
 // standard error (where the checker, run on its own, writes it).
@@ -132,6 +95,7 @@ int main(int argc, char* argv[])
     pExplain->add_option("type", explainOptions.strType, "hard or soft, as given to vexdepcheck")
         ->required()
         ->check(CLI::IsMember({"hard", "soft"}));
+    usage::NameArgument(pExplain, "type", "package type", "hard or soft");
     pExplain->add_option("--package-dir", explainOptions.strPackageDir,
                          "The package directory (default: the current directory)");
     pExplain->footer(kExplainFooter);
@@ -146,7 +110,8 @@ int main(int argc, char* argv[])
                      "seconds, or none (wait until they end); default: the value of VEXDEP_COLLECTOR_TIMEOUT, as "
                      "vexdepcheck takes it")
         ->type_name("config|N|none");
-    pExplain->add_flag("--json", explainOptions.bJson, "Print JSON instead of text");
+    SOutputFormat explainFormat;
+    AddOutputFormat(pExplain, explainFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");
     pExplain->add_flag("--exit-verdict", explainOptions.bExitVerdict,
                        "Exit with the verdict: 0 ready, 1 blocked, 2 recommended, 3 unverifiable");
 
@@ -159,7 +124,8 @@ int main(int argc, char* argv[])
                         "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables "
                         "(--smbios-dump is an alias)");
     pSmbios->add_option("--log", smbiosOptions.strLogFile, "Write the SMBIOS reader's debug log to this file");
-    pSmbios->add_flag("--json", smbiosOptions.bJson, "Print JSON instead of text");
+    SOutputFormat smbiosFormat;
+    AddOutputFormat(pSmbios, smbiosFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");
 
     SLintOptions lintOptions;
     CLI::App* pLint =
@@ -168,13 +134,14 @@ int main(int argc, char* argv[])
     pLint->footer(kLintFooter);
     pLint->add_option("--package-dir", lintOptions.strPackageDir,
                       "The package directory (default: the current directory)");
-    CLI::Option* pLintJson = pLint->add_flag("--json", lintOptions.bJson, "Print JSON instead of text");
-    pLint
-        ->add_option("--format", lintOptions.strFormat,
-                     "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
-        ->check(CLI::IsMember({"text", "json", "sarif"}))
-        ->excludes(pLintJson);
+    SOutputFormat lintFormat;
+    AddOutputFormat(pLint, lintFormat, {"text", "json", "sarif"},
+                    "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log");
 
+    if (usage::RefuseVersionWithArguments(app, argc, argv, std::cerr))
+    {
+        return usage::kExitUsage;
+    }
     try
     {
         app.parse(argc, argv);
@@ -186,17 +153,20 @@ int main(int argc, char* argv[])
     }
     catch (const CLI::ParseError& e)
     {
-        return ReportUsageError(app, e, argc, argv, std::cerr);
+        return usage::ReportParseError(app, e, argc, argv, std::cerr);
     }
 
     if (pExplain->parsed())
     {
         explainOptions.bCollectorTimeoutGiven = pExplain->count("--collector-timeout") > 0;
+        explainOptions.bJson = explainFormat.Chosen() == "json";
         return CExplainCommand(explainOptions).Run(std::cout, std::cerr);
     }
     if (pSmbios->parsed())
     {
+        smbiosOptions.bJson = smbiosFormat.Chosen() == "json";
         return CSmbiosCommand(smbiosOptions).Run(std::cout, std::cerr);
     }
+    lintOptions.strFormat = lintFormat.Chosen();
     return CLintCommand(lintOptions).Run(std::cout, std::cerr);
 }

@@ -311,6 +311,8 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         entry["result"] = comparison.nResult;
         entry["comparedAs"] = CVersionRule::Method(comparison.strRequired, comparison.strInstalled);
         entry["meaning"] = CVersionRule::Meaning(comparison.nResult);
+        entry["caveat"] =
+            TextOrNull(CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled));
         entry["installedDevice"] = DeviceJson(comparison.installed);
         comparisons.push_back(entry);
     }

@@ -33,6 +33,8 @@ public:
                 bool bPackageDescriptionFound, const std::string& strInventoryText);
     // The machine as the inventory text and the SMBIOS table describe it.
     void SetMachine(const SOSInfo& runningOS, std::size_t nInventoryDevices, const SSmbiosSummary& smbios);
+    // Why the device list ("inv.xml") could not be read; empty when it was.
+    void SetInventoryTextProblem(const std::string& strProblem) { m_run.strInventoryTextProblem = strProblem; }
     // The collectors' time limit the run used, and a value of the
     // environment variable that was rejected (empty when none was).
     void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
@@ -91,6 +93,9 @@ private:
     };
 
     SExplainedDependency* Find(const CDeviceInfo* pDependency);
+    // Whether the collector's output document is there, changed since
+    // nRunStartedNs (by the file clock), and parses.
+    static void ExamineOutputDocument(SExplainedCollector& collector, int64_t nRunStartedNs);
 
     SExplainedRun m_run;
     std::map<const CDeviceInfo*, std::size_t> m_mapIndex;
