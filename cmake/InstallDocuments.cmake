@@ -65,7 +65,16 @@ foreach(entry IN LISTS VEXDEP_MAN_PAGES)
   string(REPLACE "=" ";" entry_parts "${entry}")
   list(GET entry_parts 0 page)
   list(GET entry_parts 1 source)
-  configure_file("${VEXDEP_SOURCE_DIR}/docs/man/${source}" "${stage}/man/${page}.8" @ONLY)
+  # The source pages name the version-less title and the default paths (so
+  # that `man -l docs/man/PAGE.8` reads well in a checkout); installed, they
+  # name the version and the paths of this installation.
+  file(READ "${VEXDEP_SOURCE_DIR}/docs/man/${source}" text)
+  string(REPLACE "\"vexdepcheck\" \"System Manager's Manual\"" "\"vexdepcheck ${VERSION}\" \"System Manager's Manual\""
+                 text "${text}")
+  string(REPLACE "/usr/share/bash\\-completion/completions" "${COMPLETIONSDIR}" text "${text}")
+  string(REPLACE "/usr/share/doc/vexdepcheck/diagnostics.md.gz" "${DIAGNOSTICS_DOC}" text "${text}")
+  string(REPLACE "/usr/share/doc/vexdepcheck/planning.md.gz" "${PLANNING_DOC}" text "${text}")
+  file(WRITE "${stage}/man/${page}.8" "${text}")
   vexdep_gzip("${stage}/man/${page}.8")
   list(APPEND installed_pages "${stage}/man/${page}.8.gz")
 endforeach()

@@ -49,15 +49,16 @@ Words Sorted(Words vWords)
 Words Inspect(const Words& vWords) { return Complete("vexinspect", vWords); }
 
 const Words kExplainOptions = {"--package-dir", "--smbios-dump",  "--from-dump", "--log",    "--collector-timeout",
-                               "--json",        "--exit-verdict", "--help",      "--version"};
-const Words kSmbiosOptions = {"--from-dump", "--smbios-dump", "--log", "--json", "--help", "--version"};
+                               "--json",        "--format",       "--exit-verdict", "--help", "--version"};
+const Words kSmbiosOptions = {"--from-dump", "--smbios-dump", "--log", "--json", "--format", "--help", "--version"};
 const Words kLintOptions = {"--package-dir", "--json", "--format", "--help", "--version"};
 const Words kPlanOptions = {"--repository", "--package-dir", "--inventory",        "--catalog",
                             "--smbios-dump", "--from-dump",  "--log",              "--collector-timeout",
-                            "--json",        "--exit-verdict", "--help",           "--version"};
-const Words kRepoIndexOptions = {"--output", "-o", "--json", "--help", "--version"};
+                            "--json",        "--format",     "--exit-verdict",     "--help",
+                            "--version"};
+const Words kRepoIndexOptions = {"--output", "-o", "--json", "--format", "--help", "--version"};
 const Words kRepoCheckOptions = {"--catalog", "--json", "--format", "--help", "--version"};
-const Words kRepoPackOptions = {"--output", "-o", "--json", "--help", "--version"};
+const Words kRepoPackOptions = {"--output", "-o", "--json", "--format", "--help", "--version"};
 
 // A directory with two subdirectories and two files.
 class CompletionOfPaths : public ::testing::Test
@@ -161,6 +162,9 @@ TEST(VexinspectCompletion, OffersTheValuesOfCollectorTimeoutAndFormat)
     EXPECT_EQ(Inspect({"vexinspect", "explain", "--collector-timeout", "n"}), Words({"none"}));
     EXPECT_EQ(Inspect({"vexinspect", "lint", "--format", "s"}), Words({"sarif"}));
     EXPECT_EQ(Inspect({"vexinspect", "lint", "--format", ""}), Sorted({"text", "json", "sarif"}));
+    // SARIF is lint's alone.
+    EXPECT_EQ(Inspect({"vexinspect", "explain", "--format", ""}), Sorted({"text", "json"}));
+    EXPECT_EQ(Inspect({"vexinspect", "smbios", "--format", "s"}), Words());
     // "--format=s": readline splits the word at the "=".
     EXPECT_EQ(Inspect({"vexinspect", "lint", "--format", "=", "s"}), Words({"sarif"}));
     EXPECT_EQ(Inspect({"vexinspect", "explain", "--collector-timeout", "="}), Words({"config", "none"}));
@@ -247,3 +251,14 @@ TEST(VexinspectCompletion, CoversEveryOptionOfTheHelp)
         }
     }
 }
+
+TEST(VexinspectCompletion, BothFilesNameTheManualPagesOfSection8)
+{
+    for (const char* pszName : {"vexdepcheck", "vexinspect"})
+    {
+        const std::string strText = vextest::ReadFile(std::string(VEXDEP_SOURCE_DIR "/completions/") + pszName);
+        EXPECT_NE(strText.find(std::string(pszName) + "(8)"), std::string::npos) << pszName;
+        EXPECT_EQ(strText.find(std::string(pszName) + "(1)"), std::string::npos) << pszName;
+    }
+}
+

@@ -123,6 +123,8 @@ void ExpectSmbiosAgreesWithDmidecode(const std::string& strDump)
     EXPECT_EQ(json["serialNumber"], DmidecodeString(strDump, "system-serial-number"));
     EXPECT_EQ(json["biosVendor"], DmidecodeString(strDump, "bios-vendor"));
     EXPECT_EQ(json["biosVersion"], DmidecodeString(strDump, "bios-version"));
+    EXPECT_EQ(json["systemVersion"], DmidecodeString(strDump, "system-version"));
+    EXPECT_EQ(json["systemUUID"], DmidecodeString(strDump, "system-uuid"));
 }
 } // namespace
 
@@ -308,6 +310,10 @@ void ExpectEntryPointVersionAgreesWithDmidecode(const std::string& strDump, cons
     const Json document = Json::parse(json.strStdout);
     EXPECT_EQ(document["entryPointVersion"], dmidecode.strVersion);
     EXPECT_EQ(JsonSchemaErrors("smbios", json.strStdout), "");
+    // The system's version and UUID (type 1), the UUID in dmidecode's byte
+    // order for the version it takes the table for.
+    EXPECT_EQ(document["systemVersion"], DmidecodeString(strDump, "system-version"));
+    EXPECT_EQ(document["systemUUID"], DmidecodeString(strDump, "system-uuid"));
     if (bFixup)
     {
         EXPECT_EQ(document["entryPointVersionNote"], dmidecode.strNote);
@@ -356,6 +362,8 @@ std::vector<VersionCase> VersionCases()
          },
          "3.1.1", false},
         {"A2xVersion", DumpOf2xVersion<8>, "2.8", false},
+        // Before 2.6 the UUID is taken in its byte order.
+        {"A2xVersionBefore2_6", DumpOf2xVersion<5>, "2.5", false},
         // The 32-bit entry point versions dmidecode fixes up, each with its
         // note.
         {"TheFixupOf2_31", DumpOf2xVersion<31>, "2.3", true},
@@ -760,7 +768,7 @@ std::string Shown(const std::vector<std::string>& vArgs)
 }
 } // namespace
 
-TEST(VexinspectCommandLine, EveryLineOfAUsageErrorStartsWithTheProgramName)
+TEST(VexinspectCommandLine, AUsageErrorIsOneLineWithTheProgramNameAndThenWhereToGetHelp)
 {
     const std::vector<std::vector<std::string>> vBad = {
         {},
@@ -770,10 +778,23 @@ TEST(VexinspectCommandLine, EveryLineOfAUsageErrorStartsWithTheProgramName)
         {"explain", "HARD"},
         {"explain", "hard", "--nope"},
         {"explain", "hard", "--collector-timeout"},
+        {"explain", "hard", "--collector-timeout", "60s"},
         {"explain", "hard", "--smbios-dump", "a", "--from-dump", "b"},
+        {"explain", "hard", "--json", "--format", "text"},
         {"lint", "extra"},
+        {"lint", "--format", "xml"},
         {"smbios", "--from-dump"},
         {"smbios", "--smbios-dump"},
+        {"smbios", "--format", "sarif"},
+        {"--version", "lint"},
+        {"lint", "--version", "--json"},
+        {"plan"},
+        {"plan", "hard", "--repository", "r", "--format", "sarif"},
+        {"repo"},
+        {"repo", "index"},
+        {"repo", "check", "r", "--json", "--format", "sarif"},
+        {"repo", "pack", "r"},
+        {"repo", "index", "r", "--version"},
     };
     for (const std::vector<std::string>& vArgs : vBad)
     {
@@ -782,33 +803,72 @@ TEST(VexinspectCommandLine, EveryLineOfAUsageErrorStartsWithTheProgramName)
         EXPECT_EQ(result.nExitStatus, 64);
         EXPECT_EQ(result.strStdout, "");
         const std::vector<std::string> vLines = Lines(result.strStderr);
-        ASSERT_FALSE(vLines.empty());
-        for (const std::string& strLine : vLines)
-        {
-            EXPECT_EQ(strLine.compare(0, 12, "vexinspect: "), 0) << strLine;
-        }
-        // The last line points at the help that answers.
-        const std::string strHelp = vArgs.empty() || vArgs[0][0] == '-' || vArgs[0] == "frobnicate"
-                                        ? "vexinspect --help"
-                                        : "vexinspect " + vArgs[0] + " --help";
-        EXPECT_EQ(vLines.back(), "vexinspect: run \"" + strHelp + "\" for the usage");
+        ASSERT_EQ(vLines.size(), 2u) << result.strStderr;
+        EXPECT_EQ(vLines[0].compare(0, 12, "vexinspect: "), 0) << vLines[0];
+        // The last line points at the help that answers, as Linux tools do.
+        const bool bSubcommand = !vArgs.empty() && (vArgs[0] == "explain" || vArgs[0] == "smbios" ||
+                                                    vArgs[0] == "lint" || vArgs[0] == "plan" || vArgs[0] == "repo");
+        // A subcommand of repo is named with it ("repo index").
+        const bool bNested = bSubcommand && vArgs[0] == "repo" && vArgs.size() > 1;
+        const std::string strCommand = bNested ? vArgs[0] + " " + vArgs[1] : bSubcommand ? vArgs[0] : "";
+        const std::string strHelp = bSubcommand ? "vexinspect " + strCommand + " --help" : "vexinspect --help";
+        EXPECT_EQ(vLines[1], "Try '" + strHelp + "' for more information.");
     }
 }
 
-TEST(VexinspectCommandLine, AnUnknownSubcommandIsNamed)
+TEST(VexinspectCommandLine, UsageErrorsSayWhatIsWrongAndWhatIsExpected)
 {
-    for (const std::vector<std::string>& vArgs :
-         std::vector<std::vector<std::string>>{{"frobnicate"}, {"frobnicate", "hard", "--json"}})
+    const std::vector<std::pair<std::vector<std::string>, std::string>> vCases = {
+        {{}, "vexinspect: missing subcommand: expected explain, smbios, lint, repo or plan"},
+        {{"frobnicate"}, "vexinspect: unknown subcommand 'frobnicate': expected explain, smbios, lint, repo or plan"},
+        {{"frobnicate", "hard", "--json"}, "vexinspect: unknown subcommand 'frobnicate': expected explain, smbios, lint, repo or plan"},
+        {{"explain"}, "vexinspect: missing package type: expected hard or soft"},
+        {{"explain", "HARD"}, "vexinspect: invalid package type 'HARD': expected hard or soft"},
+        {{"explain", "hard", "--log"}, "vexinspect: option '--log' requires an argument"},
+        {{"explain", "hard", "--nope"}, "vexinspect: unrecognized option '--nope'"},
+        {{"lint", "extra"}, "vexinspect: unexpected argument 'extra'"},
+        {{"--version", "lint"}, "vexinspect: option '--version' takes no other arguments"},
+        {{"plan", "HARD", "--repository", "r"}, "vexinspect: invalid plan type 'HARD': expected hard, soft or both"},
+        {{"repo", "index", "r", "--nope"}, "vexinspect: unrecognized option '--nope'"},
+    };
+    for (const auto& testCase : vCases)
     {
-        const CommandResult result = Inspect(vArgs);
-        EXPECT_EQ(result.nExitStatus, 64);
-        const std::vector<std::string> vLines = Lines(result.strStderr);
+        SCOPED_TRACE(Shown(testCase.first));
+        const std::vector<std::string> vLines = Lines(Inspect(testCase.first).strStderr);
         ASSERT_FALSE(vLines.empty());
-        EXPECT_EQ(vLines[0], "vexinspect: unknown subcommand \"frobnicate\" (expected explain, smbios, lint, repo or plan)");
+        EXPECT_EQ(vLines[0], testCase.second);
     }
-    const std::vector<std::string> vNone = Lines(Inspect({}).strStderr);
-    ASSERT_FALSE(vNone.empty());
-    EXPECT_EQ(vNone[0], "vexinspect: a subcommand is required (explain, smbios, lint, repo or plan)");
+}
+
+TEST(VexinspectCommandLine, FormatJsonIsAcceptedWhereverJsonIs)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("met-unmet-failed"), dir.Path());
+    WriteFile(dir.File("server.dump"), SmbiosDumpImage2(IdentityTable(0x0B)));
+    const std::vector<std::vector<std::string>> vCommands = {
+        {"explain", "hard", "--smbios-dump", dir.File("server.dump")},
+        {"smbios", "--from-dump", dir.File("server.dump")},
+        {"lint"},
+    };
+    for (const std::vector<std::string>& vCommand : vCommands)
+    {
+        SCOPED_TRACE(Shown(vCommand));
+        std::vector<std::string> vJson = vCommand;
+        vJson.push_back("--json");
+        std::vector<std::string> vFormat = vCommand;
+        vFormat.insert(vFormat.end(), {"--format", "json"});
+        const CommandResult json = Inspect(vJson, dir.Path());
+        const CommandResult format = Inspect(vFormat, dir.Path());
+        EXPECT_EQ(format.nExitStatus, json.nExitStatus) << format.strStderr;
+        const Json fromJson = Json::parse(json.strStdout);
+        const Json fromFormat = Json::parse(format.strStdout);
+        EXPECT_EQ(fromFormat["command"], fromJson["command"]);
+        EXPECT_EQ(fromFormat.size(), fromJson.size());
+        // And --format text is the text.
+        std::vector<std::string> vText = vCommand;
+        vText.insert(vText.end(), {"--format", "text"});
+        EXPECT_NE(Inspect(vText, dir.Path()).strStdout.compare(0, 1, "{"), 0);
+    }
 }
 
 TEST(VexinspectCommandLine, BothDumpOptionNamesAreAcceptedByExplainAndSmbios)
@@ -923,7 +983,7 @@ TEST(VexinspectCommandLine, HelpListsTheExitStatusesAndAnExample)
           "  66  the dump or the log file cannot be used", "  vexinspect smbios --from-dump "}},
         {{"lint", "--help"},
          {"  0   no finding", "  1   warnings only", "  2   at least one error", "  64  usage error",
-          "  66  the package directory does not exist", "  vexinspect lint --package-dir "}},
+          "  66  the package directory cannot be entered", "  vexinspect lint --package-dir "}},
     };
     for (const auto& help : vHelps)
     {
@@ -1020,3 +1080,28 @@ TEST(VexinspectDocumentation, HasAJsonExampleOfEachCommandWithTheFieldsTheToolWr
     EXPECT_EQ(Keys(vBlocks[2]), Keys(lint));
     EXPECT_EQ(Keys(vBlocks[2]["findings"][0]), Keys(lint["findings"][0]));
 }
+
+TEST(VexinspectDocumentation, TheSourceManualPagesRenderWithoutPlaceholdersAndDocumentExitVerdict)
+{
+    for (const char* pszPage : {"vexdepcheck", "vexinspect"})
+    {
+        const std::string strPath = std::string(VEXDEP_SOURCE_DIR "/docs/man/") + pszPage + ".8";
+        const std::string strSource = ReadFile(strPath);
+        EXPECT_FALSE(std::regex_search(strSource, std::regex("@[A-Z_]+@"))) << pszPage;
+        if (!FileExists("/usr/bin/man"))
+        {
+            continue;
+        }
+        const CommandResult man = RunCommand({"/usr/bin/man", "--warnings", "-l", strPath}, "/");
+        EXPECT_EQ(man.nExitStatus, 0) << man.strStderr;
+        EXPECT_EQ(man.strStderr, "") << pszPage;
+        EXPECT_EQ(man.strStdout.find('@'), std::string::npos) << pszPage;
+    }
+    const std::string strPage = ReadFile(VEXDEP_SOURCE_DIR "/docs/man/vexinspect.8");
+    for (const char* pszText : {".B \\-\\-exit\\-verdict", "unverifiable", "docs/json/explain.schema.json",
+                                "docs/json/smbios.schema.json", "docs/json/lint.schema.json", ".B 3\n"})
+    {
+        EXPECT_NE(strPage.find(pszText), std::string::npos) << pszText;
+    }
+}
+

@@ -77,7 +77,8 @@ TEST(ExplainCommand, ATypeOtherThanHardOrSoftIsAUsageError)
     TempDir dir;
     const CommandOutput output = RunExplain(Options("HARD", dir.Path()));
     EXPECT_EQ(output.nExitStatus, CExplainCommand::nExitUsage);
-    EXPECT_EQ(output.strErr, "vexinspect explain: the type must be hard or soft, not \"HARD\"\n");
+    EXPECT_EQ(output.strErr, "vexinspect: invalid package type 'HARD': expected hard or soft\n"
+                             "Try 'vexinspect explain --help' for more information.\n");
     EXPECT_TRUE(output.strOut.empty());
 }
 

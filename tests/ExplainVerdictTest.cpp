@@ -164,7 +164,8 @@ TEST(ExplainVerdict, StaleOutputDocumentIsUnverifiable)
     EXPECT_EQ(collector["outputStale"], true);
     EXPECT_EQ(collector["outputPresent"], true);
     ASSERT_EQ(collector["warnings"].size(), 1u);
-    EXPECT_NE(collector["warnings"][0].get<std::string>().find("older than the run"), std::string::npos);
+    EXPECT_NE(collector["warnings"][0].get<std::string>().find("was not changed after the collector started"),
+              std::string::npos);
 
     // Written anew by the collector, the same document is fresh.
     WriteFile(dir.File("RT/collect.sh"),
@@ -255,3 +256,195 @@ TEST(ExplainVerdict, RootOwnedPackageCheckedAsAnotherUserIsUnverifiable)
     }
     EXPECT_FALSE(staleJson["reasons"].empty());
 }
+
+namespace
+{
+// The texts of the reasons of the given kind.
+std::vector<std::string> ReasonTexts(const Json& explain, const std::string& strKind)
+{
+    std::vector<std::string> vTexts;
+    for (const Json& reason : explain["reasons"])
+    {
+        if (reason["kind"] == strKind)
+        {
+            vTexts.push_back(reason["text"]);
+        }
+    }
+    return vTexts;
+}
+
+bool AnyHolds(const std::vector<std::string>& vTexts, const std::string& strPart)
+{
+    for (const std::string& strText : vTexts)
+    {
+        if (strText.find(strPart) != std::string::npos)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+const char* const kInventory981 = "<SVMInventory><Device componentID=\"981\"><Application componentType=\"FRMW\" "
+                                  "version=\"2.5\"/></Device></SVMInventory>\n";
+} // namespace
+
+TEST(ExplainVerdict, ADocumentTheCollectorCopiesWithItsOldTimesIsFresh)
+{
+    // "cp -p" keeps the copy's modification time an hour old; the status
+    // change time says the collector wrote it now.
+    TempDir dir;
+    WriteScenario(FindScenario("collector-slower-than-its-limit"), dir.Path());
+    WriteFile(dir.File("RT/saved.xml"), kInventory981);
+    WriteFile(dir.File("RT/inventory.xml"), kInventory981);
+    const struct timespec aHourAgo[2] = {{time(nullptr) - 3600, 0}, {time(nullptr) - 3600, 0}};
+    for (const char* pszFile : {"RT/saved.xml", "RT/inventory.xml"})
+    {
+        ASSERT_EQ(utimensat(AT_FDCWD, dir.File(pszFile).c_str(), aHourAgo, 0), 0);
+    }
+    WriteFile(dir.File("RT/collect.sh"), "#!/bin/sh\ncp -p saved.xml inventory.xml\n", true);
+    int nStatus = -1;
+    const Json explain = Explain({"hard"}, dir.Path(), nStatus);
+    EXPECT_EQ(explain["verdict"], "ready") << explain["reasons"].dump();
+    EXPECT_EQ(Kinds(explain), std::vector<std::string>({"all-met"}));
+    const Json& collector = explain["dependencies"][0]["inventory"]["collector"];
+    EXPECT_EQ(collector["outputStale"], false);
+    EXPECT_EQ(collector["warnings"].size(), 0u) << collector.dump();
+}
+
+TEST(ExplainVerdict, AnOutputDocumentThatDoesNotParseIsNamedWithTheParsersPlace)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("collector-slower-than-its-limit"), dir.Path());
+    WriteFile(dir.File("RT/collect.sh"),
+              "#!/bin/sh\nprintf '<SVMInventory>\\n<Device componentID=\"981\">\\n' > inventory.xml\n", true);
+    int nStatus = -1;
+    const Json explain = Explain({"hard", "--exit-verdict"}, dir.Path(), nStatus);
+    EXPECT_EQ(explain["verdict"], "unverifiable");
+    EXPECT_EQ(nStatus, 3);
+    const std::vector<std::string> vTexts = ReasonTexts(explain, "no-inventory");
+    ASSERT_EQ(vTexts.size(), 1u) << explain["reasons"].dump();
+    EXPECT_NE(vTexts[0].find("inventory.xml does not parse: line 3, column 1: Premature end of data in tag Device "
+                             "line 2"),
+              std::string::npos)
+        << vTexts[0];
+    EXPECT_EQ(vTexts[0].find("missing or lists no device"), std::string::npos);
+}
+
+TEST(ExplainVerdict, WithoutInvXmlTheDevicesAndOSAreUnverifiableNotReady)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("sample-package"), dir.Path());
+    ASSERT_EQ(unlink(dir.File("inv.xml").c_str()), 0);
+    // vexdepcheck has nothing to report: no device of the package is present.
+    EXPECT_EQ(RunCommand({CheckerExecutable(), "hard"}, dir.Path()).nExitStatus, 255);
+    int nStatus = -1;
+    const Json missing = Explain({"hard", "--exit-verdict"}, dir.Path(), nStatus);
+    EXPECT_EQ(missing["verdict"], "unverifiable") << missing["reasons"].dump();
+    EXPECT_EQ(nStatus, 3);
+    const std::vector<std::string> vMissing = ReasonTexts(missing, "inventory-text-unreadable");
+    ASSERT_FALSE(vMissing.empty()) << missing["reasons"].dump();
+    EXPECT_TRUE(AnyHolds(vMissing, "(inv.xml: No such file or directory): it was never considered"))
+        << vMissing[0];
+
+    WriteFile(dir.File("inv.xml"), "<SVMInventory>\n<Device componentID=\"104500\">\n");
+    const Json unparsable = Explain({"hard"}, dir.Path(), nStatus);
+    EXPECT_EQ(unparsable["verdict"], "unverifiable");
+    EXPECT_TRUE(AnyHolds(ReasonTexts(unparsable, "inventory-text-unreadable"),
+                         "inv.xml does not parse: line 3, column 1: Premature end of data in tag Device line 2"))
+        << unparsable["reasons"].dump();
+}
+
+TEST(ExplainVerdict, AReleaseDirectoryOrConfigurationThatCannotBeReadIsPermissionDeniedNotMissing)
+{
+    SKIP_UNLESS_NOBODY();
+    RootOwnedPackage package("sample-package");
+    ::chmod(package.File("REL001").c_str(), 0700);
+    int nStatus = -1;
+    CommandResult result = RunAsNobody({kInspect, "explain", "hard", "--json"}, package.Path());
+    Json explain = Json::parse(result.strStdout);
+    EXPECT_EQ(explain["verdict"], "unverifiable");
+    EXPECT_TRUE(AnyHolds(ReasonTexts(explain, "collector-not-run"),
+                         "never ran: the release directory cannot be entered: Permission denied"))
+        << explain["reasons"].dump();
+
+    ::chmod(package.File("REL001").c_str(), 0755);
+    ::chmod(package.File("REL001/PIEConfig.xml").c_str(), 0600);
+    result = RunAsNobody({kInspect, "explain", "hard", "--json"}, package.Path());
+    explain = Json::parse(result.strStdout);
+    EXPECT_TRUE(AnyHolds(ReasonTexts(explain, "collector-not-run"),
+                         "never ran: PIEConfig.xml cannot be read: Permission denied"))
+        << result.strStdout;
+    (void)nStatus;
+}
+
+TEST(ExplainVerdict, APackagePathWithABlankNamesWhyTheCollectorWasNotFound)
+{
+    TempDir dir;
+    const std::string strPackage = dir.File("update package");
+    MakeDirectory(strPackage);
+    WriteScenario(FindScenario("collector-slower-than-its-limit"), strPackage);
+    // vexdepcheck reports nothing: its collector's command line is split.
+    EXPECT_EQ(RunCommand({CheckerExecutable(), "hard"}, strPackage).nExitStatus, 255);
+    int nStatus = -1;
+    const Json explain = Explain({"hard"}, strPackage, nStatus);
+    EXPECT_EQ(explain["verdict"], "unverifiable");
+    EXPECT_TRUE(AnyHolds(ReasonTexts(explain, "no-inventory"),
+                         "the shell found no command to run (status 127, \"not found\"): the package directory's "
+                         "path " +
+                             strPackage + "/ holds 'blank'"))
+        << explain["reasons"].dump();
+}
+
+TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesThePlatformsAreUnverifiable)
+{
+    SKIP_UNLESS_NOBODY();
+    if (!CanUseMountNamespace())
+    {
+        GTEST_SKIP() << "private mount namespaces (unshare) are refused here";
+    }
+    const Scenario& scenario = FindScenario("platform-single-byte");
+    RootOwnedPackage package("platform-single-byte");
+    ::chmod(package.File("R1").c_str(), 0777);
+    const Firmware firmware = scenario.firmware.RootOnly();
+    const std::vector<std::string> vAsNobody = {"/usr/bin/setpriv", std::string("--reuid=") + kUnprivileged,
+                                                std::string("--regid=") + kUnprivileged, "--clear-groups"};
+    const auto AsNobody = [&vAsNobody](std::vector<std::string> vCommand) {
+        vCommand.insert(vCommand.begin(), vAsNobody.begin(), vAsNobody.end());
+        return vCommand;
+    };
+
+    // Root reads the tables: two dependencies apply, one is for other platforms.
+    const CommandResult root = RunInPackage({kInspect, "explain", "hard", "--json"}, package.Path(), firmware);
+    const Json rootExplain = Json::parse(root.strStdout);
+    EXPECT_EQ(rootExplain["verdict"], "blocked");
+    EXPECT_EQ(ReasonTexts(rootExplain, "unmet").size(), 2u) << rootExplain["reasons"].dump();
+    EXPECT_TRUE(ReasonTexts(rootExplain, "platform-unverifiable").empty());
+
+    // Another user: the platform checks are passed over, and said so. (The
+    // document of root's run goes first: this user could not overwrite it.)
+    ASSERT_EQ(unlink(package.File("R1/inventory.xml").c_str()), 0);
+    const CommandResult user =
+        RunInPackage(AsNobody({kInspect, "explain", "hard", "--json"}), package.Path(), firmware);
+    EXPECT_EQ(JsonSchemaErrors("explain", user.strStdout), "");
+    const Json userExplain = Json::parse(user.strStdout);
+    const std::vector<std::string> vPlatform = ReasonTexts(userExplain, "platform-unverifiable");
+    ASSERT_EQ(vPlatform.size(), 2u) << userExplain["reasons"].dump();
+    EXPECT_TRUE(AnyHolds(vPlatform, "could not be checked as this user, who may not read the SMBIOS tables "
+                                    "(/sys/firmware/dmi/tables/smbios_entry_point: Permission denied; /dev/mem: "
+                                    "Permission denied; /dev/char/mem/smbios: No such file or directory)"))
+        << vPlatform[0];
+    EXPECT_TRUE(AnyHolds(vPlatform, "the verdict holds only for a run as root"));
+    // Only the dependency for every platform is unmet for sure.
+    EXPECT_EQ(ReasonTexts(userExplain, "unmet").size(), 1u) << userExplain["reasons"].dump();
+
+    // vexinspect smbios names every source it tried, as a system tool does.
+    const CommandResult smbios = RunInPackage(AsNobody({kInspect, "smbios"}), "/", firmware);
+    EXPECT_EQ(smbios.nExitStatus, 1);
+    EXPECT_NE(smbios.strStdout.find("/sys/firmware/dmi/tables/smbios_entry_point: Permission denied\n"),
+              std::string::npos)
+        << smbios.strStdout;
+    EXPECT_NE(smbios.strStdout.find("/dev/mem: Permission denied\n"), std::string::npos) << smbios.strStdout;
+    EXPECT_NE(smbios.strStdout.find("run as root"), std::string::npos) << smbios.strStdout;
+}
+

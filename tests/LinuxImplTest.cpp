@@ -949,3 +949,170 @@ TEST(LinuxImplFiles, WritableDirectory)
     vextest::WriteFile(dir.File("f"), "x");
     EXPECT_FALSE(impl.IsWritableDirectory(dir.File("f")));
 }
+
+TEST(LinuxImplFiles, CanOpenGivesTheSystemsReason)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    vextest::WriteFile(dir.File("f"), "x");
+    EXPECT_TRUE(impl.CanOpen(dir.File("f"), strError));
+    EXPECT_TRUE(impl.CanOpen(dir.Path(), strError));
+    EXPECT_FALSE(impl.CanOpen(dir.File("missing"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOENT));
+    EXPECT_FALSE(impl.CanOpen(dir.File("f/below"), strError));
+    EXPECT_EQ(strError, std::strerror(ENOTDIR));
+    // A named pipe that no one writes is opened without waiting.
+    ASSERT_EQ(mkfifo(dir.File("pipe").c_str(), 0644), 0);
+    EXPECT_TRUE(impl.CanOpen(dir.File("pipe"), strError));
+    if (geteuid() != 0)
+    {
+        ASSERT_EQ(chmod(dir.File("f").c_str(), 0), 0);
+        EXPECT_FALSE(impl.CanOpen(dir.File("f"), strError));
+        EXPECT_EQ(strError, std::strerror(EACCES));
+    }
+}
+
+TEST(LinuxImplFiles, ExamineFileTellsAReplacedFileFromTheSameOne)
+{
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    vextest::WriteFile(dir.File("f"), "abc");
+    SFileState before;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), before, strError));
+    EXPECT_TRUE(before.bRegular);
+    EXPECT_EQ(before.nSize, 3);
+    SFileState again;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), again, strError));
+    EXPECT_EQ(again.nInode, before.nInode);
+    EXPECT_EQ(again.nChangedNs, before.nChangedNs);
+    EXPECT_EQ(again.nModifiedNs, before.nModifiedNs);
+    // Replaced by another file of the same name: another inode.
+    vextest::WriteFile(dir.File("g"), "abc");
+    ASSERT_EQ(rename(dir.File("g").c_str(), dir.File("f").c_str()), 0);
+    SFileState replaced;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("f"), replaced, strError));
+    EXPECT_NE(replaced.nInode, before.nInode);
+    SFileState directory;
+    ASSERT_TRUE(impl.ExamineFile(dir.Path(), directory, strError));
+    EXPECT_FALSE(directory.bRegular);
+    EXPECT_FALSE(impl.ExamineFile(dir.File("missing"), directory, strError));
+    EXPECT_EQ(strError, std::strerror(ENOENT));
+}
+
+namespace
+{
+struct SStreamIdentity
+{
+    dev_t nDevice = 0;
+    ino_t nInode = 0;
+    nlink_t nLinks = 0;
+};
+
+SStreamIdentity IdentityOf(int nFd)
+{
+    struct stat st = {};
+    EXPECT_EQ(fstat(nFd, &st), 0);
+    return SStreamIdentity{st.st_dev, st.st_ino, st.st_nlink};
+}
+} // namespace
+
+TEST(LinuxImplStreams, CaptureTakesWhatCommandsWriteAndPutsTheStreamsBack)
+{
+    CLinuxImpl impl;
+    const SStreamIdentity outBefore = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errBefore = IdentityOf(STDERR_FILENO);
+    std::string strError;
+    ASSERT_TRUE(impl.BeginStreamCapture(strError)) << strError;
+    // Both streams now go to files of their own that no one can open by name.
+    const SStreamIdentity outDuring = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errDuring = IdentityOf(STDERR_FILENO);
+    EXPECT_FALSE(outDuring.nDevice == outBefore.nDevice && outDuring.nInode == outBefore.nInode);
+    EXPECT_FALSE(outDuring.nDevice == errDuring.nDevice && outDuring.nInode == errDuring.nInode);
+    EXPECT_EQ(outDuring.nLinks, 0u);
+    EXPECT_EQ(errDuring.nLinks, 0u);
+
+    bool bTimedOut = false;
+    EXPECT_EQ(impl.ExecuteCmd("echo 'Collecting inventory...'; echo warning >&2", false, 0), 0);
+    SCapturedStream out;
+    SCapturedStream err;
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.strHead, "Collecting inventory...\n");
+    EXPECT_EQ(out.nBytes, 24u);
+    EXPECT_TRUE(out.bKept);
+    EXPECT_EQ(err.strHead, "warning\n");
+    EXPECT_EQ(err.nBytes, 8u);
+
+    // A mebibyte: the first 4 KiB are kept, the count is whole, and the next
+    // take starts from nothing.
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("head -c 1048576 /dev/zero | tr '\\000' x", 20000, bTimedOut), 0);
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.strHead, std::string(4096, 'x'));
+    EXPECT_EQ(out.nBytes, 1048576u);
+    EXPECT_EQ(err.nBytes, 0u);
+    impl.TakeCapturedStreams(4096, out, err);
+    EXPECT_EQ(out.nBytes, 0u);
+    EXPECT_TRUE(out.strHead.empty());
+
+    impl.EndStreamCapture();
+    const SStreamIdentity outAfter = IdentityOf(STDOUT_FILENO);
+    const SStreamIdentity errAfter = IdentityOf(STDERR_FILENO);
+    EXPECT_TRUE(outAfter.nDevice == outBefore.nDevice && outAfter.nInode == outBefore.nInode);
+    EXPECT_TRUE(errAfter.nDevice == errBefore.nDevice && errAfter.nInode == errBefore.nInode);
+    // Ending twice changes nothing.
+    impl.EndStreamCapture();
+    EXPECT_TRUE(IdentityOf(STDOUT_FILENO).nInode == outBefore.nInode);
+}
+
+TEST(LinuxImplStreams, ATemporaryDirectoryThatIsNotThereGivesWayToTmp)
+{
+    // Run in a child: the test changes the environment and the streams.
+    const pid_t nChild = fork();
+    ASSERT_GE(nChild, 0);
+    if (nChild == 0)
+    {
+        setenv("TMPDIR", "/nonexistent/vexdep", 1);
+        CLinuxImpl impl;
+        std::string strError;
+        // /tmp is there: the capture keeps what is written there.
+        bool bOk = impl.BeginStreamCapture(strError);
+        SCapturedStream out;
+        SCapturedStream err;
+        impl.ExecuteCmd("echo kept", false, 0);
+        impl.TakeCapturedStreams(4096, out, err);
+        impl.EndStreamCapture();
+        bOk = bOk && out.bKept && out.strHead == "kept\n";
+        _exit(bOk ? 0 : 1);
+    }
+    int nStatus = 0;
+    ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
+    EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0);
+}
+
+TEST(LinuxImplFiles, AFileChangedAfterTheFileClockIsReadIsNotOlderThanIt)
+{
+    // What the staleness of a collector's document rests on: a file changed
+    // after the clock was read never has an older status change time. (One
+    // changed just before may have a later one: kernels that stamp files
+    // with a finer clock run ahead of the coarse one.)
+    TempDir dir;
+    CLinuxImpl impl;
+    std::string strError;
+    for (int i = 0; i < 50; ++i)
+    {
+        const int64_t nClock = impl.GetFileClockTime();
+        vextest::WriteFile(dir.File("after"), std::to_string(i));
+        SFileState after;
+        ASSERT_TRUE(impl.ExamineFile(dir.File("after"), after, strError));
+        EXPECT_GE(after.nChangedNs, nClock) << i;
+    }
+    // A file changed long before is older.
+    vextest::WriteFile(dir.File("before"), "x");
+    const struct timespec aSecondAgo[2] = {{time(nullptr) - 1, 0}, {time(nullptr) - 1, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, dir.File("before").c_str(), aSecondAgo, 0), 0);
+    usleep(20000);
+    SFileState before;
+    ASSERT_TRUE(impl.ExamineFile(dir.File("before"), before, strError));
+    EXPECT_LT(before.nChangedNs, impl.GetFileClockTime());
+}

@@ -12,6 +12,9 @@
 #include <map>
 #include <set>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace vextest;
 
 namespace
@@ -59,10 +62,11 @@ std::string Dep(const std::string& strAttributes, const std::vector<std::string>
     return strText + "</" + strTag + ">\n";
 }
 
-// A clean package: one dependency of release R1 with a usable configuration.
+// A clean package: one dependency of release R1 with a usable configuration
+// and its collector (every "*.sh" is written executable).
 Files Clean(const std::string& strPackage = Package(Dep(Attributes(), {"<Display>A</Display>"})))
 {
-    return Files{{"package.xml", strPackage}, {"R1/PIEConfig.xml", kGoodPieConfig}};
+    return Files{{"package.xml", strPackage}, {"R1/PIEConfig.xml", kGoodPieConfig}, {"R1/collect.sh", "#!/bin/sh\n"}};
 }
 
 Files With(Files files, const std::string& strName, const std::string& strContent)
@@ -77,24 +81,62 @@ Files Without(Files files, const std::string& strName)
     return files;
 }
 
-std::vector<SLintFinding> LintFiles(const Files& files, const std::vector<std::string>& vDirectories = {})
+// Lints as the unprivileged user (nobody) while it exists, when the test
+// runs as root (who may enter any directory); the working directory is
+// restored as root.
+class CAsUnprivileged
+{
+public:
+    CAsUnprivileged() : m_strDirectory(CurrentDirectory())
+    {
+        m_bSwitched = geteuid() == 0 && seteuid(65534) == 0;
+    }
+    ~CAsUnprivileged()
+    {
+        if (m_bSwitched && seteuid(0) == 0)
+        {
+            EXPECT_EQ(chdir(m_strDirectory.c_str()), 0);
+        }
+    }
+    CAsUnprivileged(const CAsUnprivileged&) = delete;
+    CAsUnprivileged& operator=(const CAsUnprivileged&) = delete;
+
+private:
+    std::string m_strDirectory;
+    bool m_bSwitched = false;
+};
+
+// Writes the files (below strPackageIn, when given, inside the temporary
+// directory) and lints the package. strLocked names a directory that the
+// linting user may not enter.
+std::vector<SLintFinding> LintFiles(const Files& files, const std::vector<std::string>& vDirectories = {},
+                                    const std::string& strLocked = "", const std::string& strPackageIn = "")
 {
     TempDir dir;
+    const std::string strPackage = strPackageIn.empty() ? dir.Path() : dir.File(strPackageIn);
+    MakeDirectory(strPackage);
     for (const std::string& strDirectory : vDirectories)
     {
-        MakeDirectory(dir.File(strDirectory));
+        MakeDirectory(strPackage + "/" + strDirectory);
     }
     for (const auto& file : files)
     {
         const std::string::size_type nSlash = file.first.rfind('/');
         if (nSlash != std::string::npos)
         {
-            MakeDirectory(dir.File(file.first.substr(0, nSlash)));
+            MakeDirectory(strPackage + "/" + file.first.substr(0, nSlash));
         }
-        WriteFile(dir.File(file.first), file.second);
+        const bool bScript = file.first.size() > 3 && file.first.compare(file.first.size() - 3, 3, ".sh") == 0;
+        WriteFile(strPackage + "/" + file.first, file.second, bScript);
     }
-    CPackageLinter linter(dir.Path());
-    return linter.Lint();
+    if (strLocked.empty())
+    {
+        return CPackageLinter(strPackage).Lint();
+    }
+    chmod(dir.Path().c_str(), 0755);
+    chmod((strPackage + "/" + strLocked).c_str(), 0);
+    CAsUnprivileged unprivileged;
+    return CPackageLinter(strPackage).Lint();
 }
 
 std::string Describe(const std::vector<SLintFinding>& vFindings)
@@ -119,6 +161,10 @@ struct LintCase
     std::string strMessagePart;
     Files clean;
     std::vector<std::string> vCleanDirectories;
+    // The triggering package only: a directory the linting user may not
+    // enter, and a directory (inside the temporary one) that holds the package.
+    std::string strLocked = "";
+    std::string strPackageIn = "";
 };
 
 void PrintTo(const LintCase& lintCase, std::ostream* pStream) { *pStream << lintCase.strCode; }
@@ -264,7 +310,8 @@ std::vector<LintCase> Cases()
          5,
          "Dependency",
          "'blank', ';'",
-         With(Clean(Package(Dep(Attributes("2.0", "R-1_x.2")))), "R-1_x.2/PIEConfig.xml", kGoodPieConfig),
+         With(With(Clean(Package(Dep(Attributes("2.0", "R-1_x.2")))), "R-1_x.2/PIEConfig.xml", kGoodPieConfig),
+              "R-1_x.2/collect.sh", "#!/bin/sh\n"),
          {}},
         {"system-id-prefixed",
          Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0x0B\"/>", "</DepBrand>"}))),
@@ -273,11 +320,11 @@ std::vector<LintCase> Cases()
          7,
          "DepModel",
          "\"0x0x0B\"",
-         Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0B\"/>", "<DepModel systemID=\"x0\"/>",
+         Clean(Package(Dep(Attributes(), {"<DepBrand>", "<DepModel systemID=\"0b\"/>", "<DepModel systemID=\"0A1C\"/>",
                                           "</DepBrand>"}))),
          {}},
         {"release-directory-missing",
-         Without(Clean(), "R1/PIEConfig.xml"),
+         Without(Without(Clean(), "R1/PIEConfig.xml"), "R1/collect.sh"),
          {},
          "package.xml",
          5,
@@ -345,7 +392,94 @@ std::vector<LintCase> Cases()
          "Plugin",
          "timeout \"0s\" reads as 0 seconds",
          With(Clean(), "R1/PIEConfig.xml",
-              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"1s\"", kCliToFile)),
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"1\"", kCliToFile)),
+         {}},
+        {"timeout-not-a-number",
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"60s\"", kCliToFile)),
+         {},
+         "R1/PIEConfig.xml",
+         4,
+         "Plugin",
+         "timeout \"60s\" is not a plain number of seconds: the configuration reader reads it as 60",
+         With(Clean(), "R1/PIEConfig.xml",
+              PluginConfig("description=\"Inventory\" type=\"0\" timeout=\"60\"", kCliToFile)),
+         {}},
+        {"release-directory-unreadable",
+         Clean(),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "release directory \"R1\" cannot be entered (Permission denied)",
+         Clean(),
+         {},
+         "R1"},
+        {"collector-command-not-found",
+         Without(Clean(), "R1/collect.sh"),
+         {},
+         "R1/PIEConfig.xml",
+         2,
+         "Command",
+         "the collector's command \"collect.sh\" runs \"R1/collect.sh\", which does not exist",
+         Clean(),
+         {}},
+        {"collector-not-executable",
+         With(With(Clean(), "R1/PIEConfig.xml", PieConfig("collect.txt", "inventory.xml", "30")), "R1/collect.txt",
+              "#!/bin/sh\n"),
+         {},
+         "R1/PIEConfig.xml",
+         2,
+         "Command",
+         "runs \"R1/collect.txt\", which is not executable",
+         Clean(),
+         {}},
+        {"package-directory-shell-characters",
+         Clean(),
+         {},
+         "package.xml",
+         0,
+         "",
+         "holds 'blank'",
+         Clean(),
+         {},
+         "",
+         "update package"},
+        {"version-part-overflows",
+         Clean(Package(Dep(Attributes("1.0.2147483648")))),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "\"1.0.2147483648\" is compared as the numbers 1.0.-2147483648",
+         Clean(Package(Dep(Attributes("1.0.2147483647")))),
+         {}},
+        {"version-part-not-a-number",
+         Clean(Package(Dep(Attributes("2,5")))),
+         {},
+         "package.xml",
+         5,
+         "Dependency",
+         "\"2,5\" is compared as the numbers 2 (the part \"2,5\" ends at \",\" and reads as 2)",
+         Clean(Package(Dep(Attributes("2.5")))),
+         {}},
+        {"system-id-never-matches",
+         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"A1C\"/></DepBrand>"}))),
+         {},
+         "package.xml",
+         6,
+         "DepModel",
+         "systemID \"A1C\" never matches",
+         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0A1C\"/></DepBrand>"}))),
+         {}},
+        {"system-id-memory-only",
+         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0a1c\"/></DepBrand>"}))),
+         {},
+         "package.xml",
+         6,
+         "DepModel",
+         "reads as \"0x0A1C\", which \"0x0a1c\" does not equal",
+         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0a\"/></DepBrand>"}))),
          {}},
         {"context-never-applies",
          Clean(Package(Dep(Attributes("2.0", "R1", " context=\"PREOS\"")))),
@@ -367,16 +501,16 @@ std::vector<LintCase> Cases()
          Clean(Package(Dep(Attributes("1.2-3_4")))),
          {}},
         {"brand-repeated",
-         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0B\"/></DepBrand>",
-                                          "<Brand><Model systemID=\"0C\"/></Brand>"}))),
+         Clean(Package(Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0b\"/></DepBrand>",
+                                          "<Brand><Model systemID=\"0c\"/></Brand>"}))),
          {},
          "package.xml",
          7,
          "Brand",
          "a second Brand",
          Clean(Package(
-             Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0B\"/><DepModel systemID=\"0C\"/></DepBrand>"}) +
-             Dep(Attributes("3.0"), {"<Brand><Model systemID=\"0D\"/></Brand>"}))),
+             Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0b\"/><DepModel systemID=\"0c\"/></DepBrand>"}) +
+             Dep(Attributes("3.0"), {"<Brand><Model systemID=\"0d\"/></Brand>"}))),
          {}},
         {"os-attribute-carried-over",
          Clean(Package(Dep(Attributes(), {strOS}) + Dep(Attributes("3.0"), {strOSWithoutArch}))),
@@ -429,7 +563,12 @@ std::string CaseName(const ::testing::TestParamInfo<LintCase>& info)
 TEST_P(LintFinding, IsReportedForTheTriggeringPackage)
 {
     const LintCase& lintCase = GetParam();
-    const std::vector<SLintFinding> vFindings = LintFiles(lintCase.triggering, lintCase.vTriggeringDirectories);
+    if (!lintCase.strLocked.empty() && geteuid() != 0)
+    {
+        GTEST_SKIP() << "needs root, to lint as another user";
+    }
+    const std::vector<SLintFinding> vFindings =
+        LintFiles(lintCase.triggering, lintCase.vTriggeringDirectories, lintCase.strLocked, lintCase.strPackageIn);
     ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
     const SLintFinding& finding = vFindings[0];
     EXPECT_EQ(finding.strCode, lintCase.strCode);
@@ -484,7 +623,9 @@ TEST(PackageLinter, ErrorsAndWarnings)
         "missing-component-type", "release-id-shell-characters", "system-id-prefixed",  "release-directory-missing",
         "pieconfig-missing",      "pieconfig-unparsable",        "no-inventory-plugin", "inventory-command-missing",
         "timeout-below-one",      "package-root-wrong",          "supported-devices-missing", "entity-not-loaded",
-        "pieconfig-root-wrong"};
+        "pieconfig-root-wrong",   "release-directory-unreadable", "collector-command-not-found",
+        "collector-not-executable", "system-id-never-matches", "version-part-overflows", "version-part-not-a-number",
+        "package-directory-shell-characters"};
     for (const SLintRule& rule : CPackageLinter::Rules())
     {
         const bool bError = setErrors.count(rule.pszCode) == 1;
@@ -496,7 +637,7 @@ TEST(PackageLinter, ASecondBrandIsReportedOnceAndEveryPrefixedSystemIdSeparately
 {
     const std::vector<SLintFinding> vFindings = LintFiles(Clean(Package(
         Dep(Attributes(), {"<Brand><Model systemID=\"0x0A\"/></Brand>", "<Brand><Model systemID=\"0X0B\"/></Brand>",
-                           "<DepBrand><DepModel systemID=\"0C\"/></DepBrand>"}))));
+                           "<DepBrand><DepModel systemID=\"0c\"/></DepBrand>"}))));
     ASSERT_EQ(vFindings.size(), 3u) << Describe(vFindings);
     EXPECT_EQ(vFindings[0].strCode, "system-id-prefixed");
     EXPECT_EQ(vFindings[0].nLine, 6);
@@ -546,7 +687,7 @@ TEST(PackageLinter, DuplicatesAgreeWithThePackageReader)
         Package(Dep(Attributes()) + Dep(Attributes(), {}, "SoftDependency")),
         // The context, platforms and OS entries take no part in the equality.
         Package(Dep(Attributes("2.0", "R1", " context=\"ALL\"")) +
-                Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0B\"/></DepBrand>"})),
+                Dep(Attributes(), {"<DepBrand><DepModel systemID=\"0b\"/></DepBrand>"})),
         // Two equal PCI identities in one element; then the same element again.
         Package(Dep(Attributes(), {strPCI, strPCI}) + Dep(Attributes(), {strPCI})),
         // A carried-over identity that equals the first.

@@ -129,6 +129,9 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
                                                    "IsStreamOrDevice",    "OpenHeldFile",
                                                    "CloseHeldFile",       "ExecuteCmdWithTimeout",
                                                    "GetEnvironmentVariable", "ChangeDirectory",
-                                                   "GetModificationTime", "IsWritableDirectory"};
+                                                   "GetModificationTime", "IsWritableDirectory",
+                                                   "CanOpen",             "ExamineFile",
+                                                   "BeginStreamCapture",  "TakeCapturedStreams",
+                                                   "EndStreamCapture",    "GetFileClockTime"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

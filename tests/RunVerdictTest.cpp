@@ -23,7 +23,6 @@ SExplainedDependency Dependency(const std::string& strDisplay, CDeviceInfo::eDep
     collector.strOutputPath = "/pkg//R1//inventory.xml";
     collector.bOutputPresent = true;
     collector.nStartedMs = 1000000;
-    collector.nOutputModifiedMs = 1000500;
     dependency.inventory.collector = collector;
     return dependency;
 }
@@ -140,9 +139,55 @@ TEST(RunVerdict, NoInventoryOrNoDocumentIsUnverifiable)
     EXPECT_EQ(Kinds(Decide(kHard, {notRun})), std::vector<std::string>({"collector-not-run"}));
 }
 
-TEST(RunVerdict, AComponentThatIsNotInstalledWasChecked)
+TEST(RunVerdict, AComponentThatIsNotInstalledOrARequirementWithoutVersionIsReadyButSaidSo)
 {
-    EXPECT_EQ(Decide(kHard, {Dependency("N", kHard, EVerdict::NotInstalled, 3)}).eVerdict, ERunVerdict::Ready);
+    SExplainedDependency withoutVersion = Dependency("V", kHard, EVerdict::Met);
+    withoutVersion.strVersion.clear();
+    const SRunVerdict verdict = Decide(kHard, {Dependency("N", kHard, EVerdict::NotInstalled, 3), withoutVersion,
+                                               Dependency("M", kHard, EVerdict::Met)});
+    EXPECT_EQ(verdict.eVerdict, ERunVerdict::Ready);
+    ASSERT_EQ(Kinds(verdict), std::vector<std::string>({"all-met"}));
+    EXPECT_EQ(verdict.vReasons[0].strText,
+              "no applicable hard dependency is unmet: 1 checked and met, 1 not installed (the checker reports only "
+              "an installed component that is older), 1 with no required version (nothing to compare: never "
+              "reported unmet)");
+    EXPECT_EQ(verdict.vReasons[0].strText.find("checked and is met"), std::string::npos);
+}
+
+TEST(RunVerdict, PlatformsPassedOverForAUserWhoMayNotReadTheTablesAreUnverifiable)
+{
+    SExplainedDependency passedOver = Dependency("P", kHard, EVerdict::Unmet);
+    passedOver.platform = SExplainedPlatform();
+    passedOver.platform->vPlatforms = {"0x0A1C"};
+    passedOver.platform->bChecked = false;
+    SRunCircumstances circumstances;
+    // Tables absent for everyone: the checker's own rule, nothing to doubt.
+    EXPECT_EQ(CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {passedOver}, circumstances).eVerdict,
+              ERunVerdict::Blocked);
+    circumstances.strSmbiosRefused = "/dev/mem: Permission denied";
+    const SRunVerdict verdict = CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {passedOver}, circumstances);
+    EXPECT_EQ(verdict.eVerdict, ERunVerdict::Unverifiable);
+    ASSERT_EQ(Kinds(verdict), std::vector<std::string>({"platform-unverifiable"}));
+    EXPECT_EQ(verdict.vReasons[0].strText,
+              "\"P\": its platforms (0x0A1C) could not be checked as this user, who may not read the SMBIOS tables "
+              "(/dev/mem: Permission denied): the checker passes the check over; the verdict holds only for a run "
+              "as root");
+}
+
+TEST(RunVerdict, WithoutTheInventoryTextDevicesAndOSNotFoundAreUnverifiable)
+{
+    SRunCircumstances circumstances;
+    circumstances.strInventoryTextProblem = "inv.xml: No such file or directory";
+    const SRunVerdict verdict = CRunVerdict::Decide(
+        kHard, EPackageDescription::Parsed,
+        {Dependency("D", kHard, EVerdict::DeviceNotPresent), Dependency("O", kHard, EVerdict::OSNotApplicable),
+         Dependency("C", kHard, EVerdict::ContextNotApplicable)},
+        circumstances);
+    EXPECT_EQ(verdict.eVerdict, ERunVerdict::Unverifiable);
+    EXPECT_EQ(Kinds(verdict), std::vector<std::string>({"inventory-text-unreadable", "inventory-text-unreadable"}));
+    EXPECT_EQ(verdict.vReasons[0].strText,
+              "\"D\": it applies only to a device, and the machine's device list could not be read (inv.xml: No "
+              "such file or directory): it was never considered");
 }
 
 TEST(RunVerdict, StaleDocumentMakesEvenAnUnmetOrMetDependencyUnverifiable)

@@ -71,7 +71,17 @@ TEST_F(SmbiosSummaryTest, WithoutAnyTableOnlyTheSourceIsKnown)
     EXPECT_EQ(summary.eSource, CSMBIOSInventory::eTableSourceNone);
     EXPECT_TRUE(summary.strSystemID.empty());
     EXPECT_EQ(summary.eSystemIdOrigin, CSMBIOSInventory::eSystemIdNotRead);
-    EXPECT_EQ(CSmbiosSummary::ToText(summary), "Source              : none: no SMBIOS table could be read\n");
+    // Each source the reader tried, and why it gave nothing, as a system tool names them.
+    EXPECT_EQ(CSmbiosSummary::ToText(summary), "Source              : none: no SMBIOS table could be read\n"
+                                               "Tried               : " +
+                                                   m_dir.File("smbios_entry_point") +
+                                                   ": No such file or directory\n"
+                                                   "                      " +
+                                                   m_dir.File("mem") +
+                                                   ": No such file or directory\n"
+                                                   "                      " +
+                                                   m_dir.File("smbios") + ": No such file or directory\n");
+    EXPECT_FALSE(CSmbiosSummary::DeniedToThisUser(summary));
 
     const nlohmann::ordered_json json = CSmbiosSummary::ToJson(summary);
     EXPECT_EQ(json["tableRead"], false);
@@ -106,6 +116,8 @@ TEST_F(SmbiosSummaryTest, TextForm)
               "Manufacturer        : Example Systems\n"
               "Product name        : Model 7\n"
               "Serial number       : SN-42\n"
+              "System version      : A00\n"
+              "System UUID         : 13121110-1514-1716-1819-1a1b1c1d1e1f\n"
               "OEM strings         : 3\n"
               "  1: Brix System\n"
               "  2: 5[0000]\n"
@@ -438,3 +450,27 @@ TEST(SmbiosSummaryWords, EveryOriginThatReadsTheRevisionStructureSaysItIsTooShor
               "offset 6 is taken from the bytes behind it, and the two-byte ID at offset 8 is taken from the bytes "
               "behind it");
 }
+
+TEST(SmbiosSystemInformation, TheUUIDIsWrittenAsDmidecodeWritesItForTheTablesVersion)
+{
+    unsigned char aBytes[16];
+    for (int i = 0; i < 16; ++i)
+    {
+        aBytes[i] = static_cast<unsigned char>(0x10 + i);
+    }
+    // Before 2.6 the bytes are taken in their order; from 2.6 on the first
+    // three fields are little-endian.
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aBytes, 2, 5), "10111213-1415-1617-1819-1a1b1c1d1e1f");
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aBytes, 2, 6), "13121110-1514-1716-1819-1a1b1c1d1e1f");
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aBytes, 3, 0), "13121110-1514-1716-1819-1a1b1c1d1e1f");
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aBytes, 0, 0), "10111213-1415-1617-1819-1a1b1c1d1e1f");
+    unsigned char aAllFF[16];
+    unsigned char aAllZero[16] = {};
+    for (unsigned char& c : aAllFF)
+    {
+        c = 0xFF;
+    }
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllFF, 3, 0), "Not Present");
+    EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllZero, 3, 0), "Not Settable");
+}
+

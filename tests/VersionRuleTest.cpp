@@ -54,3 +54,24 @@ TEST(VersionRule, MethodAndMeaningMatchTheChecker)
     EXPECT_GT(CDependenciesChecker::CompareVersions("9", "10a"), 0);
     EXPECT_EQ(CVersionRule::Meaning(CDependenciesChecker::CompareVersions("9", "10a")), "installed is older");
 }
+
+TEST(VersionRule, TheNumbersTheCheckerReadsAndTheCaveatWhereTheyDifferFromTheText)
+{
+    EXPECT_EQ(CVersionRule::NumbersAsRead("1.0.2147483648"), (std::vector<int32_t>{1, 0, INT32_MIN}));
+    EXPECT_EQ(CVersionRule::NumbersAsRead("2,5"), (std::vector<int32_t>{2}));
+    EXPECT_EQ(CVersionRule::NumbersAsRead("1..2-3_4"), (std::vector<int32_t>{1, 2, 3, 4}));
+    EXPECT_EQ(CVersionRule::NumbersText({1, 0, INT32_MIN}), "1.0.-2147483648");
+    EXPECT_TRUE(CVersionRule::HasOverflowingPart("1.0.2147483648"));
+    EXPECT_FALSE(CVersionRule::HasOverflowingPart("1.0.2147483647"));
+    EXPECT_TRUE(CVersionRule::HasPartEndedEarly("2,5"));
+    EXPECT_FALSE(CVersionRule::HasPartEndedEarly("2.5"));
+    EXPECT_EQ(CVersionRule::Caveat("2.5"), "");
+    EXPECT_EQ(CVersionRule::Caveat("10a"), ""); // compared as text
+    EXPECT_EQ(CVersionRule::Caveat("2,5"), "\"2,5\" is compared as the numbers 2 (the part \"2,5\" ends at \",\" and "
+                                           "reads as 2)");
+    // Where a comparison by numbers meets such a version, explain says so.
+    EXPECT_EQ(CVersionRule::ComparisonCaveat("2,5", "2.1"), CVersionRule::Caveat("2,5"));
+    EXPECT_EQ(CVersionRule::ComparisonCaveat("1.0", "1.0.2147483648"), CVersionRule::Caveat("1.0.2147483648"));
+    EXPECT_EQ(CVersionRule::ComparisonCaveat("2.0", "1.9"), "");
+    EXPECT_EQ(CVersionRule::ComparisonCaveat("2,5", "2,5a"), ""); // compared as text
+}

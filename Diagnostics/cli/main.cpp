@@ -3,46 +3,43 @@
 // code.
 //
 //   vexinspect explain hard|soft [--package-dir DIR] [--smbios-dump FILE] [--log FILE]
-//                      [--collector-timeout config|N|none] [--json] [--exit-verdict]
-//   vexinspect smbios [--from-dump FILE] [--log FILE] [--json]
+//                      [--collector-timeout config|N|none] [--json | --format text|json]
+//                      [--exit-verdict]
+//   vexinspect smbios [--from-dump FILE] [--log FILE] [--json | --format text|json]
 //   vexinspect lint [--package-dir DIR] [--json | --format text|json|sarif]
-//   vexinspect repo index DIR [--output FILE] [--json]
-//   vexinspect repo pack DIR --output FILE [--json]
+//   vexinspect repo index DIR [--output FILE] [--json | --format text|json]
+//   vexinspect repo pack DIR --output FILE [--json | --format text|json]
 //   vexinspect repo check DIR [--catalog FILE] [--json | --format text|json|sarif]
 //   vexinspect plan hard|soft|both --repository DIR [--package-dir DIR] [--inventory FILE]
 //                   [--catalog FILE] [--smbios-dump FILE] [--log FILE]
-//                   [--collector-timeout config|N|none] [--json] [--exit-verdict]
+//                   [--collector-timeout config|N|none] [--json | --format text|json] [--exit-verdict]
 //
 // --smbios-dump and --from-dump name the same option on explain and smbios.
 //
-// Exit status 64 for a command line that cannot be parsed; otherwise that of
-// the subcommand (see docs/diagnostics.md). Every error line starts with
-// "vexinspect:" (or "vexinspect SUBCOMMAND:").
+// Exit status 64 for a command line that cannot be parsed (worded by
+// UsageErrors); otherwise that of the subcommand (see docs/diagnostics.md).
+// Every error line starts with "vexinspect:" (or "vexinspect SUBCOMMAND:").
 
 #include "ExplainCommand.h"
 #include "LintCommand.h"
+#include "OutputFormat.h"
 #include "PlanCommand.h"
 #include "RepoCheckCommand.h"
 #include "RepoIndexCommand.h"
 #include "RepoPackCommand.h"
 #include "SmbiosCommand.h"
+#include "UsageErrors.h"
 #include "Version.h"
 #include "XmlSupport.h"
 
 #include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace
 {
-const int kExitUsage = 64;
-
 const std::string kVersionText = std::string("vexinspect ") + VEXDEP_VERSION;
-
-const char* const kSubcommandList = "explain, smbios, lint, repo or plan";
 
 // The help footers: exit statuses and one example.
 const char* const kToolFooter = "Exit status:\n"
@@ -72,7 +69,7 @@ const char* const kLintFooter = "Exit status:\n"
                                 "  1   warnings only\n"
                                 "  2   at least one error\n"
                                 "  64  usage error\n"
-                                "  66  the package directory does not exist\n"
+                                "  66  the package directory cannot be entered\n"
                                 "\n"
                                 "Example:\n"
                                 "  vexinspect lint --package-dir pkg";
@@ -117,47 +114,6 @@ const char* const kPlanFooter = "Exit status:\n"
                                 "Example:\n"
                                 "  vexinspect plan hard --repository /srv/repository --package-dir /srv/updates/pkg";
 
-// Prints a command line that cannot be parsed on err, every line prefixed
-// with "vexinspect:", and returns the usage exit status. A first word that
-// is neither an option nor a subcommand is named as the unknown subcommand.
-int ReportUsageError(const CLI::App& app, const CLI::ParseError& error, int argc, char* argv[], std::ostream& err)
-{
-    const std::vector<const CLI::App*> vParsed =
-        app.get_subcommands([](const CLI::App* pSubcommand) { return pSubcommand->parsed(); });
-    if (vParsed.empty())
-    {
-        const std::string strFirst = argc > 1 ? argv[1] : "";
-        if (strFirst.empty())
-        {
-            err << "vexinspect: a subcommand is required (" << kSubcommandList << ")\n";
-        }
-        else if (strFirst[0] != '-')
-        {
-            err << "vexinspect: unknown subcommand \"" << strFirst << "\" (expected " << kSubcommandList << ")\n";
-        }
-        else
-        {
-            err << "vexinspect: unknown option \"" << strFirst << "\" (expected --help, --version or a subcommand: "
-                << kSubcommandList << ")\n";
-        }
-        err << "vexinspect: run \"vexinspect --help\" for the usage\n";
-        return kExitUsage;
-    }
-    std::istringstream issMessage(error.what());
-    for (std::string strLine; std::getline(issMessage, strLine);)
-    {
-        err << "vexinspect: " << strLine << "\n";
-    }
-    std::string strCommand = vParsed.front()->get_name();
-    const std::vector<const CLI::App*> vNested =
-        vParsed.front()->get_subcommands([](const CLI::App* pSubcommand) { return pSubcommand->parsed(); });
-    if (!vNested.empty())
-    {
-        strCommand += " " + vNested.front()->get_name();
-    }
-    err << "vexinspect: run \"vexinspect " << strCommand << " --help\" for the usage\n";
-    return kExitUsage;
-}
 // vexinspect presents what went wrong with a document in its own words:
 // what the XML library says about the documents it reads is not written to
 // standard error (where the checker, run on its own, writes it).
@@ -189,6 +145,7 @@ int main(int argc, char* argv[])
     pExplain->add_option("type", explainOptions.strType, "hard or soft, as given to vexdepcheck")
         ->required()
         ->check(CLI::IsMember({"hard", "soft"}));
+    usage::NameArgument(pExplain, "type", "package type", "hard or soft");
     pExplain->add_option("--package-dir", explainOptions.strPackageDir,
                          "The package directory (default: the current directory)");
     pExplain->footer(kExplainFooter);
@@ -203,7 +160,8 @@ int main(int argc, char* argv[])
                      "seconds, or none (wait until they end); default: the value of VEXDEP_COLLECTOR_TIMEOUT, as "
                      "vexdepcheck takes it")
         ->type_name("config|N|none");
-    pExplain->add_flag("--json", explainOptions.bJson, "Print JSON instead of text");
+    SOutputFormat explainFormat;
+    AddOutputFormat(pExplain, explainFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");
     pExplain->add_flag("--exit-verdict", explainOptions.bExitVerdict,
                        "Exit with the verdict: 0 ready, 1 blocked, 2 recommended, 3 unverifiable");
 
@@ -216,7 +174,8 @@ int main(int argc, char* argv[])
                         "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables "
                         "(--smbios-dump is an alias)");
     pSmbios->add_option("--log", smbiosOptions.strLogFile, "Write the SMBIOS reader's debug log to this file");
-    pSmbios->add_flag("--json", smbiosOptions.bJson, "Print JSON instead of text");
+    SOutputFormat smbiosFormat;
+    AddOutputFormat(pSmbios, smbiosFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");
 
     SLintOptions lintOptions;
     CLI::App* pLint =
@@ -225,12 +184,9 @@ int main(int argc, char* argv[])
     pLint->footer(kLintFooter);
     pLint->add_option("--package-dir", lintOptions.strPackageDir,
                       "The package directory (default: the current directory)");
-    CLI::Option* pLintJson = pLint->add_flag("--json", lintOptions.bJson, "Print JSON instead of text");
-    pLint
-        ->add_option("--format", lintOptions.strFormat,
-                     "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
-        ->check(CLI::IsMember({"text", "json", "sarif"}))
-        ->excludes(pLintJson);
+    SOutputFormat lintFormat;
+    AddOutputFormat(pLint, lintFormat, {"text", "json", "sarif"},
+                    "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log");
 
     CLI::App* pRepo = app.add_subcommand(
         "repo", "Index a repository of update packages, check its consistency, or pack its metadata");
@@ -247,7 +203,8 @@ int main(int argc, char* argv[])
     pRepoIndex->add_option("--output,-o", repoIndexOptions.strOutput,
                            "Write the catalog to this file (default: catalog.json in the repository; - for standard "
                            "output)");
-    pRepoIndex->add_flag("--json", repoIndexOptions.bJson, "Print the summary as JSON");
+    SOutputFormat repoIndexFormat;
+    AddOutputFormat(pRepoIndex, repoIndexFormat, {"text", "json"}, "Print the summary as text (the default) or JSON");
 
     SRepoCheckOptions repoCheckOptions;
     CLI::App* pRepoCheck = pRepo->add_subcommand(
@@ -257,12 +214,9 @@ int main(int argc, char* argv[])
     pRepoCheck->add_option("repository", repoCheckOptions.strRepository, "The repository's directory")->required();
     pRepoCheck->add_option("--catalog", repoCheckOptions.strCatalog,
                            "Compare this catalog with the tree (default: catalog.json in the repository, if there)");
-    CLI::Option* pRepoCheckJson = pRepoCheck->add_flag("--json", repoCheckOptions.bJson, "Print JSON instead of text");
-    pRepoCheck
-        ->add_option("--format", repoCheckOptions.strFormat,
-                     "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log")
-        ->check(CLI::IsMember({"text", "json", "sarif"}))
-        ->excludes(pRepoCheckJson);
+    SOutputFormat repoCheckFormat;
+    AddOutputFormat(pRepoCheck, repoCheckFormat, {"text", "json", "sarif"},
+                    "Print text (the default), JSON (as --json) or a SARIF 2.1.0 log");
 
     SRepoPackOptions repoPackOptions;
     CLI::App* pRepoPack = pRepo->add_subcommand(
@@ -273,7 +227,8 @@ int main(int argc, char* argv[])
     pRepoPack->add_option("repository", repoPackOptions.strRepository, "The repository's directory")->required();
     pRepoPack->add_option("--output,-o", repoPackOptions.strOutput, "The archive to write (a gzip tar file)")
         ->required();
-    pRepoPack->add_flag("--json", repoPackOptions.bJson, "Print the summary as JSON");
+    SOutputFormat repoPackFormat;
+    AddOutputFormat(pRepoPack, repoPackFormat, {"text", "json"}, "Print the summary as text (the default) or JSON");
 
     SPlanOptions planOptions;
     CLI::App* pPlan = app.add_subcommand(
@@ -283,6 +238,7 @@ int main(int argc, char* argv[])
     pPlan->add_option("type", planOptions.strType, "hard, soft or both")
         ->required()
         ->check(CLI::IsMember({"hard", "soft", "both"}));
+    usage::NameArgument(pPlan, "type", "plan type", "hard, soft or both");
     pPlan->add_option("--repository", planOptions.strRepository, "The repository of update packages")->required();
     pPlan->add_option("--package-dir", planOptions.strPackageDir,
                       "The package to install (default: the current directory)");
@@ -298,10 +254,15 @@ int main(int argc, char* argv[])
                      "Run collectors with this time limit: config, a number of seconds, or none; default: the value "
                      "of VEXDEP_COLLECTOR_TIMEOUT, as vexdepcheck takes it")
         ->type_name("config|N|none");
-    pPlan->add_flag("--json", planOptions.bJson, "Print JSON instead of text");
+    SOutputFormat planFormat;
+    AddOutputFormat(pPlan, planFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");
     pPlan->add_flag("--exit-verdict", planOptions.bExitVerdict,
                     "Exit with the verdict: 0 nothing needed, 1 complete with steps, 2 blocked, 3 unverifiable");
 
+    if (usage::RefuseVersionWithArguments(app, argc, argv, std::cerr))
+    {
+        return usage::kExitUsage;
+    }
     try
     {
         app.parse(argc, argv);
@@ -313,34 +274,41 @@ int main(int argc, char* argv[])
     }
     catch (const CLI::ParseError& e)
     {
-        return ReportUsageError(app, e, argc, argv, std::cerr);
+        return usage::ReportParseError(app, e, argc, argv, std::cerr);
     }
 
     if (pExplain->parsed())
     {
         explainOptions.bCollectorTimeoutGiven = pExplain->count("--collector-timeout") > 0;
+        explainOptions.bJson = explainFormat.Chosen() == "json";
         return CExplainCommand(explainOptions).Run(std::cout, std::cerr);
     }
     if (pSmbios->parsed())
     {
+        smbiosOptions.bJson = smbiosFormat.Chosen() == "json";
         return CSmbiosCommand(smbiosOptions).Run(std::cout, std::cerr);
     }
     if (pRepoIndex->parsed())
     {
+        repoIndexOptions.bJson = repoIndexFormat.Chosen() == "json";
         return CRepoIndexCommand(repoIndexOptions).Run(std::cout, std::cerr);
     }
     if (pRepoCheck->parsed())
     {
+        repoCheckOptions.strFormat = repoCheckFormat.Chosen();
         return CRepoCheckCommand(repoCheckOptions).Run(std::cout, std::cerr);
     }
     if (pRepoPack->parsed())
     {
+        repoPackOptions.bJson = repoPackFormat.Chosen() == "json";
         return CRepoPackCommand(repoPackOptions).Run(std::cout, std::cerr);
     }
     if (pPlan->parsed())
     {
         planOptions.bCollectorTimeoutGiven = pPlan->count("--collector-timeout") > 0;
+        planOptions.bJson = planFormat.Chosen() == "json";
         return CPlanCommand(planOptions).Run(std::cout, std::cerr);
     }
+    lintOptions.strFormat = lintFormat.Chosen();
     return CLintCommand(lintOptions).Run(std::cout, std::cerr);
 }

@@ -5,9 +5,50 @@
 
 #include "PIEConfigInfo.h"
 #include "PlatformLayer.h"
+#include "ShellCharacters.h"
 #include "TextFormat.h"
+#include "XmlSupport.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+#include <sys/wait.h>
 
 using textformat::Quote;
+
+void CExplainReport::ExamineOutputDocument(SExplainedCollector& collector, int64_t nRunStartedNs)
+{
+    if (collector.strOutputPath.empty())
+    {
+        return;
+    }
+    SFileState state;
+    std::string strError;
+    collector.bOutputPresent = CPlatformLayer::ExamineFile(collector.strOutputPath, state, strError);
+    if (!collector.bOutputPresent)
+    {
+        return;
+    }
+    collector.nOutputModifiedMs = state.nModifiedNs / 1000000;
+    collector.nOutputChangedMs = state.nChangedNs / 1000000;
+    // Written by this run or not, by what no program can set: the status
+    // change time follows every write, also one that restores the
+    // modification time ("cp -p"), and comes from the clock that was read
+    // before the checker started.
+    collector.bOutputStale = state.nChangedNs < nRunStartedNs;
+    if (!CPlatformLayer::CanOpen(collector.strOutputPath, strError))
+    {
+        collector.strOutputProblem = "cannot be read: " + strError;
+        return;
+    }
+    const xmlsupport::SDiagnosedParse parse = xmlsupport::ParseFileWithDiagnostics(collector.strOutputPath);
+    if (parse.pDocument)
+    {
+        return;
+    }
+    collector.strOutputProblem = "does not parse: " + textformat::ParseFailure(parse.vDiagnostics);
+}
 
 void CExplainReport::ClassifyCollectorRuns()
 {
@@ -21,11 +62,28 @@ void CExplainReport::ClassifyCollectorRuns()
             // earlier one, or not there at all.
             SExplainedCollector& collector = *run.collector;
             collector.bReleaseWritable = CPlatformLayer::IsWritableDirectory(run.strComponentPath);
-            collector.bOutputPresent = !collector.strOutputPath.empty() &&
-                                       CPlatformLayer::GetModificationTime(collector.strOutputPath,
-                                                                           collector.nOutputModifiedMs);
-            collector.bOutputStale = collector.bOutputPresent &&
-                                     collector.nOutputModifiedMs + CRunVerdict::nStaleToleranceMs < collector.nStartedMs;
+            // Changed since this run began; a plan hands an evaluation the
+            // findings of a collector run of an earlier evaluation, whose
+            // document is judged against that run's start. A collector's
+            // start is read from the wall clock, which never runs behind the
+            // coarse file clock (so a collector of this run never started
+            // before it) and runs ahead of it by up to a tick.
+            const int64_t nClockSlackNs = 50 * 1000000LL;
+            const int64_t nCollectorStartedNs = collector.nStartedMs * 1000000LL;
+            const bool bEarlierRun = nCollectorStartedNs < m_run.nFileClockAtStartNs;
+            ExamineOutputDocument(collector,
+                                  bEarlierRun ? nCollectorStartedNs - nClockSlackNs : m_run.nFileClockAtStartNs);
+            // The shell's "not found": the command line holds the package
+            // directory unquoted.
+            const std::string strShellCharacters = CShellCharacters::Shown(m_run.strPackageDirectory);
+            if (!strShellCharacters.empty() && WIFEXITED(collector.nWaitStatus) &&
+                WEXITSTATUS(collector.nWaitStatus) == 127)
+            {
+                collector.strCommandLineProblem =
+                    "the shell found no command to run (status 127, \"not found\"): the package directory's path " +
+                    m_run.strPackageDirectory + " holds " + strShellCharacters +
+                    ", and the collector's command line holds it unquoted";
+            }
         }
         if (run.bFailed)
         {
@@ -43,9 +101,24 @@ void CExplainReport::ClassifyCollectorRuns()
         // the inventory module checks.
         run.eOutcome = SExplainedInventory::EOutcome::NotRun;
         CPIEConfigInfo config;
+        std::string strError;
         if (!CPlatformLayer::IsDirectory(run.strComponentPath))
         {
-            run.strReason = "the release directory does not exist";
+            const bool bThere = CPlatformLayer::CanOpen(run.strComponentPath, strError);
+            run.strReason = bThere                                 ? "the release path is not a directory"
+                            : strError == std::strerror(ENOENT) ? "the release directory does not exist"
+                                                                 : "the release directory cannot be examined: " + strError;
+        }
+        else if (!CPlatformLayer::CanOpen(run.strComponentPath, strError))
+        {
+            run.strReason = "the release directory cannot be entered: " + strError;
+        }
+        else if (!CPlatformLayer::CanOpen(strConfigPath, strError))
+        {
+            // The inventory module's test fails alike for a file that is not
+            // there and one it may not read: the system's reason tells them apart.
+            run.strReason = strError == std::strerror(ENOENT) ? "PIEConfig.xml does not exist"
+                                                              : "PIEConfig.xml cannot be read: " + strError;
         }
         else if (!CPlatformLayer::IsFileExistsAbs(strConfigPath))
         {
@@ -65,6 +138,11 @@ void CExplainReport::ClassifyCollectorRuns()
             run.eOutcome = SExplainedInventory::EOutcome::Ran;
             run.strReason = "its output document " + Quote(config.GetInventoryCommandOutFileName()) +
                             " is missing or lists no device";
+            if (run.collector && !run.collector->strOutputProblem.empty())
+            {
+                run.strReason = "its output document " + Quote(config.GetInventoryCommandOutFileName()) + " " +
+                                run.collector->strOutputProblem;
+            }
         }
     }
 
@@ -89,5 +167,15 @@ void CExplainReport::ClassifyCollectorRuns()
             inventory.strComponentPath = itRun->second.strComponentPath;
         }
     }
-    m_run.verdict = CRunVerdict::Decide(m_run.eRequested, m_run.ePackageDescription, m_run.vDependencies);
+    SRunCircumstances circumstances;
+    if (CSmbiosSummary::DeniedToThisUser(m_run.smbios))
+    {
+        for (const std::string& strAttempt : CSmbiosSummary::AttemptTexts(m_run.smbios))
+        {
+            circumstances.strSmbiosRefused += (circumstances.strSmbiosRefused.empty() ? "" : "; ") + strAttempt;
+        }
+    }
+    circumstances.strInventoryTextProblem = m_run.strInventoryTextProblem;
+    m_run.verdict =
+        CRunVerdict::Decide(m_run.eRequested, m_run.ePackageDescription, m_run.vDependencies, circumstances);
 }

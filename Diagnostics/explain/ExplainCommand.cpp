@@ -7,35 +7,49 @@
 #include "ExplainJson.h"
 #include "ExplainReport.h"
 #include "ExplainText.h"
+#include "CollectorOutputCapture.h"
 #include "JsonFormat.h"
+#include "PackageDirectory.h"
 #include "PlatformLayer.h"
 #include "SmbiosDump.h"
 #include "SmbiosSummary.h"
+#include "TextFormat.h"
+#include "UsageErrors.h"
 #include "XmlSupport.h"
 
 #include <ostream>
 
 namespace
 {
-// Goes back to the directory it was created in when it goes away.
-class CReturnToDirectory
-{
-public:
-    CReturnToDirectory() : m_strDirectory(CPlatformLayer::getCurrentDirectory()) {}
-    ~CReturnToDirectory() { CPlatformLayer::setCurrentDirectory(m_strDirectory); }
-    CReturnToDirectory(const CReturnToDirectory&) = delete;
-    CReturnToDirectory& operator=(const CReturnToDirectory&) = delete;
-
-private:
-    std::string m_strDirectory;
-};
-
 // The inventory text exactly as vexdepcheck's main reads it.
 std::string ReadInventoryText()
 {
     std::string strText;
     CPlatformLayer::ReadRegularFile("inv.xml", strText);
     return strText;
+}
+
+// Why the inventory text gives no device list: the system's reason it
+// cannot be read, or the parser's first fatal message with its line and
+// column; empty when it parses. Read after the run (the checker writes no
+// line of its own for it).
+std::string InventoryTextProblem(const std::string& strText)
+{
+    std::string strError;
+    if (!CPlatformLayer::CanOpen("inv.xml", strError))
+    {
+        return "inv.xml: " + strError;
+    }
+    if (strText.empty())
+    {
+        return "inv.xml is empty or not a regular file";
+    }
+    const xmlsupport::SDiagnosedParse parse = xmlsupport::ParseFileWithDiagnostics("inv.xml");
+    if (parse.pDocument)
+    {
+        return std::string();
+    }
+    return "inv.xml does not parse: " + textformat::ParseFailure(parse.vDiagnostics);
 }
 } // namespace
 
@@ -50,16 +64,17 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     }
     else if (m_options.strType != "hard")
     {
-        err << "vexinspect explain: the type must be hard or soft, not \"" << m_options.strType << "\"\n";
-        return nExitUsage;
+        return usage::Report("explain", "invalid package type '" + m_options.strType + "': expected hard or soft",
+                             err);
     }
 
     CCollectorTimeLimit timeLimit;
     if (m_options.bCollectorTimeoutGiven && !CCollectorTimeLimit::Parse(m_options.strCollectorTimeout, timeLimit))
     {
-        err << "vexinspect explain: the collector timeout must be config, none or a positive number of seconds, not \""
-            << m_options.strCollectorTimeout << "\"\n";
-        return nExitUsage;
+        return usage::Report("explain",
+                             "invalid collector timeout '" + m_options.strCollectorTimeout +
+                                 "': expected config, none or a positive number of seconds",
+                             err);
     }
 
     // Before anything reads the package: with the logger open, the readers
@@ -82,19 +97,12 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
         return nExitUnusableInput;
     }
 
-    CReturnToDirectory returnToDirectory;
-    if (!m_options.strPackageDir.empty())
+    CPackageDirectory packageDirectory;
+    std::string strDirectoryError;
+    if (!packageDirectory.Enter(m_options.strPackageDir, strDirectoryError))
     {
-        // Not the checker's change of directory, which reports no failure:
-        // a directory that cannot be entered must not leave the explanation
-        // in the current one.
-        std::string strError;
-        if (!CPlatformLayer::ChangeDirectory(m_options.strPackageDir, strError))
-        {
-            err << "vexinspect explain: cannot enter the package directory " << m_options.strPackageDir << ": "
-                << strError << "\n";
-            return nExitUnusableInput;
-        }
+        err << CPackageDirectory::ErrorLine("explain", m_options.strPackageDir, strDirectoryError) << "\n";
+        return nExitUnusableInput;
     }
 
     // As vexdepcheck: the inventory text first, then the checker for the
@@ -112,6 +120,11 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     {
         report.SetPackageDescription(EPackageDescription::Unparsable);
     }
+    // For a document a program parses, what the collectors write must not
+    // land in it: their two streams are captured for the run, and each
+    // collector's share is shown inside the document.
+    CCollectorOutputCapture outputCapture(m_options.bJson);
+    report.SetCollectorOutputCapture(&outputCapture);
     {
         CDependenciesChecker checker(strWorkingDirectory);
         // As vexdepcheck's wrapper does once the checker exists: the
@@ -132,6 +145,8 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
         const bool bProcessed = checker.Process(eType, strInventoryXml);
         report.SetOutcome(bProcessed, checker.GetDependentDevices());
     }
+    outputCapture.End();
+    report.SetCollectorOutputCapture(nullptr);
 
     // The machine as the run saw it, read again now that the run is over.
     std::size_t nDevices = 0;
@@ -149,6 +164,7 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     const SSmbiosSummary smbios =
         CSmbiosSummary::Read(bFromDump ? dump.GetSources() : SMBIOSSources(), m_options.strSmbiosDump);
     report.SetMachine(runningOS, nDevices, smbios);
+    report.SetInventoryTextProblem(InventoryTextProblem(strInventoryXml));
     report.ClassifyCollectorRuns();
 
     if (m_options.bJson)

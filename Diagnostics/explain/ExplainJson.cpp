@@ -25,6 +25,28 @@ std::string DeviceTypeKey(CDeviceInfo::eDeviceType eType)
     return "unknown";
 }
 
+// One captured stream: its first bytes as text (a byte that is not UTF-8
+// becomes U+FFFD when printed), how many bytes it had, and whether the text
+// was cut or dropped.
+Json StreamJson(const SCapturedStream& stream)
+{
+    Json json;
+    json["text"] = stream.strHead;
+    json["bytes"] = stream.nBytes;
+    json["truncated"] = stream.nBytes > stream.strHead.size();
+    json["kept"] = stream.bKept;
+    return json;
+}
+
+Json OutputJson(const SCollectorOutput& output)
+{
+    Json json;
+    json["stdout"] = StreamJson(output.out);
+    json["stderr"] = StreamJson(output.err);
+    json["keptBytes"] = CCollectorOutputCapture::nKeepBytes;
+    return json;
+}
+
 Json PCIJson(const SPCIInfo& pci)
 {
     Json json;
@@ -191,6 +213,7 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         collectorJson["outputStale"] = collector.bOutputStale;
         collectorJson["releaseWritable"] = collector.bReleaseWritable;
         collectorJson["warnings"] = collector.Warnings();
+        collectorJson["output"] = collector.output ? OutputJson(*collector.output) : Json();
         inventoryJson["collector"] = collectorJson;
     }
     else
@@ -288,6 +311,8 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         entry["result"] = comparison.nResult;
         entry["comparedAs"] = CVersionRule::Method(comparison.strRequired, comparison.strInstalled);
         entry["meaning"] = CVersionRule::Meaning(comparison.nResult);
+        entry["caveat"] =
+            TextOrNull(CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled));
         entry["installedDevice"] = DeviceJson(comparison.installed);
         comparisons.push_back(entry);
     }

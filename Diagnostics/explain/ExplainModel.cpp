@@ -57,6 +57,10 @@ std::vector<std::string> SExplainedCollector::Warnings() const
                                 : "the collector exited with status " + std::to_string(WEXITSTATUS(nWaitStatus)) +
                                       "; its document is read all the same");
     }
+    if (!strCommandLineProblem.empty())
+    {
+        vWarnings.push_back(strCommandLineProblem);
+    }
     if (nWaitStatus == -1)
     {
         vWarnings.push_back("the shell could not be started for the collector");
@@ -75,7 +79,8 @@ std::vector<std::string> SExplainedCollector::Warnings() const
         else if (bOutputStale)
         {
             vWarnings.push_back("the output document " + strOutputPath +
-                                " is older than the run: it was left by an earlier run and read instead");
+                                " was not changed after the collector started (its status change time is older "
+                                "than the run): it was left by an earlier run and read instead");
         }
     }
     return vWarnings;

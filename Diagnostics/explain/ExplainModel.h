@@ -5,6 +5,7 @@
 // filled by the decision listener (CExplainReport) while the checker runs and
 // read by the two renderings (CExplainText, CExplainJson).
 
+#include "CollectorOutputCapture.h"
 #include "CollectorTimeLimit.h"
 #include "DependencyDecisionListener.h"
 #include "DeviceInfo.h"
@@ -49,8 +50,24 @@ struct SExplainedCollector
     std::string strOutputPath;
     bool bOutputPresent = false;
     int64_t nOutputModifiedMs = 0;
-    bool bOutputStale = false;    // older than the run: the collector did not write it
+    // When its status last changed (written, renamed, its times set):
+    // unlike the modification time, no program can set it ("cp -p" and
+    // "touch -d" set only the other times).
+    int64_t nOutputChangedMs = 0;
+    // Not changed since before the collector started: the collector did not
+    // write it, an earlier run left it.
+    bool bOutputStale = false;
+    // Why the document, present, gives no record: the parser's message with
+    // its line and column, or the system's reason it cannot be read; empty
+    // when it parses.
+    std::string strOutputProblem;
+    // Why the collector's command line could not run as written (a package
+    // directory path that the shell splits), or empty.
+    std::string strCommandLineProblem;
     bool bReleaseWritable = true; // this process may create files in the release directory
+    // What it wrote to its standard output and standard error, when that
+    // was captured (for a document a program parses).
+    std::optional<SCollectorOutput> output;
 
     // The collector's shell ended with a status other than 0.
     bool ExitedNonZero() const;
@@ -183,6 +200,10 @@ struct SExplainedRun
     CDeviceInfo::eDependencyType eRequested = CDeviceInfo::eDependencyTypeHard;
     // The working directory the checker was built with.
     std::string strPackageDirectory;
+    // The file clock (CPlatformLayer::GetFileClockTime) before the checker
+    // started: an output document whose status changed before it was not
+    // written by this run.
+    int64_t nFileClockAtStartNs = 0;
     bool bPackageDescriptionFound = false;
     EPackageDescription ePackageDescription = EPackageDescription::Missing;
     // The inventory text ("inv.xml"): whether it is there and not empty, its
@@ -190,6 +211,9 @@ struct SExplainedRun
     bool bInventoryTextPresent = false;
     std::size_t nInventoryTextBytes = 0;
     std::size_t nInventoryDevices = 0;
+    // Why the device list could not be read (missing, unreadable, does not
+    // parse: the system's or the parser's words), or empty.
+    std::string strInventoryTextProblem;
     SOSInfo runningOS;
     SSmbiosSummary smbios;
     CCollectorTimeLimit collectorTimeLimit;

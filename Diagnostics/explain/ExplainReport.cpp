@@ -1,6 +1,7 @@
 #include "ExplainReport.h"
 
 #include "ExplainText.h"
+#include "PlatformLayer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -22,6 +23,9 @@ void CExplainReport::SetRun(CDeviceInfo::eDependencyType eRequested, const std::
     m_run.ePackageDescription = bPackageDescriptionFound ? EPackageDescription::Parsed : EPackageDescription::Missing;
     m_run.bInventoryTextPresent = !strInventoryText.empty();
     m_run.nInventoryTextBytes = strInventoryText.size();
+    // Before any collector runs: what changes after this, changed during
+    // the run.
+    m_run.nFileClockAtStartNs = CPlatformLayer::GetFileClockTime();
 }
 
 void CExplainReport::SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue)
@@ -145,6 +149,12 @@ void CExplainReport::OnInventoryLookup(const CDeviceInfo* pDependency, const SIn
         collector.bTimedOut = source.bTimedOut;
         collector.nStartedMs = source.nStartedMs;
         collector.strOutputPath = source.strOutputPath;
+        if (m_pOutputCapture != nullptr && m_pOutputCapture->IsOn())
+        {
+            // The checker runs one collector at a time and reports each run
+            // here, before the next one starts.
+            collector.output = m_pOutputCapture->Take();
+        }
         run.collector = collector;
     }
     if (lookup.pRecords != nullptr)

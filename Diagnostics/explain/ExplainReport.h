@@ -1,6 +1,7 @@
 #ifndef VEXDEP_EXPLAINREPORT_H
 #define VEXDEP_EXPLAINREPORT_H
 
+#include "CollectorOutputCapture.h"
 #include "ExplainJson.h"
 #include "ExplainModel.h"
 
@@ -32,12 +33,17 @@ public:
                 bool bPackageDescriptionFound, const std::string& strInventoryText);
     // The machine as the inventory text and the SMBIOS table describe it.
     void SetMachine(const SOSInfo& runningOS, std::size_t nInventoryDevices, const SSmbiosSummary& smbios);
+    // Why the device list ("inv.xml") could not be read; empty when it was.
+    void SetInventoryTextProblem(const std::string& strProblem) { m_run.strInventoryTextProblem = strProblem; }
     // The collectors' time limit the run used, and a value of the
     // environment variable that was rejected (empty when none was).
     void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
     // How package.xml was found (missing, unparsable, parsed); parsed when
     // not set and the description was found.
     void SetPackageDescription(EPackageDescription eState) { m_run.ePackageDescription = eState; }
+    // Where what the collectors write is captured (when it is): each run's
+    // share is taken when the checker reports the run. Not owned.
+    void SetCollectorOutputCapture(CCollectorOutputCapture* pCapture) { m_pOutputCapture = pCapture; }
     // The result of Process and the checker's list: the exit status that
     // vexdepcheck returns for them, and its report's dependencies.
     void SetOutcome(bool bProcessed, const std::vector<CDeviceInfo*>& vReported);
@@ -87,10 +93,14 @@ private:
     };
 
     SExplainedDependency* Find(const CDeviceInfo* pDependency);
+    // Whether the collector's output document is there, changed since
+    // nRunStartedNs (by the file clock), and parses.
+    static void ExamineOutputDocument(SExplainedCollector& collector, int64_t nRunStartedNs);
 
     SExplainedRun m_run;
     std::map<const CDeviceInfo*, std::size_t> m_mapIndex;
     std::map<std::string, SReleaseRun> m_mapReleaseRuns;
+    CCollectorOutputCapture* m_pOutputCapture = nullptr;
 };
 
 #endif // VEXDEP_EXPLAINREPORT_H

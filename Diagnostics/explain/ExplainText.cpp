@@ -117,9 +117,10 @@ std::string VerdictText(const SExplainedDependency& dependency, CDeviceInfo::eDe
     case EVerdict::NoInventory:
         return "not reported: no inventory was collected for release " + Quote(dependency.strReleaseID);
     case EVerdict::NotInstalled:
-        return "not reported: no installed instance matches it";
+        return "not reported: not installed (no installed instance matches it)";
     case EVerdict::Met:
-        return "met: not reported";
+        return dependency.strVersion.empty() ? "not reported: no required version (nothing to compare)"
+                                             : "met: not reported";
     case EVerdict::Unmet:
         return "reported unmet, current version " + Quote(dependency.strCurrentVersion);
     case EVerdict::Failed:
@@ -359,7 +360,14 @@ std::string DependencyText(const SExplainedRun& run, std::size_t nIndex, const S
             oss << (i == 0 ? "" : "  " + Continuation()) << "required " << Quote(comparison.strRequired)
                 << ", installed " << Quote(comparison.strInstalled) << " (" << DeviceText(comparison.installed)
                 << "), compared as " << CVersionRule::Method(comparison.strRequired, comparison.strInstalled) << ": "
-                << CVersionRule::Meaning(comparison.nResult) << "\n";
+                << CVersionRule::Meaning(comparison.nResult);
+            // Numbers that are not the ones written: said where they are compared.
+            const std::string strCaveat = CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled);
+            if (!strCaveat.empty())
+            {
+                oss << " (caveat: " << strCaveat << ")";
+            }
+            oss << "\n";
         }
     }
     else if (bDecided && *dependency.verdict == EVerdict::Failed)

@@ -3,8 +3,6 @@
 #include "ExplainModel.h"
 #include "TextFormat.h"
 
-const long long CRunVerdict::nStaleToleranceMs = 1000;
-
 std::string SRunVerdict::Key(ERunVerdict eVerdict)
 {
     switch (eVerdict)
@@ -70,7 +68,8 @@ SVerdictReason InventoryDoubt(const SExplainedDependency& dependency)
     {
         return ReasonFor(dependency, "stale-inventory",
                          "the output document of " + strRelease +
-                             " is older than its collector's run: the collector did not write it" +
+                             " was not changed after its collector started (its status change time, which no "
+                             "program can set, is older): the collector did not write it" +
                              (inventory.collector->bReleaseWritable
                                   ? std::string()
                                   : std::string(" (the release directory is not writable by this user)")));
@@ -83,22 +82,65 @@ SVerdictReason InventoryDoubt(const SExplainedDependency& dependency)
     if (inventory.nRecords == 0)
     {
         std::string strWhy = "its collector produced no inventory";
-        if (inventory.collector && !inventory.collector->bOutputPresent)
+        if (inventory.collector && !inventory.collector->strOutputProblem.empty())
+        {
+            strWhy = "its output document " + inventory.collector->strOutputPath + " " +
+                     inventory.collector->strOutputProblem;
+        }
+        else if (inventory.collector && !inventory.collector->bOutputPresent)
         {
             strWhy = "its collector wrote no output document";
             if (!inventory.collector->bReleaseWritable)
             {
                 strWhy += " (the release directory is not writable by this user)";
             }
+            if (!inventory.collector->strCommandLineProblem.empty())
+            {
+                strWhy += ": " + inventory.collector->strCommandLineProblem;
+            }
         }
         return ReasonFor(dependency, "no-inventory", strRelease + ": " + strWhy);
+    }
+    return SVerdictReason();
+}
+
+// Why what the run decided for the dependency cannot be trusted, by what the
+// run could not see; an empty kind when nothing stands in the way.
+SVerdictReason SightDoubt(const SExplainedDependency& dependency, const SRunCircumstances& circumstances)
+{
+    const std::optional<SExplainedPlatform>& platform = dependency.platform;
+    if (!circumstances.strSmbiosRefused.empty() && platform && !platform->vPlatforms.empty() && !platform->bChecked)
+    {
+        std::string strPlatforms;
+        for (const std::string& strPlatform : platform->vPlatforms)
+        {
+            strPlatforms += (strPlatforms.empty() ? "" : ", ") + strPlatform;
+        }
+        return ReasonFor(dependency, "platform-unverifiable",
+                         "its platforms (" + strPlatforms +
+                             ") could not be checked as this user, who may not read the SMBIOS tables (" +
+                             circumstances.strSmbiosRefused +
+                             "): the checker passes the check over; the verdict holds only for a run as root");
+    }
+    // Without the inventory text the machine has no device and no running
+    // OS: what was passed over for either was never really considered.
+    if (!circumstances.strInventoryTextProblem.empty() && dependency.verdict &&
+        (*dependency.verdict == EVerdict::DeviceNotPresent || *dependency.verdict == EVerdict::OSNotApplicable))
+    {
+        return ReasonFor(dependency, "inventory-text-unreadable",
+                         std::string(*dependency.verdict == EVerdict::DeviceNotPresent
+                                         ? "it applies only to a device, and the machine's device list"
+                                         : "it applies only to the OS it names, and the machine's running OS") +
+                             " could not be read (" + circumstances.strInventoryTextProblem +
+                             "): it was never considered");
     }
     return SVerdictReason();
 }
 } // namespace
 
 SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackageDescription ePackage,
-                                const std::vector<SExplainedDependency>& vDependencies)
+                                const std::vector<SExplainedDependency>& vDependencies,
+                                const SRunCircumstances& circumstances)
 {
     SRunVerdict verdict;
     std::vector<SVerdictReason> vUnmet;
@@ -122,7 +164,9 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
                                                               "could read"));
     }
 
-    std::size_t nChecked = 0;
+    std::size_t nChecked = 0;       // compared, and met
+    std::size_t nNotInstalled = 0;  // applies, but its component is not installed
+    std::size_t nWithoutVersion = 0; // applies, but requires no version
     std::size_t nOfType = 0;
     for (const SExplainedDependency& dependency : vDependencies)
     {
@@ -131,6 +175,12 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
             continue;
         }
         ++nOfType;
+        const SVerdictReason sight = SightDoubt(dependency, circumstances);
+        if (!sight.strKind.empty())
+        {
+            vUnverifiable.push_back(sight);
+            continue;
+        }
         switch (*dependency.verdict)
         {
         case EVerdict::Unmet:
@@ -149,6 +199,14 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
                                                (eRequested == CDeviceInfo::eDependencyTypeSoft ? "recommended "
                                                                                                : "required ") +
                                                Quote(dependency.strVersion)));
+            }
+            else if (*dependency.verdict == EVerdict::NotInstalled)
+            {
+                ++nNotInstalled;
+            }
+            else if (dependency.strVersion.empty())
+            {
+                ++nWithoutVersion;
             }
             else
             {
@@ -192,12 +250,37 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
     else
     {
         verdict.eVerdict = ERunVerdict::Ready;
-        verdict.vReasons.push_back(
-            nChecked == 0
-                ? RunReason("none-applicable", "no " + strType + " dependency applies to this machine (" +
-                                                   std::to_string(nOfType) + " declared)")
-                : RunReason("all-met", "every applicable " + strType + " dependency was checked and is met (" +
-                                           std::to_string(nChecked) + ")"));
+        const std::size_t nApplicable = nChecked + nNotInstalled + nWithoutVersion;
+        if (nApplicable == 0)
+        {
+            verdict.vReasons.push_back(RunReason("none-applicable", "no " + strType +
+                                                                        " dependency applies to this machine (" +
+                                                                        std::to_string(nOfType) + " declared)"));
+        }
+        else if (nNotInstalled == 0 && nWithoutVersion == 0)
+        {
+            verdict.vReasons.push_back(RunReason("all-met", "every applicable " + strType +
+                                                                " dependency was checked and is met (" +
+                                                                std::to_string(nChecked) + ")"));
+        }
+        else
+        {
+            // Nothing the checker would report, but not all of it was
+            // compared: said as it is.
+            std::string strText = "no applicable " + strType + " dependency is unmet: " +
+                                  std::to_string(nChecked) + " checked and met";
+            if (nNotInstalled > 0)
+            {
+                strText += ", " + std::to_string(nNotInstalled) +
+                           " not installed (the checker reports only an installed component that is older)";
+            }
+            if (nWithoutVersion > 0)
+            {
+                strText += ", " + std::to_string(nWithoutVersion) +
+                           " with no required version (nothing to compare: never reported unmet)";
+            }
+            verdict.vReasons.push_back(RunReason("all-met", strText));
+        }
     }
     verdict.vReasons.insert(verdict.vReasons.end(), vUnmet.begin(), vUnmet.end());
     verdict.vReasons.insert(verdict.vReasons.end(), vUnverifiable.begin(), vUnverifiable.end());

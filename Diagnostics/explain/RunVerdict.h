@@ -36,6 +36,17 @@ enum class EPackageDescription
     Parsed
 };
 
+// What the run could not see, beyond the dependencies themselves.
+struct SRunCircumstances
+{
+    // Why this user could not read the SMBIOS tables ("/dev/mem: Permission
+    // denied"), or empty: the tables are readable (or absent for everyone).
+    std::string strSmbiosRefused;
+    // Why the machine's device list ("inv.xml") could not be read ("inv.xml
+    // does not exist", the parser's message), or empty.
+    std::string strInventoryTextProblem;
+};
+
 struct SRunVerdict
 {
     ERunVerdict eVerdict = ERunVerdict::Unverifiable;
@@ -51,18 +62,19 @@ struct SRunVerdict
 class CRunVerdict
 {
 public:
-    // A collector output document older than the collector's run by more
-    // than this was not written by the run (file times are coarser than the
-    // clock the run is timed with).
-    static const long long nStaleToleranceMs;
-
     // Decides the verdict of a run of the requested type over the explained
     // dependencies. An unmet dependency of the requested type outweighs
     // everything else; anything applicable that could not be checked makes
     // the run unverifiable; otherwise it is ready. Every reason found is
     // listed, the weightier ones first.
+    //
+    // What the run could not see decides too: a dependency whose platform
+    // list was passed over because this user may not read the SMBIOS tables
+    // (root may) is unverifiable, whatever else was found for it; so is one
+    // that applies only to a device when the device list could not be read.
     static SRunVerdict Decide(CDeviceInfo::eDependencyType eRequested, EPackageDescription ePackage,
-                              const std::vector<SExplainedDependency>& vDependencies);
+                              const std::vector<SExplainedDependency>& vDependencies,
+                              const SRunCircumstances& circumstances = SRunCircumstances());
 };
 
 #endif // VEXDEP_RUNVERDICT_H

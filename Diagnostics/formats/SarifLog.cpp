@@ -141,13 +141,12 @@ nlohmann::ordered_json CSarifLog::ForFindings(const std::string& strRootDirector
         nlohmann::ordered_json physical;
         physical["artifactLocation"]["uri"] = EncodePath(finding.strFile);
         physical["artifactLocation"]["uriBaseId"] = strRootId;
-        if (finding.nLine > 0)
+        // A finding about a whole file points at its first line: code-scanning
+        // tools require a start line.
+        physical["region"]["startLine"] = finding.nLine > 0 ? finding.nLine : 1;
+        if (finding.nLine > 0 && finding.nColumn > 0)
         {
-            physical["region"]["startLine"] = finding.nLine;
-            if (finding.nColumn > 0)
-            {
-                physical["region"]["startColumn"] = finding.nColumn;
-            }
+            physical["region"]["startColumn"] = finding.nColumn;
         }
         nlohmann::ordered_json location;
         location["physicalLocation"] = physical;

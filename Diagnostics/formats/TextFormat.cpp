@@ -10,4 +10,23 @@ std::string Label(const std::string& strLabel, std::size_t nWidth)
 }
 
 std::string Quote(const std::string& strText) { return "\"" + strText + "\""; }
+std::string ParseFailure(const std::vector<xmlsupport::SParseDiagnostic>& vDiagnostics)
+{
+    for (const xmlsupport::SParseDiagnostic& diagnostic : vDiagnostics)
+    {
+        if (diagnostic.eLevel != xmlsupport::SParseDiagnostic::ELevel::Fatal)
+        {
+            continue;
+        }
+        std::string strPlace;
+        if (diagnostic.nLine > 0)
+        {
+            strPlace = "line " + std::to_string(diagnostic.nLine) +
+                       (diagnostic.nColumn > 0 ? ", column " + std::to_string(diagnostic.nColumn) : std::string()) +
+                       ": ";
+        }
+        return strPlace + diagnostic.strMessage;
+    }
+    return "the parser gives no reason";
+}
 } // namespace textformat

@@ -2,7 +2,7 @@
 
 #include "DiagnosticLog.h"
 #include "JsonFormat.h"
-#include "PlatformLayer.h"
+#include "PackageDirectory.h"
 #include "SarifLog.h"
 
 #include <ostream>
@@ -100,9 +100,10 @@ int CLintCommand::Run(std::ostream& out, std::ostream& err)
     // Nothing here switches the logger on; it is opened on /dev/null all the
     // same, so that no reader can ever write a log into the package.
     CDiagnosticLog::Open(std::string());
-    if (!CPlatformLayer::IsDirectory(strDirectory))
+    std::string strDirectoryError;
+    if (!CPackageDirectory::CanEnter(strDirectory, strDirectoryError))
     {
-        err << "vexinspect lint: the package directory " << strDirectory << " does not exist\n";
+        err << CPackageDirectory::ErrorLine("lint", strDirectory, strDirectoryError) << "\n";
         return nExitUnusableInput;
     }
     CPackageLinter linter(strDirectory);

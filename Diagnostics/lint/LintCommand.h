@@ -21,7 +21,8 @@ struct SLintOptions
 // with its file, line and a one-line explanation.
 //
 // Exit status: 0 no finding, 1 warnings only, 2 at least one error, 66 when
-// the package directory does not exist.
+// the package directory cannot be entered (as for explain: it does not
+// exist, is not a directory, or this user may not enter it).
 class CLintCommand
 {
 public:

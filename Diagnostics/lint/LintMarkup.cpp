@@ -147,9 +147,20 @@ xmlsupport::DocumentPtr CPackageLinter::ParseAndLintMarkup(const std::string& st
         {
             pCause = &parse.vDiagnostics.front();
         }
-        const std::string strWhy = pCause != nullptr ? pCause->strMessage : "the parser gives no reason";
+        std::string strWhy = pCause != nullptr ? pCause->strMessage : "the parser gives no reason";
         const bool bRead = pCause == nullptr || pCause->nCode != 0;
-        const long nLine = pCause != nullptr ? pCause->nLine : 0;
+        std::string strError;
+        if (!bRead && !CPlatformLayer::CanOpen(strPath, strError))
+        {
+            // The system's own reason ("Permission denied").
+            strWhy = strError;
+        }
+        // A document without any content is empty at its first line, as the
+        // library says ("Document is empty").
+        const long nLine = pCause != nullptr ? (pCause->nCode == XML_ERR_DOCUMENT_EMPTY && pCause->nLine == 0
+                                                     ? 1
+                                                     : pCause->nLine)
+                                             : 0;
         const long nColumn = pCause != nullptr ? pCause->nColumn : 0;
         AddAt(pszUnparsableCode, strFile, nLine, nColumn, std::string(),
               strFile + (bRead ? " is not well-formed XML: " + strWhy : " cannot be read (" + strWhy + ")") + ": " +

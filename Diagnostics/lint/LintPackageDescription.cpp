@@ -5,10 +5,12 @@
 #include "PackageLinter.h"
 
 #include "LintSupport.h"
+#include "ShellCharacters.h"
 #include "TextFormat.h"
 #include "VersionRule.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 
 #include <strings.h>
@@ -22,37 +24,74 @@ namespace
 const char* const kComponentXPath = "//SoftwareComponent";
 const char* const kSupportedDevicesXPath = "//SoftwareComponent/SupportedDevices";
 
-
-// Characters that the shell treats specially anywhere inside a word of the
-// collector's command line (which holds the release directory unquoted):
-// blanks split it, the others quote, substitute, redirect, chain or glob.
-const char* const kShellCharacters = " \t\n|&;<>()$`\\\"'*?[";
-
 // The OS fields that the OS check compares, with their attributes.
 const char* const kComparedOSAttributes[] = {"majorVersion",   "minorVersion", "spMajorVersion",
                                              "spMinorVersion", "osVendor",     "osArch"};
 const char* const kPCIAttributes[] = {"deviceID", "subDeviceID", "vendorID", "subVendorID"};
 
-std::string ShownCharacters(const std::string& strText)
+bool AllOf(const std::string& strText, const char* pszCharacters)
 {
-    std::string strShown;
-    for (char c : strText)
-    {
-        if (std::strchr(kShellCharacters, c) == nullptr || c == '\0')
-        {
-            continue;
-        }
-        const std::string strCharacter = c == ' '    ? "blank"
-                                         : c == '\t' ? "tab"
-                                         : c == '\n' ? "line end"
-                                                     : std::string(1, c);
-        if (strShown.find("'" + strCharacter + "'") == std::string::npos)
-        {
-            strShown += (strShown.empty() ? "" : ", ") + ("'" + strCharacter + "'");
-        }
-    }
-    return strShown;
+    return !strText.empty() && strText.find_first_not_of(pszCharacters) == std::string::npos;
 }
+
+std::string LowerCase(std::string strText)
+{
+    for (char& c : strText)
+    {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return strText;
+}
+
+std::string UpperCase(std::string strText)
+{
+    for (char& c : strText)
+    {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return strText;
+}
+
+// Which machines' IDs a systemID (without 0x) can equal. The machine's ID
+// is "0x" followed by: two lower-case hexadecimal digits (a single-byte ID
+// from the revision structure; the byte fe is the two-byte marker and never
+// an ID), four upper-case ones (a two-byte ID from the revision structure,
+// 0000 included), or, from physical memory when the table has no revision
+// structure, four lower-case ones (a two-byte ID other than 0) or "0"
+// followed by the single byte itself as a character (a byte other than 0
+// and fe).
+enum class ESystemIdMatch
+{
+    Table,      // an ID the SMBIOS table can give
+    MemoryOnly, // only an ID from physical memory
+    Never
+};
+
+ESystemIdMatch HowSystemIdMatches(const std::string& strSystemID)
+{
+    const char* const kLowerHex = "0123456789abcdef";
+    const char* const kUpperHex = "0123456789ABCDEF";
+    if (strSystemID.size() == 2)
+    {
+        if (AllOf(strSystemID, kLowerHex) && strSystemID != "fe")
+        {
+            return ESystemIdMatch::Table;
+        }
+        const unsigned char cByte = static_cast<unsigned char>(strSystemID[1]);
+        return strSystemID[0] == '0' && cByte != 0 && cByte != 0xFE ? ESystemIdMatch::MemoryOnly
+                                                                     : ESystemIdMatch::Never;
+    }
+    if (strSystemID.size() == 4)
+    {
+        if (AllOf(strSystemID, kUpperHex))
+        {
+            return ESystemIdMatch::Table;
+        }
+        return AllOf(strSystemID, kLowerHex) ? ESystemIdMatch::MemoryOnly : ESystemIdMatch::Never;
+    }
+    return ESystemIdMatch::Never;
+}
+
 } // namespace
 
 bool CPackageLinter::LintPackageRoot(xmlDoc* pDocument)
@@ -149,6 +188,15 @@ void CPackageLinter::LintAttributes(xmlNode* pDependency)
                     " holds letters or blanks: it is compared as text, case ignored (\"9\" counts newer than "
                     "\"10a\")");
         }
+        else if (!CVersionRule::Caveat(strVersion).empty())
+        {
+            const std::string strRead = CVersionRule::NumbersText(CVersionRule::NumbersAsRead(strVersion));
+            Add(CVersionRule::HasOverflowingPart(strVersion) ? "version-part-overflows" : "version-part-not-a-number",
+                kPackageFile, pDependency,
+                "version " + CVersionRule::Caveat(strVersion) +
+                    ": the checker reports an installed version unmet only when it is older than " + strRead +
+                    ", not than what is written");
+        }
     }
     if (!HasAttribute(pDependency, "componentType"))
     {
@@ -164,7 +212,7 @@ void CPackageLinter::LintAttributes(xmlNode* pDependency)
     else
     {
         const std::string strReleaseID = Attribute(pDependency, "releaseID");
-        const std::string strShown = ShownCharacters(strReleaseID);
+        const std::string strShown = CShellCharacters::Shown(strReleaseID);
         if (!strShown.empty())
         {
             Add("release-id-shell-characters", kPackageFile, pDependency,
@@ -276,8 +324,36 @@ void CPackageLinter::LintPlatforms(xmlNode* pDependency)
                 Add("system-id-prefixed", kPackageFile, pModel,
                     "systemID " + Quote(strSystemID) + " already starts with 0x: the platform becomes " +
                         Quote("0x" + strSystemID) + ", which never equals this machine's ID");
+                continue;
             }
+            LintSystemID(pModel, strSystemID);
         }
+    }
+}
+
+void CPackageLinter::LintSystemID(const xmlNode* pModel, const std::string& strSystemID)
+{
+    const std::string strPlatform = Quote("0x" + strSystemID);
+    switch (HowSystemIdMatches(strSystemID))
+    {
+    case ESystemIdMatch::Never:
+        Add("system-id-never-matches", kPackageFile, pModel,
+            "systemID " + Quote(strSystemID) + " never matches: the checker compares " + strPlatform +
+                " exactly with this machine's ID, which is 0x and two lower-case hexadecimal digits (a single-byte "
+                "ID other than fe), four upper-case ones (a two-byte ID from the SMBIOS table) or four lower-case "
+                "ones (a two-byte ID from physical memory)");
+        break;
+    case ESystemIdMatch::MemoryOnly:
+        Add("system-id-memory-only", kPackageFile, pModel,
+            "systemID " + Quote(strSystemID) + " matches only a machine whose ID comes from physical memory (" +
+                (strSystemID.size() == 2 ? "where a single-byte ID is the byte as a character"
+                                         : "where a two-byte ID is written in lower case") +
+                "): a machine whose SMBIOS revision structure holds the ID reads as " +
+                Quote(strSystemID.size() == 2 ? "0x" + LowerCase(strSystemID) : "0x" + UpperCase(strSystemID)) +
+                ", which " + strPlatform + " does not equal");
+        break;
+    case ESystemIdMatch::Table:
+        break;
     }
 }
 

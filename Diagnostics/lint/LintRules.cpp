@@ -57,6 +57,31 @@ const std::vector<SLintRule> kRules = {
      "Give the inventory plug-in a CliToFile element with both Command and Output."},
     {"timeout-below-one", SLintFinding::ESeverity::Error, "a timeout below 1 second: the collector never runs",
      "Give the inventory plug-in a timeout of at least 1 second, written as a number."},
+    {"release-directory-unreadable", SLintFinding::ESeverity::Error,
+     "a release directory that exists but cannot be entered: its collector never runs",
+     "Make the release directory (and the package directory) searchable by the user who runs the checker."},
+    {"collector-command-not-found", SLintFinding::ESeverity::Error,
+     "the collector's command names no file in the release directory: the shell finds nothing to run and the "
+     "release gets no inventory",
+     "Ship the collector in the release directory under the name Command gives (relative to the directory)."},
+    {"collector-not-executable", SLintFinding::ESeverity::Error,
+     "the collector's command names a file that is not executable: the shell cannot run it and the release gets no "
+     "inventory",
+     "Ship the collector with its execute permission set (chmod a+x) in the package."},
+    {"system-id-never-matches", SLintFinding::ESeverity::Error,
+     "a systemID that no machine's ID ever equals: that platform never applies",
+     "Write systemID as the platform ID without 0x: two lower-case hexadecimal digits for a single-byte ID, four "
+     "upper-case ones for a two-byte ID (0A1C)."},
+    {"version-part-overflows", SLintFinding::ESeverity::Error,
+     "a version with a part too large for the checker's 32-bit numbers: it is compared as another number",
+     "Keep every part of a version below 2147483648."},
+    {"version-part-not-a-number", SLintFinding::ESeverity::Error,
+     "a version part with a character that ends the number (\"2,5\" reads as 2): it is compared as a smaller "
+     "version",
+     "Separate the parts of a version with '.', '-' or '_' only, and write each part in digits."},
+    {"package-directory-shell-characters", SLintFinding::ESeverity::Error,
+     "a package directory path with characters that the shell splits or interprets: no collector runs from there",
+     "Unpack and check the package in a directory whose path holds letters, digits, '/', '-', '_' and '.' only."},
     {"external-declaration-not-loaded", SLintFinding::ESeverity::Warning,
      "an external DTD or an external entity declaration: it is never loaded, nothing it declares applies",
      "Leave out external DTDs and external entities: the checker reads the document alone."},
@@ -88,6 +113,14 @@ const std::vector<SLintRule> kRules = {
     {"duplicate-dependency", SLintFinding::ESeverity::Warning,
      "a dependency equal to an earlier one of the same device collapses into it",
      "Remove the repeated dependency, or make the two differ in what they require."},
+    {"timeout-not-a-number", SLintFinding::ESeverity::Warning,
+     "a timeout that is not a plain number of seconds (\"60s\" is read as 60)",
+     "Write the timeout as a whole number of seconds, digits only."},
+    {"system-id-memory-only", SLintFinding::ESeverity::Warning,
+     "a systemID that only a machine whose ID comes from physical memory can match, never one whose SMBIOS table "
+     "holds the ID",
+     "Write systemID as the SMBIOS table gives it: two lower-case hexadecimal digits for a single-byte ID, four "
+     "upper-case ones for a two-byte ID."},
 };
 } // namespace
 

@@ -1,7 +1,9 @@
 #include "PackageLinter.h"
 
 #include "LintSupport.h"
+#include "PackageDirectory.h"
 #include "PlatformLayer.h"
+#include "ShellCharacters.h"
 
 using namespace lintsupport;
 
@@ -52,6 +54,7 @@ std::vector<SLintFinding> CPackageLinter::Lint()
     m_vListed.clear();
     m_vReleases.clear();
 
+    LintPackageDirectoryPath();
     const std::string strPackagePath = m_strPackageDirectory + "/" + kPackageFile;
     if (!CPlatformLayer::IsFileExistsAbs(strPackagePath))
     {
@@ -81,4 +84,28 @@ std::vector<SLintFinding> CPackageLinter::Lint()
     }
     m_vListed.clear();
     return m_vFindings;
+}
+
+void CPackageLinter::LintPackageDirectoryPath()
+{
+    // The path as the checker builds the collectors' command lines from it:
+    // the working directory, with every link resolved.
+    std::string strPath;
+    {
+        CPackageDirectory directory;
+        std::string strError;
+        if (!directory.Enter(m_strPackageDirectory, strError))
+        {
+            return;
+        }
+        strPath = CPlatformLayer::getCurrentDirectory();
+    }
+    const std::string strShown = CShellCharacters::Shown(strPath);
+    if (!strShown.empty())
+    {
+        AddAt("package-directory-shell-characters", kPackageFile, 0, 0, std::string(),
+              "the package directory " + strPath + " holds " + strShown +
+                  ": every collector's command line holds it unquoted, so the shell splits or interprets it and no "
+                  "collector runs from this directory");
+    }
 }

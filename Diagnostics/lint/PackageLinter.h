@@ -70,10 +70,16 @@ private:
     void LintAttributes(xmlNode* pDependency);
     void LintParentDevice(const xmlNode* pParent);
     void LintPlatforms(xmlNode* pDependency);
+    void LintSystemID(const xmlNode* pModel, const std::string& strSystemID);
     void LintOperatingSystem(const xmlNode* pOS);
     void LintPCIIdentity(const xmlNode* pPCI, std::map<std::string, SCarried>& mapCarried);
     void LintDuplicates(xmlNode* pDependency, const std::vector<SPCIInfo>& vIdentities);
     void LintRelease(const std::string& strReleaseID, const xmlNode* pFirstUse);
+    void LintCollectorCommand(const std::string& strReleaseID, const std::string& strConfigFile,
+                              const std::string& strCommand, const xmlNode* pCommand);
+    // False when the timeout keeps the collector from running.
+    bool LintTimeout(const std::string& strReleaseID, const std::string& strConfigFile, const xmlNode* pPlugin);
+    void LintPackageDirectoryPath();
 
     std::string m_strPackageDirectory;
     std::vector<SLintFinding> m_vFindings;

@@ -1,5 +1,6 @@
 #include "PlanCommand.h"
 
+#include "CollectorOutputCapture.h"
 #include "CollectorTimeLimit.h"
 #include "DiagnosticLog.h"
 #include "ExplainJudge.h"
@@ -13,8 +14,42 @@
 #include "SmbiosDump.h"
 
 #include <ostream>
+#include <string>
+#include <utility>
 
 CPlanCommand::CPlanCommand(const SPlanOptions& options) : m_options(options) {}
+
+namespace
+{
+// Writes what the collectors printed during a plan whose document is JSON
+// on err: the first bytes of each stream and how many there were.
+void ReportCollectorOutput(const SCollectorOutput& output, std::ostream& err)
+{
+    const std::pair<const char*, const SCapturedStream*> streams[] = {{"standard output", &output.out},
+                                                                       {"standard error", &output.err}};
+    for (const auto& stream : streams)
+    {
+        if (stream.second->nBytes == 0)
+        {
+            continue;
+        }
+        err << "vexinspect plan: the collectors wrote " << stream.second->nBytes << " bytes to their "
+            << stream.first << " (kept out of the JSON document)";
+        if (!stream.second->bKept)
+        {
+            err << "; there was nowhere to keep them\n";
+            continue;
+        }
+        const bool bCut = stream.second->nBytes > stream.second->strHead.size();
+        err << (bCut ? "; the first " + std::to_string(stream.second->strHead.size()) + " follow:\n" : ":\n")
+            << stream.second->strHead;
+        if (!stream.second->strHead.empty() && stream.second->strHead.back() != '\n')
+        {
+            err << "\n";
+        }
+    }
+}
+} // namespace
 
 int CPlanCommand::Run(std::ostream& out, std::ostream& err)
 {
@@ -109,7 +144,13 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
     const CRepositoryIndex index(load.content.vPackages);
     CExplainJudge judge;
     CPlanner planner(index, loader.Source(), scratch, judge);
+    // The JSON document is for a program: what the collectors print goes
+    // into a capture while they run, and to standard error after it.
+    CCollectorOutputCapture outputCapture(m_options.bJson);
     SPlan plan = planner.Plan(request);
+    const SCollectorOutput collectorOutput = outputCapture.Take();
+    outputCapture.End();
+    ReportCollectorOutput(collectorOutput, err);
     plan.strRepository = m_options.strRepository;
     plan.strInventorySource = strInventorySource + ", " + std::to_string(request.strInventoryText.size()) + " bytes";
     plan.bCatalogUsed = load.bCatalogUsed;

@@ -54,6 +54,11 @@ SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::str
     summary.strDumpFile = strDumpFile;
     CSMBIOSInventory inventory(sources);
     summary.bTableRead = inventory.Initialize() != 0;
+    if (strDumpFile.empty())
+    {
+        summary.vSourcesTried =
+            CSmbiosSourceAttempts::Find(sources, summary.bTableRead, inventory.GetTableSource());
+    }
     if (!summary.bTableRead)
     {
         return summary;
@@ -68,6 +73,10 @@ SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::str
     summary.strManufacturer = inventory.GetManufacturerName();
     summary.strProductName = inventory.GetProductName();
     summary.strSerialNumber = inventory.GetSerialNumber();
+    unsigned int nMajor = 0;
+    unsigned int nMinor = 0;
+    EffectiveVersion(summary, nMajor, nMinor);
+    summary.system = CSmbiosSystemInformation::Read(inventory, nMajor, nMinor);
     inventory.getOEMStringsFromTable(&summary.vOEMStrings, 0);
     for (unsigned int nType = 0; nType < kStructureTypes; ++nType)
     {
@@ -150,6 +159,35 @@ std::string CSmbiosSummary::VersionFixupNote(const SSmbiosSummary& summary)
     }
     return "SMBIOS version fixup (" + EntryPointVersion(pFixup->nMajor, pFixup->nMinor) + " -> " +
            EntryPointVersion(pFixup->nMajor, pFixup->nFixedMinor) + ").";
+}
+
+void CSmbiosSummary::EffectiveVersion(const SSmbiosSummary& summary, unsigned int& nMajor, unsigned int& nMinor)
+{
+    nMajor = summary.nEntryPointMajor;
+    nMinor = summary.nEntryPointMinor;
+    const SVersionFixup* pFixup = FindVersionFixup(summary);
+    if (pFixup != nullptr)
+    {
+        nMinor = pFixup->nFixedMinor;
+    }
+}
+
+bool CSmbiosSummary::DeniedToThisUser(const SSmbiosSummary& summary)
+{
+    return !summary.bTableRead && CSmbiosSourceAttempts::AnyDenied(summary.vSourcesTried);
+}
+
+std::vector<std::string> CSmbiosSummary::AttemptTexts(const SSmbiosSummary& summary)
+{
+    std::vector<std::string> vTexts;
+    for (const SSmbiosSourceAttempt& attempt : summary.vSourcesTried)
+    {
+        if (!attempt.bUsed)
+        {
+            vTexts.push_back(attempt.strPath + ": " + attempt.strFailure);
+        }
+    }
+    return vTexts;
 }
 
 std::string CSmbiosSummary::OriginKey(CSMBIOSInventory::eSystemIdOrigin eOrigin)
@@ -334,6 +372,16 @@ std::string CSmbiosSummary::ToText(const SSmbiosSummary& summary)
     oss << Label("Source") << SourceText(summary) << "\n";
     if (!summary.bTableRead)
     {
+        const std::vector<std::string> vAttempts = AttemptTexts(summary);
+        for (std::size_t i = 0; i < vAttempts.size(); ++i)
+        {
+            oss << (i == 0 ? Label("Tried") : std::string(kLabelWidth + 2, ' ')) << vAttempts[i] << "\n";
+        }
+        if (DeniedToThisUser(summary))
+        {
+            oss << Label("Note") << "the system refused this user the SMBIOS tables, which only root may read: "
+                << "run as root\n";
+        }
         return oss.str();
     }
     oss << Label("BIOS vendor") << summary.strBiosVendor << "\n";
@@ -341,6 +389,14 @@ std::string CSmbiosSummary::ToText(const SSmbiosSummary& summary)
     oss << Label("Manufacturer") << summary.strManufacturer << "\n";
     oss << Label("Product name") << summary.strProductName << "\n";
     oss << Label("Serial number") << summary.strSerialNumber << "\n";
+    if (summary.system.bPresent)
+    {
+        oss << Label("System version") << summary.system.strVersion << "\n";
+    }
+    if (summary.system.bUUIDPresent)
+    {
+        oss << Label("System UUID") << summary.system.strUUID << "\n";
+    }
     oss << Label("OEM strings") << summary.vOEMStrings.size() << "\n";
     for (std::size_t i = 0; i < summary.vOEMStrings.size(); ++i)
     {
@@ -372,6 +428,19 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["entryPointVersion"] = jsonformat::TextOrNull(strVersion);
     const std::string strNote = VersionFixupNote(summary);
     json["entryPointVersionNote"] = jsonformat::TextOrNull(strNote);
+    nlohmann::ordered_json tried = nlohmann::ordered_json::array();
+    for (const SSmbiosSourceAttempt& attempt : summary.vSourcesTried)
+    {
+        nlohmann::ordered_json entry;
+        entry["source"] = attempt.strSource;
+        entry["path"] = attempt.strPath;
+        entry["used"] = attempt.bUsed;
+        entry["failure"] = jsonformat::TextOrNull(attempt.strFailure);
+        entry["denied"] = attempt.bDenied;
+        tried.push_back(entry);
+    }
+    json["sourcesTried"] = tried;
+    json["deniedToThisUser"] = DeniedToThisUser(summary);
     if (!summary.bTableRead)
     {
         return json;
@@ -381,6 +450,10 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["manufacturer"] = summary.strManufacturer;
     json["productName"] = summary.strProductName;
     json["serialNumber"] = summary.strSerialNumber;
+    json["systemVersion"] =
+        summary.system.bPresent ? nlohmann::ordered_json(summary.system.strVersion) : nlohmann::ordered_json();
+    json["systemUUID"] =
+        summary.system.bUUIDPresent ? nlohmann::ordered_json(summary.system.strUUID) : nlohmann::ordered_json();
     json["oemStrings"] = summary.vOEMStrings;
     nlohmann::ordered_json counts = nlohmann::ordered_json::array();
     for (const auto& count : summary.vStructureCounts)

@@ -2,6 +2,8 @@
 #define VEXDEP_SMBIOSSUMMARY_H
 
 #include "SMBIOSInventory.h"
+#include "SmbiosSourceAttempts.h"
+#include "SmbiosSystemInformation.h"
 
 #include <nlohmann/json.hpp>
 
@@ -28,6 +30,8 @@ struct SSmbiosSummary
     std::string strManufacturer;
     std::string strProductName;
     std::string strSerialNumber;
+    // The system's version and UUID (type 1), as dmidecode prints them.
+    SSmbiosSystemInformation system;
     std::vector<std::string> vOEMStrings;
     std::vector<std::pair<unsigned int, int>> vStructureCounts; // (type, count), types in ascending order
     std::string strSystemID;
@@ -39,6 +43,9 @@ struct SSmbiosSummary
     bool bRevisionStructure = false;
     unsigned int nRevisionLength = 0;
     bool bRevisionTooShort = false;
+    // The machine's firmware sources the reader tried, in its order, and
+    // why each gave no table (none for a dump).
+    std::vector<SSmbiosSourceAttempt> vSourcesTried;
 };
 
 class CSmbiosSummary
@@ -62,6 +69,14 @@ public:
     // The note dmidecode prints when it applies one of those fixups
     // ("SMBIOS version fixup (2.31 -> 2.3)."), or empty.
     static std::string VersionFixupNote(const SSmbiosSummary& summary);
+    // The major and minor version as dmidecode takes them (after its
+    // fixups); 0.0 when unknown.
+    static void EffectiveVersion(const SSmbiosSummary& summary, unsigned int& nMajor, unsigned int& nMinor);
+    // True when no table was read because the system refused this user a
+    // source: the tables are there, readable by root only.
+    static bool DeniedToThisUser(const SSmbiosSummary& summary);
+    // "/dev/mem: Permission denied" for each source that gave no table.
+    static std::vector<std::string> AttemptTexts(const SSmbiosSummary& summary);
     // "revision-single-byte", "memory-two-byte", ... and the words for it.
     static std::string OriginKey(CSMBIOSInventory::eSystemIdOrigin eOrigin);
     static std::string OriginText(CSMBIOSInventory::eSystemIdOrigin eOrigin);

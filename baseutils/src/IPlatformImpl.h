@@ -1,9 +1,32 @@
 #ifndef VEXDEP_IPLATFORMIMPL_H
 #define VEXDEP_IPLATFORMIMPL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+// What a file is, as one examination sees it: enough to tell whether a
+// later examination sees the same file unchanged.
+struct SFileState
+{
+    bool bRegular = false;
+    uint32_t nMode = 0; // the file's type and permission bits
+    uint64_t nDevice = 0;
+    uint64_t nInode = 0;
+    int64_t nSize = 0;
+    int64_t nModifiedNs = 0; // nanoseconds since the epoch
+    int64_t nChangedNs = 0;  // the status change time, which no one can set
+};
+
+// What was written to one of this process's standard streams while they
+// were captured: the first bytes, and how many bytes were written in all.
+struct SCapturedStream
+{
+    std::string strHead;
+    uint64_t nBytes = 0;
+    bool bKept = true; // false: there was nowhere to keep it, it was dropped
+};
 
 // Operating-system services behind the platform facade (CPlatformLayer).
 // The order of the first twenty operations is part of the interface; the
@@ -74,6 +97,31 @@ public:
     virtual bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) = 0;
     // True when this process may create files in the directory.
     virtual bool IsWritableDirectory(const std::string& strPath) = 0;
+    // True when this process can open the file for reading, or enter the
+    // directory; otherwise false, with the system's reason in strError ("No
+    // such file or directory", "Permission denied", "Not a directory").
+    // Named pipes and devices are opened without waiting and closed again.
+    virtual bool CanOpen(const std::string& strPath, std::string& strError) = 0;
+    // Examines the file (following symbolic links); false, with the
+    // system's reason in strError, when it cannot be examined.
+    virtual bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError) = 0;
+    // Sends this process's standard output and standard error (and so those
+    // of every command it starts from now on) each into a file of its own
+    // that no other process can open, until EndStreamCapture. Where no such
+    // file can be made, what is written is dropped (and the takes say so).
+    // False, with the system's reason, when the streams cannot be moved
+    // (nothing changed then).
+    virtual bool BeginStreamCapture(std::string& strError) = 0;
+    // What was written to each stream since the capture began or the last
+    // take: its first nKeepBytes and how many bytes in all. The files start
+    // over empty.
+    virtual void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err) = 0;
+    // Puts the standard output and standard error back where they were.
+    virtual void EndStreamCapture() = 0;
+    // Now, in nanoseconds since the epoch, by the clock the system stamps
+    // files with (coarser than the wall clock, and up to a tick behind it):
+    // a file whose status change time is before it was not changed since.
+    virtual int64_t GetFileClockTime() = 0;
 
 protected:
     // The platform object lives for the whole process and is never deleted

@@ -8,6 +8,7 @@
 #include "LinuxImplLogSource.h"
 
 #include <cerrno>
+#include <ctime>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -97,6 +98,65 @@ bool CLinuxImpl::GetModificationTime(const std::string& strPath, int64_t& nMilli
 bool CLinuxImpl::IsWritableDirectory(const std::string& strPath)
 {
     return IsDirectory(strPath) && access(strPath.c_str(), W_OK | X_OK) == 0;
+}
+
+bool CLinuxImpl::CanOpen(const std::string& strPath, std::string& strError)
+{
+    struct stat st = {};
+    if (stat(strPath.c_str(), &st) != 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    if (S_ISDIR(st.st_mode))
+    {
+        if (faccessat(AT_FDCWD, strPath.c_str(), X_OK, AT_EACCESS) != 0)
+        {
+            strError = std::strerror(errno);
+            return false;
+        }
+        return true;
+    }
+    const int nFd = open(strPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (nFd < 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    close(nFd);
+    return true;
+}
+
+int64_t CLinuxImpl::GetFileClockTime()
+{
+    // File times come from the kernel's coarse real-time clock.
+    struct timespec now = {};
+    if (clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0)
+    {
+        clock_gettime(CLOCK_REALTIME, &now);
+    }
+    return static_cast<int64_t>(now.tv_sec) * 1000000000 + static_cast<int64_t>(now.tv_nsec);
+}
+
+bool CLinuxImpl::ExamineFile(const std::string& strPath, SFileState& state, std::string& strError)
+{
+    struct stat st = {};
+    if (stat(strPath.c_str(), &st) != 0)
+    {
+        strError = std::strerror(errno);
+        return false;
+    }
+    const auto Nanoseconds = [](const struct timespec& time) {
+        return static_cast<int64_t>(time.tv_sec) * 1000000000 + static_cast<int64_t>(time.tv_nsec);
+    };
+    state.bRegular = S_ISREG(st.st_mode);
+    state.nMode = static_cast<uint32_t>(st.st_mode);
+    state.nDevice = static_cast<uint64_t>(st.st_dev);
+    state.nInode = static_cast<uint64_t>(st.st_ino);
+    state.nSize = static_cast<int64_t>(st.st_size);
+    state.nModifiedNs = Nanoseconds(st.st_mtim);
+    state.nChangedNs = Nanoseconds(st.st_ctim);
+    return true;
 }
 
 void CLinuxImpl::Sleep(int nSeconds)

@@ -51,6 +51,12 @@ public:
     bool ChangeDirectory(const std::string& strPath, std::string& strError) override;
     bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) override;
     bool IsWritableDirectory(const std::string& strPath) override;
+    bool CanOpen(const std::string& strPath, std::string& strError) override;
+    bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError) override;
+    bool BeginStreamCapture(std::string& strError) override;
+    void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err) override;
+    void EndStreamCapture() override;
+    int64_t GetFileClockTime() override;
 
     bool isKOVAZEPHInstalled();
     bool isESXiSystem();
@@ -77,6 +83,14 @@ private:
     std::string GetZephLibraryDirectory();
     bool IsUSBStoragePresent();
     std::vector<std::string> ListDirectory(std::string& strDirectory, bool bWithDirectory);
+
+    // The stream capture: the files the two streams go to, the streams as
+    // they were, and whether what is written is dropped. -1: no capture.
+    int m_nCaptureOut = -1;
+    int m_nCaptureErr = -1;
+    int m_nSavedOut = -1;
+    int m_nSavedErr = -1;
+    bool m_bCaptureDiscards = false;
 };
 
 #endif // VEXDEP_LINUXIMPL_H

@@ -123,6 +123,30 @@ bool CPlatformLayer::IsWritableDirectory(const std::string& strPath)
     return GetPlatform()->IsWritableDirectory(strPath);
 }
 
+bool CPlatformLayer::CanOpen(const std::string& strPath, std::string& strError)
+{
+    return GetPlatform()->CanOpen(strPath, strError);
+}
+
+bool CPlatformLayer::ExamineFile(const std::string& strPath, SFileState& state, std::string& strError)
+{
+    return GetPlatform()->ExamineFile(strPath, state, strError);
+}
+
+bool CPlatformLayer::BeginStreamCapture(std::string& strError)
+{
+    return GetPlatform()->BeginStreamCapture(strError);
+}
+
+void CPlatformLayer::TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err)
+{
+    GetPlatform()->TakeCapturedStreams(nKeepBytes, out, err);
+}
+
+void CPlatformLayer::EndStreamCapture() { GetPlatform()->EndStreamCapture(); }
+
+int64_t CPlatformLayer::GetFileClockTime() { return GetPlatform()->GetFileClockTime(); }
+
 bool CPlatformLayer::CreateEmptyVEXDebuLogFile()
 {
     std::ofstream ofsMarker(strEnableLogFileName.c_str(), std::ios::out | std::ios::trunc);

@@ -49,6 +49,12 @@ public:
     static bool ChangeDirectory(const std::string& strPath, std::string& strError);
     static bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds);
     static bool IsWritableDirectory(const std::string& strPath);
+    static bool CanOpen(const std::string& strPath, std::string& strError);
+    static bool ExamineFile(const std::string& strPath, SFileState& state, std::string& strError);
+    static bool BeginStreamCapture(std::string& strError);
+    static void TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err);
+    static void EndStreamCapture();
+    static int64_t GetFileClockTime();
 
     // Creates (or truncates) the debug-log marker file in the working
     // directory; true when it could be opened.

@@ -84,6 +84,18 @@ CommandResult RunInPackage(const std::vector<std::string>& vArgs, const std::str
     {
         strScript += "cp " + strStaging + "/mem /dev/mem || fail\n";
     }
+    if (firmware.bRootOnly)
+    {
+        if (firmware.eKind == Firmware::Kind::Sysfs)
+        {
+            strScript += "chmod 0400 /sys/firmware/dmi/tables/smbios_entry_point /sys/firmware/dmi/tables/DMI || fail\n";
+        }
+        if (firmware.eKind != Firmware::Kind::Memory)
+        {
+            strScript += "head -c 1048576 /dev/zero > /dev/mem || fail\n";
+        }
+        strScript += "chmod 0600 /dev/mem || fail\n";
+    }
     strScript += "cd " + Quote(strPackageDir) + " || fail\n";
     strScript += "exec";
     for (const std::string& strArg : vArgs)

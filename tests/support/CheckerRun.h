@@ -22,14 +22,24 @@ struct Firmware
     std::string strEntryPoint; // Sysfs
     std::string strTable;      // Sysfs
     std::string strMemory;     // Memory
+    // As on a real server: the tables (and a stand-in /dev/mem of 1 MiB
+    // where the firmware gives none) readable by root only.
+    bool bRootOnly = false;
 
-    static Firmware Host() { return Firmware{Kind::Host, "", "", ""}; }
-    static Firmware NoTables() { return Firmware{Kind::None, "", "", ""}; }
+    static Firmware Host() { return Firmware{Kind::Host, "", "", "", false}; }
+    static Firmware NoTables() { return Firmware{Kind::None, "", "", "", false}; }
     static Firmware FromSysfs(const std::string& strEntryPoint, const std::string& strTable)
     {
-        return Firmware{Kind::Sysfs, strEntryPoint, strTable, ""};
+        return Firmware{Kind::Sysfs, strEntryPoint, strTable, "", false};
     }
-    static Firmware FromMemory(const std::string& strImage) { return Firmware{Kind::Memory, "", "", strImage}; }
+    static Firmware FromMemory(const std::string& strImage) { return Firmware{Kind::Memory, "", "", strImage, false}; }
+    // The same firmware, readable by root only.
+    Firmware RootOnly() const
+    {
+        Firmware copy = *this;
+        copy.bRootOnly = true;
+        return copy;
+    }
 };
 
 // True when this process may create a private mount namespace (unshare).

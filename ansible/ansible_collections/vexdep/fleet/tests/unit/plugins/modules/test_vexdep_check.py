@@ -450,3 +450,37 @@ def test_main_ends_a_hanging_vexinspect_at_its_timeout(monkeypatch, capsys, tmp_
     # Nothing it started is left.
     pid = int(marker.read_text())
     assert not os.path.exists('/proc/%d' % pid) or open('/proc/%d/stat' % pid).read().split(') ')[1][0] == 'Z'
+
+
+# --- the real vexinspect, with a collector that talks -------------------------
+
+REPOSITORY = os.path.normpath(os.path.join(os.path.dirname(__file__), '..', '..', '..', '..', '..', '..', '..', '..'))
+
+
+def talking_copy(tmp_path, name, prelude):
+    """The example package in tmp_path/name, each collector running prelude first."""
+    import shutil
+    package = tmp_path / name
+    shutil.copytree(os.path.join(REPOSITORY, 'examples', 'package'), str(package))
+    for release in ('REL001', 'REL002'):
+        collector = package / release / 'collect.sh'
+        lines = collector.read_text().split('\n', 1)
+        collector.write_text(lines[0] + '\n' + prelude + '\n' + lines[1])
+        collector.chmod(0o755)
+    return package
+
+
+def test_main_with_a_collector_that_prints_a_mebibyte(monkeypatch, capsys, tmp_path):
+    """The module as Ansible runs it, with the real vexinspect: what the collectors print stays out of its JSON."""
+    vexinspect = os.environ.get('VEXDEP_INSPECT')
+    if not vexinspect or not os.access(vexinspect, os.X_OK):
+        pytest.skip('VEXDEP_INSPECT does not name the vexinspect executable')
+    quiet = talking_copy(tmp_path, 'quiet', ':')
+    talking = talking_copy(tmp_path, 'talking', "echo 'Collecting inventory...'; head -c 1048576 /dev/zero | "
+                                                "tr '\\000' x; echo progress >&2")
+    expected = run_main(monkeypatch, capsys, {'package_dir': str(quiet), 'vexinspect': vexinspect})
+    result = run_main(monkeypatch, capsys, {'package_dir': str(talking), 'vexinspect': vexinspect})
+    assert 'failed' not in result, result.get('msg')
+    assert result['verdict'] == expected['verdict']
+    for check_type in ('hard', 'soft'):
+        assert result['checks'][check_type]['verdict'] == expected['checks'][check_type]['verdict']
