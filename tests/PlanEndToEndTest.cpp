@@ -154,6 +154,37 @@ TEST_F(PlanEndToEnd, PlansAChainOfDepthSixOverArchivesAndDirectories)
     EXPECT_EQ(Plan({"hard", "--exit-verdict"}).nExitStatus, 1);
 }
 
+TEST_F(PlanEndToEnd, KeepsWhatTheCollectorsPrintOutOfTheJsonAndShowsItOnStandardError)
+{
+    Target({Needs("101", "2.0", "A")});
+    Add(Updates("A", PackageFormat::Directory, "101", "2.0", {}, InstalledAll()));
+    // The package's collectors announce themselves on both streams, and one
+    // prints more than is kept.
+    ASSERT_EQ(RunCommand({"/bin/sh", "-c",
+                          "for c in */collect.sh; do sed -i '2i echo Collecting inventory...; echo busy >&2; "
+                          "head -c 6000 /dev/zero | tr \"\\\\000\" x' \"$c\"; done"},
+                         m_target.Path())
+                  .nExitStatus,
+              0);
+    const CommandResult quiet = Plan({"hard"});
+    const CommandResult result = Plan({"hard", "--json"});
+    ASSERT_EQ(result.nExitStatus, 0) << result.strStderr;
+    EXPECT_EQ(JsonSchemaErrors("plan", result.strStdout), "");
+    const Json plan = Json::parse(result.strStdout);
+    EXPECT_EQ(plan["verdict"], "complete");
+    EXPECT_EQ(Steps(plan), (std::vector<std::string>{"A"}));
+    // The text run leaves the collectors' output where they write it.
+    EXPECT_NE(quiet.strStdout.find("Collecting inventory..."), std::string::npos);
+    EXPECT_NE(result.strStderr.find("vexinspect plan: the collectors wrote "), std::string::npos) << result.strStderr;
+    EXPECT_NE(result.strStderr.find("to their standard output (kept out of the JSON document); the first 4096 follow:"),
+              std::string::npos)
+        << result.strStderr;
+    EXPECT_NE(result.strStderr.find("Collecting inventory..."), std::string::npos);
+    EXPECT_NE(result.strStderr.find("to their standard error (kept out of the JSON document):\nbusy"),
+              std::string::npos)
+        << result.strStderr;
+}
+
 TEST_F(PlanEndToEnd, PlansADiamondsSharedPrerequisiteOnce)
 {
     Target({Needs("101", "2.0", "A"), Needs("102", "2.0", "B")});
