@@ -91,6 +91,13 @@ class Fleet(object):
         self.tables_tool = tables_tool
         self.root = tempfile.mkdtemp(prefix='vexdep-fleet-', dir=parent)
         self.hosts = []
+        try:
+            self._make_keys()
+        except BaseException:
+            shutil.rmtree(self.root, ignore_errors=True)
+            raise
+
+    def _make_keys(self):
         self.client_key = os.path.join(self.root, 'client_ed25519')
         self.known_hosts = os.path.join(self.root, 'known_hosts')
         self.authorized_keys = os.path.join(self.root, 'authorized_keys')
