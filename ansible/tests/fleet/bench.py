@@ -9,7 +9,8 @@ The hosts are those of the multi-host test, repeated: a third ready (system ID
 0A1C), a third blocked (0A1D), a third unverifiable (no tables, the hard collector
 fails). Prints the wall time of ansible-playbook, hosts per minute and the
 controller's peak memory (the largest sum of the resident sizes of
-ansible-playbook and every process below it, sampled every 0.1 s), and where
+ansible-playbook and every process below it, sampled every 0.1 s; and of their
+proportional sizes, which count the pages the forks share once), and where
 the time went: the load average, the processor time of the controller (its
 main process apart) and of the hosts, and each task's span and mean time per
 host. Every sshd, namespace and temporary directory it started or made is
@@ -49,30 +50,27 @@ def interrupt(signum, frame):
     raise Interrupted('stopped by signal %d' % signum)
 
 
-def mitogen_strategies():
-    """The directory of the connection strategies of Debian's ansible-mitogen, or None."""
-    found = subprocess.run(['/usr/bin/python3', '-c', 'import ansible_mitogen, os; '
-                            'print(os.path.dirname(ansible_mitogen.__file__))'],
-                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, universal_newlines=True)
-    directory = os.path.join(found.stdout.strip(), 'plugins', 'strategy')
-    return directory if found.returncode == 0 and os.path.isdir(directory) else None
-
-
 class Sampler(threading.Thread):
-    """Samples the resident size of ansible-playbook's tree every 0.1 s and the
+    """Samples the resident size of ansible-playbook's tree every 0.1 s, its
+    proportional size (forks share most of their pages) every second, and the
     processor time of its main process."""
 
     def __init__(self, pid):
         super(Sampler, self).__init__()
         self.pid = pid
         self.peak_kib = 0
+        self.peak_pss_kib = 0
         self.main_cpu = 0.0
         self.done = threading.Event()
 
     def run(self):
+        samples = 0
         while not self.done.is_set():
             self.peak_kib = max(self.peak_kib, proctree.tree_rss_kib(self.pid))
+            if samples % 10 == 0:
+                self.peak_pss_kib = max(self.peak_pss_kib, proctree.tree_pss_kib(self.pid))
             self.main_cpu = max(self.main_cpu, proctree.cpu_seconds(self.pid, reaped=False))
+            samples += 1
             self.done.wait(0.1)
 
 
@@ -160,8 +158,8 @@ def run_bench(args, fleet):
         print('  ' + line)
     print('wall time: %.1f s' % wall)
     print('hosts per minute: %.0f' % (args.hosts * 60.0 / wall))
-    print('controller peak memory: %.0f MiB (ansible-playbook and its processes, resident)'
-          % (sampler.peak_kib / 1024.0))
+    print('controller peak memory: %.0f MiB (ansible-playbook and its processes, resident; proportional: %.0f MiB)'
+          % (sampler.peak_kib / 1024.0, sampler.peak_pss_kib / 1024.0))
     print('goal: the whole preflight of %d hosts in under 300 s: %s'
           % (args.hosts, 'met' if wall < 300 else 'NOT met'))
     if len(report['hosts']) != args.hosts or status != 0:
@@ -201,7 +199,7 @@ def main():
 
     why = fleethosts.missing_tools()
     if args.mitogen and not why:
-        args.mitogen = mitogen_strategies()
+        args.mitogen = fleethosts.mitogen_strategies()
         why = None if args.mitogen else "ansible-mitogen is not installed (Debian's package ansible-mitogen)"
     if why:
         print('fleet-bench skipped: %s' % why)

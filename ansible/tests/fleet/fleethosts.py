@@ -59,6 +59,16 @@ def missing_tools():
     return None
 
 
+def mitogen_strategies():
+    """The directory of the connection strategies of Debian's ansible-mitogen (for
+    ANSIBLE_STRATEGY_PLUGINS), or None where it is not installed."""
+    found = subprocess.run(['/usr/bin/python3', '-c', 'import ansible_mitogen, os; '
+                            'print(os.path.dirname(ansible_mitogen.__file__))'],
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, universal_newlines=True)
+    directory = os.path.join(found.stdout.strip(), 'plugins', 'strategy')
+    return directory if found.returncode == 0 and os.path.isdir(directory) else None
+
+
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as sock:
         sock.bind(('127.0.0.1', 0))

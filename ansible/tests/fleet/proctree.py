@@ -55,6 +55,24 @@ def tree_rss_kib(root_pid):
     return sum(rss_kib(pid) for pid in tree(root_pid))
 
 
+def pss_kib(pid):
+    """The proportional set size of pid in KiB: its pages shared with n processes count 1/n
+    (0 when it is gone or the kernel does not tell)."""
+    try:
+        with open('/proc/%d/smaps_rollup' % pid) as handle:
+            for line in handle:
+                if line.startswith('Pss:'):
+                    return int(line.split()[1])
+    except (OSError, IndexError, ValueError):
+        pass
+    return 0
+
+
+def tree_pss_kib(root_pid):
+    """The proportional set size of root_pid and all its descendants, in KiB."""
+    return sum(pss_kib(pid) for pid in tree(root_pid))
+
+
 def cpu_seconds(pid, reaped=True):
     """Processor time (user and system) of pid, with that of its children it
     has waited for when reaped is true; 0 when it is gone."""

@@ -1,8 +1,11 @@
 # -*- coding: utf-8 -*-
 # Copyright (C) 2026 vexdepcheck developers
-"""Action of vexdep_check: with src, the package archive on the controller is
-copied into the task's remote temporary directory first, and the module
-unpacks, checks and removes it in the same round trip.
+"""Action of vexdep_check: with src, the package archive on the controller
+reaches the host in the module's arguments when it is small (at most
+INLINE_LIMIT bytes: the task is then one command on the host, without a
+temporary directory), else it is copied into the task's remote temporary
+directory first; the module unpacks, checks and removes it in the same round
+trip.
 
 With the task keyword timeout, the module gets the time that is left of it
 after the copy, less a reserve, as its own timeout: the check then ends by
@@ -13,20 +16,25 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import base64
 import os
 import time
 
-from ansible.errors import AnsibleActionFail
+from ansible.errors import AnsibleActionFail, AnsibleConnectionFailure
 from ansible.module_utils.common.text.converters import to_text
 from ansible.plugins.action import ActionBase
 from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import module_timeout
 
 MODULE = 'vexdep.fleet.vexdep_check'
+# The largest archive sent in the module's arguments (package_content).
+INLINE_LIMIT = 1024 * 1024
 
 
 class ActionModule(ActionBase):
 
-    TRANSFERS_FILES = True
+    # The remote temporary directory is made only for an archive that is
+    # copied, not before every task as for actions that transfer files.
+    TRANSFERS_FILES = False
 
     def run(self, tmp=None, task_vars=None):
         started = time.time()
@@ -40,7 +48,18 @@ class ActionModule(ActionBase):
             timeout = module_timeout(task_timeout, time.time() - started, module_args.get('timeout'))
             if timeout is not None:
                 module_args['timeout'] = timeout
-            return self._execute_module(module_name=MODULE, module_args=module_args, task_vars=task_vars)
+            try:
+                return self._execute_module(module_name=MODULE, module_args=module_args, task_vars=task_vars)
+            except AnsibleConnectionFailure:
+                if self._connection._shell.tmpdir:
+                    raise
+                # The module was the task's first command, its input sent with
+                # it: on a host that cannot be reached that breaks the pipe
+                # before the connection can say why. A bare command lets it
+                # say why (the exception it raises), as it would for any
+                # other first command.
+                self._low_level_execute_command('true', sudoable=False)
+                raise
 
         if source is None:
             result.update(execute())
@@ -52,6 +71,11 @@ class ActionModule(ActionBase):
                 raise AnsibleActionFail('src %s not found on the controller: %s' % (source, to_text(error)))
             if not os.path.isfile(source):
                 raise AnsibleActionFail('src %s is not a file on the controller' % source)
+            if os.path.getsize(source) <= INLINE_LIMIT:
+                with open(source, 'rb') as handle:
+                    module_args['package_content'] = base64.b64encode(handle.read()).decode('ascii')
+                result.update(execute())
+                return result
             if not self._connection._shell.tmpdir:
                 self._make_tmp_path()
             remote = self._connection._shell.join_path(self._connection._shell.tmpdir, 'package.tar.gz')

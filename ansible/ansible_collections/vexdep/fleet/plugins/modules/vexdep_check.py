@@ -34,7 +34,7 @@ options:
   package_dir:
     description:
       - The update package's directory on the managed host (the one holding C(package.xml)).
-      - Exactly one of I(package_dir), I(package_archive) and I(src) is required.
+      - Exactly one of I(package_dir), I(package_archive), I(package_content) and I(src) is required.
     type: path
   package_archive:
     description:
@@ -42,11 +42,17 @@ options:
         temporary directory (mode 0700), checked there, and the directory is removed again before
         the module returns, whatever happened.
     type: path
+  package_content:
+    description:
+      - A C(.tar.gz) of the update package itself, base64-encoded, unpacked and checked as I(package_archive) is.
+      - The action sends an archive given in I(src) this way when it is at most 1 MiB.
+    type: str
   src:
     description:
-      - A C(.tar.gz) of the update package on the controller. The action copies it into the task's
-        temporary directory on the host and checks it as I(package_archive) in the same round trip;
-        both are removed afterwards.
+      - A C(.tar.gz) of the update package on the controller, checked as I(package_archive) is.
+      - An archive of at most 1 MiB travels in the module's arguments (I(package_content)), so that the whole task
+        is one command on the host. A larger one is copied into the task's temporary directory on the host first,
+        checked in the same round trip, and removed with the directory afterwards.
     type: path
   type:
     description:
@@ -77,7 +83,7 @@ options:
   tmp_parent:
     description:
       - The existing directory on the host below which the private package directory of
-        I(package_archive) or I(src) is created. A directory that does not exist is an error.
+        I(package_archive), I(package_content) or I(src) is created. A directory that does not exist is an error.
       - Left out, the system's temporary directory (C(TMPDIR), else C(/tmp)).
     type: path
 notes:
@@ -246,8 +252,8 @@ smbios_source:
   sample: sysfs
 package_dir:
   description:
-    - The package directory that was checked; for I(package_archive) and I(src) the private directory
-      it was unpacked into, which no longer exists when the module returns.
+    - The package directory that was checked; for I(package_archive), I(package_content) and I(src) the private
+      directory it was unpacked into, which no longer exists when the module returns.
   returned: success
   type: str
   sample: /tmp/vexdep-preflight-k2j4l1x0
@@ -258,6 +264,8 @@ vexinspect:
   sample: /usr/sbin/vexinspect
 '''
 
+import base64
+import io
 import os
 import shutil
 import tarfile
@@ -414,15 +422,24 @@ def private_directory(tmp_parent):
                          % (tmp_parent or tempfile.gettempdir(), error))
 
 
-def unpack(archive, tmp_parent=None):
-    """Unpacks a package archive into a new private directory; returns the directory."""
-    if not os.path.exists(archive):
+# How the package archive sent in package_content is named in messages.
+SENT_ARCHIVE = 'sent with the task'
+
+
+def unpack(archive, tmp_parent=None, content=None):
+    """Unpacks a package archive (a path on this host, or its base64 content) into a new private
+    directory; returns the directory."""
+    if content is None and not os.path.exists(archive):
         raise CheckError('package archive %s does not exist' % archive)
-    if not os.path.isfile(archive):
+    if content is None and not os.path.isfile(archive):
         raise CheckError('package archive %s is not a file' % archive)
     directory = private_directory(tmp_parent)
     try:
-        with tarfile.open(archive, 'r:*') as tar:
+        if content is None:
+            opened = tarfile.open(archive, 'r:*')
+        else:
+            opened = tarfile.open(fileobj=io.BytesIO(base64.b64decode(content)), mode='r:*')
+        with opened as tar:
             for member in tar.getmembers():
                 name = os.path.normpath(member.name)
                 if name.startswith('..') or os.path.isabs(name) or member.issym() or member.islnk() or \
@@ -430,7 +447,7 @@ def unpack(archive, tmp_parent=None):
                     raise CheckError('package archive %s holds %s, which would not stay inside the package'
                                      % (archive, member.name))
             tar.extractall(directory)
-    except (tarfile.TarError, EnvironmentError) as error:
+    except (tarfile.TarError, EnvironmentError, ValueError) as error:
         shutil.rmtree(directory, ignore_errors=True)
         raise CheckError('package archive %s cannot be unpacked: %s' % (archive, error))
     except CheckError:
@@ -458,12 +475,13 @@ class Clock(object):
 def run_check(module, params, runner=run_until):
     """Runs the requested checks; returns the module's result or raises CheckError."""
     clock = Clock(validate_check_timeout(params.get('timeout')))
-    archive = params.get('package_archive') or params.get('src')
+    content = params.get('package_content')
+    archive = SENT_ARCHIVE if content is not None else params.get('package_archive') or params.get('src')
     if archive:
         # Everything that can fail before the unpacking is checked first.
         validate_timeout(params.get('collector_timeout'))
         find_vexinspect(module, params.get('vexinspect'))
-        directory = unpack(archive, params.get('tmp_parent'))
+        directory = unpack(archive, params.get('tmp_parent'), content)
         try:
             return check_directory(module, dict(params, package_dir=directory), runner, clock)
         finally:
@@ -537,6 +555,7 @@ def main():
         argument_spec=dict(
             package_dir=dict(type='path'),
             package_archive=dict(type='path'),
+            package_content=dict(type='str', no_log=True),
             src=dict(type='path'),
             type=dict(type='str', choices=['hard', 'soft', 'both'], default='both'),
             vexinspect=dict(type='path'),
@@ -544,8 +563,8 @@ def main():
             timeout=dict(type='int'),
             tmp_parent=dict(type='path'),
         ),
-        required_one_of=[('package_dir', 'package_archive', 'src')],
-        mutually_exclusive=[('package_dir', 'package_archive', 'src')],
+        required_one_of=[('package_dir', 'package_archive', 'package_content', 'src')],
+        mutually_exclusive=[('package_dir', 'package_archive', 'package_content', 'src')],
         supports_check_mode=True,
     )
     try:

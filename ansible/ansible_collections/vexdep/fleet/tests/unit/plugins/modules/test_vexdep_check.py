@@ -3,6 +3,7 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import base64
 import copy
 import json
 import os
@@ -326,6 +327,48 @@ def test_archive_is_checked_in_a_private_directory_and_removed(tmp_path, monkeyp
     assert seen['mode'] == 0o700
     assert os.path.dirname(seen['directory']) == str(tmp_path)
     assert not os.path.exists(seen['directory'])
+
+
+def test_archive_sent_in_the_arguments_is_checked_in_a_private_directory_and_removed(tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>', 'REL001/collect.sh': b'#!/bin/sh\n'})
+    with open(archive, 'rb') as handle:
+        content = base64.b64encode(handle.read()).decode('ascii')
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    seen = {}
+
+    class Recording(FakeModule):
+        def run(self, argv, deadline=None, replace=None):
+            seen['files'] = sorted(os.listdir(argv[4]))
+            seen['mode'] = stat.S_IMODE(os.stat(argv[4]).st_mode)
+            return FakeModule.run(self, argv, deadline, replace)
+
+    module = Recording({'hard': (0, docs.READY_HARD, '')})
+    result = run_check(module, {'package_content': content, 'type': 'hard', 'tmp_parent': str(parent)})
+    assert result['verdict'] == 'ready'
+    assert (seen['files'], seen['mode']) == (['REL001', 'package.xml'], 0o700)
+    assert os.path.dirname(result['package_dir']) == str(parent)
+    assert os.listdir(str(parent)) == []
+
+
+@pytest.mark.parametrize('content', [base64.b64encode(b'not a tar').decode('ascii'), 'not base64 at all!'])
+def test_archive_sent_in_the_arguments_that_is_no_archive(tmp_path, content):
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    with pytest.raises(CheckError, match='package archive sent with the task cannot be unpacked'):
+        run_check(FakeModule({}), {'package_content': content, 'type': 'hard', 'tmp_parent': str(parent)})
+    assert os.listdir(str(parent)) == []
+
+
+def test_archive_sent_in_the_arguments_stays_out_of_the_result(monkeypatch, capsys, tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
+    with open(archive, 'rb') as handle:
+        content = base64.b64encode(handle.read()).decode('ascii')
+    vexinspect, _ = fake_vexinspect(tmp_path, docs.READY_HARD)
+    result = run_main(monkeypatch, capsys, {'package_content': content, 'type': 'hard', 'vexinspect': vexinspect,
+                                            'tmp_parent': str(tmp_path)})
+    assert result['verdict'] == 'ready', result
+    assert content not in json.dumps(result)
 
 
 def test_archive_leaving_the_package_is_refused(tmp_path):
