@@ -4,6 +4,7 @@
 """make fleet-bench: the preflight against 100 managed hosts, one sshd each.
 
 Usage: bench.py VEXINSPECT VEXFLEETTABLES [--hosts N] [--forks N] [--strategy NAME] [--mitogen]
+                [--ansible-env NAME=VALUE ...]
 
 The hosts are those of the multi-host test, repeated: a third ready (system ID
 0A1C), a third blocked (0A1D), a third unverifiable (no tables, the hard collector
@@ -114,6 +115,10 @@ def run_bench(args, fleet):
     env = fleet.ansible_environment(multihost.COLLECTIONS, args.forks)
     env.update(ANSIBLE_CALLBACK_PLUGINS=TIMING_PLUGINS, ANSIBLE_CALLBACKS_ENABLED='vexdep_timing',
                VEXDEP_FLEET_TIMING=timing_path)
+    for setting in args.ansible_env:
+        name, _, value = setting.partition('=')
+        env[name] = value
+        print('setting: %s' % setting)
     strategy = args.strategy
     if args.mitogen:
         env['ANSIBLE_STRATEGY_PLUGINS'] = args.mitogen
@@ -190,6 +195,8 @@ def main():
     parser.add_argument('--hosts', type=int, default=100)
     parser.add_argument('--forks', type=int, default=DEFAULT_FORKS)
     parser.add_argument('--strategy', help="Ansible's strategy (default: the playbook's, linear)")
+    parser.add_argument('--ansible-env', action='append', default=[], metavar='NAME=VALUE',
+                        help='an Ansible setting for the run (ANSIBLE_SSH_ARGS=..., say); may be repeated')
     parser.add_argument('--mitogen', action='store_true',
                         help="with the connection strategy of Debian's ansible-mitogen (mitogen_linear unless "
                              "--strategy names another of its strategies)")

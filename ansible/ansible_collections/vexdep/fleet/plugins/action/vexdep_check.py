@@ -28,6 +28,10 @@ from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import modul
 MODULE = 'vexdep.fleet.vexdep_check'
 # The largest archive sent in the module's arguments (package_content).
 INLINE_LIMIT = 1024 * 1024
+# Below this task timeout (seconds) the connection is opened with a bare
+# command first, so that its set-up, which a loaded controller or host can
+# stretch to seconds, counts against the time the module is given.
+OPEN_FIRST_BELOW = 60
 
 
 class ActionModule(ActionBase):
@@ -45,6 +49,8 @@ class ActionModule(ActionBase):
         task_timeout = self._task.timeout
 
         def execute():
+            if task_timeout and task_timeout < OPEN_FIRST_BELOW and not self._connection._shell.tmpdir:
+                self._low_level_execute_command('true', sudoable=False)
             timeout = module_timeout(task_timeout, time.time() - started, module_args.get('timeout'))
             if timeout is not None:
                 module_args['timeout'] = timeout

@@ -20,6 +20,7 @@ __metaclass__ = type
 import os
 import signal
 import subprocess
+import sys
 import threading
 import time
 
@@ -169,6 +170,22 @@ def describe(pid, start_ticks, now_ticks, replace=None):
 def _uptime_ticks():
     with open('/proc/uptime') as handle:
         return float(handle.read().split()[0]) * os.sysconf('SC_CLK_TCK')
+
+
+def process_age():
+    """Seconds since this process started (its start-up before any of its code ran included), or None.
+
+    None also inside a connection's long-lived interpreter (mitogen's), where
+    the process started long before this module."""
+    if 'mitogen' in sys.modules:
+        return None
+    stat = _stat(os.getpid())
+    if stat is None:
+        return None
+    try:
+        return max(0.0, (_uptime_ticks() - stat[3]) / float(os.sysconf('SC_CLK_TCK')))
+    except (IOError, OSError, ValueError):
+        return None
 
 
 def snapshot(session, ancestor, replace=None, exclude=(), scope=None):

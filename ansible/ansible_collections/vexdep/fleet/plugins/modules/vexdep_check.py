@@ -73,10 +73,10 @@ options:
     type: str
   timeout:
     description:
-      - Seconds the whole check (unpacking and every requested type) may take on the host. When they
-        are up, everything the check started is ended and the verdict is C(timed-out).
+      - Seconds the whole check (the module's start-up on the host, unpacking and every requested type) may take
+        on the host. When they are up, everything the check started is ended and the verdict is C(timed-out).
       - When the task has a C(timeout) keyword, the action derives this from it (the task's time left
-        after the copy, less a reserve for ending the processes and answering), and a smaller value
+        before the module is sent, less a reserve for ending the processes and answering), and a smaller value
         given here wins.
       - Left out, and without a task C(timeout), the check waits as long as the collectors run.
     type: int
@@ -273,7 +273,7 @@ import tempfile
 import time
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, process_age, run_until
 from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
@@ -457,11 +457,17 @@ def unpack(archive, tmp_parent=None, content=None):
 
 
 class Clock(object):
-    """The check's deadline: time.time() values, None when there is none."""
+    """The check's deadline: time.time() values, None when there is none.
 
-    def __init__(self, timeout=None, now=time.time):
+    With a timeout, the time the module's process ran before (started_ago: its
+    start-up on the host, Python's and the module's imports) counts against
+    it, up to half of it."""
+
+    def __init__(self, timeout=None, now=time.time, started_ago=None):
         self.now = now
         self.started = now()
+        if timeout and started_ago:
+            self.started -= min(max(0.0, started_ago), timeout / 2.0)
         self.timeout = timeout
         self.deadline = None if timeout is None else self.started + timeout
 
@@ -474,7 +480,7 @@ class Clock(object):
 
 def run_check(module, params, runner=run_until):
     """Runs the requested checks; returns the module's result or raises CheckError."""
-    clock = Clock(validate_check_timeout(params.get('timeout')))
+    clock = Clock(validate_check_timeout(params.get('timeout')), started_ago=process_age())
     content = params.get('package_content')
     archive = SENT_ARCHIVE if content is not None else params.get('package_archive') or params.get('src')
     if archive:

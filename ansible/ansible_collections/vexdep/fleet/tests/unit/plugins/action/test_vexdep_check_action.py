@@ -70,6 +70,11 @@ class Recording(vexdep_check.ActionModule):
         self.module_args = dict(module_args)
         return {'verdict': 'ready', 'changed': False}
 
+    def _low_level_execute_command(self, cmd, sudoable=True, in_data=None, executable=None, encoding_errors='s',
+                                   chdir=None):
+        self.steps.append('bare %s' % cmd)
+        return {'rc': 0, 'stdout': '', 'stderr': ''}
+
 
 def archive_of(tmp_path, size):
     path = tmp_path / 'package.tar.gz'
@@ -107,6 +112,14 @@ def test_the_module_gets_the_time_left_of_the_task_timeout(tmp_path):
     action.run(task_vars={})
     # A tenth of the task's timeout is kept back (at least 5 seconds).
     assert 88 <= action.module_args['timeout'] <= 90
+
+
+@pytest.mark.parametrize('timeout,steps', [(20, ['bare true', 'module']), (59, ['bare true', 'module']),
+                                           (60, ['module']), (600, ['module']), (None, ['module'])])
+def test_a_short_deadline_opens_the_connection_first(tmp_path, timeout, steps):
+    action = Recording({'src': archive_of(tmp_path, 10), 'type': 'hard'}, timeout=timeout)
+    action.run(task_vars={})
+    assert action.steps == steps
 
 
 def test_a_package_directory_on_the_host_goes_to_the_module_as_it_is():

@@ -107,3 +107,16 @@ def test_the_subreaper_finds_every_process_of_the_session_among_its_descendants(
     finally:
         deadline.end_all(command.pid, me, exclude=before, scope=me)
         command.wait()
+
+
+def test_age_of_a_process_of_its_own():
+    age = subprocess.run([sys.executable, '-c', 'import time, sys; time.sleep(0.5); sys.path[:0] = %r; '
+                          'from ansible_collections.vexdep.fleet.plugins.module_utils import deadline; '
+                          'print(deadline.process_age())' % sys.path],
+                         stdout=subprocess.PIPE, universal_newlines=True, check=True).stdout
+    assert 0.4 <= float(age) < 30, age
+
+
+def test_no_age_inside_a_long_lived_interpreter(monkeypatch):
+    monkeypatch.setitem(sys.modules, 'mitogen', object())
+    assert deadline.process_age() is None

@@ -46,6 +46,12 @@ class FakeModule(object):
         return rc, out if isinstance(out, str) else json.dumps(out), err, []
 
 
+@pytest.fixture(autouse=True)
+def fresh_process(monkeypatch):
+    """The module runs in a process of its own on a host; the test process is older."""
+    monkeypatch.setattr(vexdep_check, 'process_age', lambda: None)
+
+
 def run_check(module, parameters):
     return vexdep_check.run_check(module, parameters, runner=module.run)
 
@@ -436,6 +442,21 @@ def test_timeout_gives_the_verdict_timed_out_with_what_was_running(tmp_path):
     assert 'soft' not in result['checks']
     # Both runs had the same deadline, ten seconds after the start.
     assert module.deadlines[0] == module.deadlines[1] is not None
+
+
+def test_the_start_up_of_the_module_counts_against_its_timeout():
+    clock = vexdep_check.Clock(10, now=lambda: 100.0, started_ago=1.5)
+    assert (clock.deadline, clock.elapsed()) == (108.5, 1.5)
+
+
+def test_at_most_half_the_timeout_is_taken_for_the_start_up():
+    # A process that ran long before (a connection's long-lived interpreter) does not use up the timeout.
+    assert vexdep_check.Clock(10, now=lambda: 100.0, started_ago=60).deadline == 105.0
+
+
+def test_without_timeout_the_start_up_is_not_counted():
+    clock = vexdep_check.Clock(None, now=lambda: 100.0, started_ago=3)
+    assert (clock.deadline, clock.elapsed()) == (None, 0.0)
 
 
 def test_without_timeout_there_is_no_deadline(tmp_path):
