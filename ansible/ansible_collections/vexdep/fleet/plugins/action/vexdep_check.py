@@ -8,7 +8,7 @@ directory first; the module unpacks, checks and removes it in the same round
 trip.
 
 With the task keyword timeout, the module gets the time that is left of it
-after the copy, less a reserve, as its own timeout: the check then ends by
+when it is sent, less a reserve, as its own timeout: the check then ends by
 itself on the host (ending every process it started and removing its
 directory) before the controller stops waiting for the task."""
 
