@@ -34,6 +34,7 @@ FLEET_HOSTS ?= 100
 FLEET_FORKS ?= 25
 # The packages of the repository that make fleet-bench plans over (0: no planning).
 FLEET_REPOSITORY_PACKAGES ?= 200
+FLEET_BENCH_OPTIONS ?=
 REPORT_HOSTS ?= 10000
 CMAKE_FLAGS ?=
 
@@ -47,13 +48,14 @@ CMAKE_FLAGS ?=
 # server and client and pytest run the vexdep.fleet collection's tests (every
 # managed host is an sshd of its own on a loopback port); ansible-lint checks
 # its role and playbook; chromium (headless) renders the fleet report;
-# clang-tidy runs make lint.
+# ansible-mitogen, a connection strategy the preflight can run over (never
+# needed), is installed so that its test runs; clang-tidy runs make lint.
 DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libxml2-utils \
                 libcli11-dev nlohmann-json3-dev dmidecode dpkg-dev file man-db lintian \
                 clang libclang-rt-14-dev strace python3-jsonschema zlib1g-dev liblzma-dev \
                 busybox-static gzip xz-utils procps \
                 ansible-core openssh-server openssh-client python3-pytest ansible-lint chromium \
-                clang-tidy
+                ansible-mitogen clang-tidy
 
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer RepositoryReaderFuzzer
@@ -197,14 +199,16 @@ fuzz-seeds: build
 
 # The preflight playbook against FLEET_HOSTS managed hosts (one sshd each, in
 # a private mount namespace; needs root) with FLEET_FORKS forks: prints wall
-# time, hosts per minute and the controller's peak memory; with
-# FLEET_REPOSITORY_PACKAGES (200) it plans over a repository of that many
-# packages and prints the per-host cost of the plan beyond the check.
+# time, hosts per minute, the controller's peak memory and where the time
+# went; with FLEET_REPOSITORY_PACKAGES (200) it plans over a repository of
+# that many packages and prints the per-host cost of the plan beyond the
+# check. FLEET_BENCH_OPTIONS=--mitogen runs it over ansible-mitogen.
 fleet-bench: deps
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target vexinspect vexdepcheck vexfleettables
 	/usr/bin/python3 ansible/tests/fleet/bench.py $(BUILD_DIR)/bin/vexinspect $(BUILD_DIR)/bin/vexfleettables \
-	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS) --repository-packages $(FLEET_REPOSITORY_PACKAGES)
+	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS) --repository-packages $(FLEET_REPOSITORY_PACKAGES) \
+	  $(FLEET_BENCH_OPTIONS)
 
 # The fleet report of a synthetic fleet of REPORT_HOSTS hosts with an earlier
 # run to compare with: prints the renderer's wall and processor time, its peak

@@ -71,6 +71,16 @@ def fleet_executables():
     return vexinspect, tables_tool, missing_tools()
 
 
+def mitogen_strategies():
+    """The directory of the connection strategies of Debian's ansible-mitogen (for
+    ANSIBLE_STRATEGY_PLUGINS), or None where it is not installed."""
+    found = subprocess.run(['/usr/bin/python3', '-c', 'import ansible_mitogen, os; '
+                            'print(os.path.dirname(ansible_mitogen.__file__))'],
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, universal_newlines=True)
+    directory = os.path.join(found.stdout.strip(), 'plugins', 'strategy')
+    return directory if found.returncode == 0 and os.path.isdir(directory) else None
+
+
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_STREAM) as sock:
         sock.bind(('127.0.0.1', 0))
@@ -103,6 +113,13 @@ class Fleet(object):
         self.tables_tool = tables_tool
         self.root = tempfile.mkdtemp(prefix='vexdep-fleet-', dir=parent)
         self.hosts = []
+        try:
+            self._make_keys()
+        except BaseException:
+            shutil.rmtree(self.root, ignore_errors=True)
+            raise
+
+    def _make_keys(self):
         self.client_key = os.path.join(self.root, 'client_ed25519')
         self.known_hosts = os.path.join(self.root, 'known_hosts')
         self.authorized_keys = os.path.join(self.root, 'authorized_keys')

@@ -15,7 +15,8 @@ playbook, one after the other:
   blocked to complete).
 
 A third run goes with the first: --check --limit bravo,kilo with the archive
-(check mode plans too; each limited host takes five SSH commands more).
+(check mode plans too; each limited host takes the check's one SSH command
+and five more for its plan).
 
 Each planned host's plan in the results is compared with vexinspect plan run
 directly on that host (over SSH, in its namespace, with its tables and state).
@@ -231,11 +232,12 @@ def test_check_mode_and_limit_plan_the_limited_hosts_in_one_more_task(runs):
         port = [host.port for host in runs.fleet.hosts if host.name == name][0]
         commands = [line for line in result.stdout.splitlines()
                     if 'SSH: EXEC' in line and '-o Port=%d ' % port in line]
-        # The check's four commands, then the plan's five: its temporary directory, the package's and the
-        # repository's archives, the module, the removal.
-        assert len(commands) == 9, '\n'.join(commands)
-        assert 'mkdir' in commands[4] and 'sftp' in commands[5] and 'sftp' in commands[6] and \
-            'python3' in commands[7] and 'rm -f -r' in commands[8], '\n'.join(commands)
+        # The check's one command (the small package in the module's arguments), then the plan's five: its
+        # temporary directory, the package's and the repository's archives, the module, the removal.
+        assert len(commands) == 6, '\n'.join(commands)
+        assert 'python3' in commands[0] and 'sftp' not in commands[0], '\n'.join(commands)
+        assert 'mkdir' in commands[1] and 'sftp' in commands[2] and 'sftp' in commands[3] and \
+            'python3' in commands[4] and 'rm -f -r' in commands[5], '\n'.join(commands)
 
 
 def test_hosts_keep_no_temporary_directory(runs):

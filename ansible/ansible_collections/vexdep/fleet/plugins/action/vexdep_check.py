@@ -1,11 +1,14 @@
 # -*- coding: utf-8 -*-
 # Copyright (C) 2026 vexdepcheck developers
-"""Action of vexdep_check: with src, the package archive on the controller is
-copied into the task's remote temporary directory first, and the module
-unpacks, checks and removes it in the same round trip.
+"""Action of vexdep_check: with src, the package archive on the controller
+reaches the host in the module's arguments when it is small (at most
+INLINE_LIMIT bytes: the task is then one command on the host, without a
+temporary directory), else it is copied into the task's remote temporary
+directory first; the module unpacks, checks and removes it in the same round
+trip.
 
 With the task keyword timeout, the module gets the time that is left of it
-after the copy, less a reserve, as its own timeout: the check then ends by
+when it is sent, less a reserve, as its own timeout: the check then ends by
 itself on the host (ending every process it started and removing its
 directory) before the controller stops waiting for the task."""
 
@@ -21,10 +24,13 @@ from ansible_collections.vexdep.fleet.plugins.plugin_utils.remote_files import r
 
 class ActionModule(ActionBase):
 
-    TRANSFERS_FILES = True
+    # The remote temporary directory is made only for an archive that is
+    # copied, not before every task as for actions that transfer files.
+    TRANSFERS_FILES = False
     MODULE = 'vexdep.fleet.vexdep_check'
-    # (controller argument, module argument, remote file name) of each file to copy.
-    COPIES = (('src', 'package_archive', 'package.tar.gz'),)
+    # (controller argument, module argument of a copy, remote file name,
+    # module argument of the content sent in the arguments) of each file.
+    COPIES = (('src', 'package_archive', 'package.tar.gz', 'package_content'),)
 
     def run(self, tmp=None, task_vars=None):
         started = time.time()

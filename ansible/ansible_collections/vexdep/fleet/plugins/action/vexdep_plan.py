@@ -16,5 +16,7 @@ from ansible_collections.vexdep.fleet.plugins.action.vexdep_check import ActionM
 class ActionModule(CheckAction):
 
     MODULE = 'vexdep.fleet.vexdep_plan'
-    COPIES = (('src', 'package_archive', 'package.tar.gz'),
-              ('repository_src', 'repository_archive', 'repository.tar.gz'))
+    # The plan module takes no content in its arguments: both archives are
+    # copied (the plan's repository is seldom within the inline limit).
+    COPIES = (('src', 'package_archive', 'package.tar.gz', None),
+              ('repository_src', 'repository_archive', 'repository.tar.gz', None))

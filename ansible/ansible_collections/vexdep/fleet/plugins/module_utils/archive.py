@@ -7,6 +7,8 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import base64
+import io
 import os
 import shutil
 import tarfile
@@ -27,19 +29,29 @@ def private_directory(tmp_parent):
                          % (tmp_parent or tempfile.gettempdir(), error))
 
 
-def unpack(archive, tmp_parent=None, what='package archive'):
-    """Unpacks an archive into a new private directory; returns the directory.
+# How an archive sent in the module's arguments (base64 content) is named in messages.
+SENT_ARCHIVE = 'sent with the task'
+
+
+def unpack(archive, tmp_parent=None, what='package archive', content=None):
+    """Unpacks an archive (a path on this host, or its base64 content, then
+    named archive in messages) into a new private directory; returns the
+    directory.
 
     Only plain relative names are taken (no link, device, absolute name or
     '..'); permission bits and modification times are kept, as tar keeps
     them, since a packed repository's catalog holds them."""
-    if not os.path.exists(archive):
+    if content is None and not os.path.exists(archive):
         raise CheckError('%s %s does not exist' % (what, archive))
-    if not os.path.isfile(archive):
+    if content is None and not os.path.isfile(archive):
         raise CheckError('%s %s is not a file' % (what, archive))
     directory = private_directory(tmp_parent)
     try:
-        with tarfile.open(archive, 'r:*') as tar:
+        if content is None:
+            opened = tarfile.open(archive, 'r:*')
+        else:
+            opened = tarfile.open(fileobj=io.BytesIO(base64.b64decode(content)), mode='r:*')
+        with opened as tar:
             for member in tar.getmembers():
                 name = os.path.normpath(member.name)
                 if name.startswith('..') or os.path.isabs(name) or member.issym() or member.islnk() or \
@@ -47,7 +59,7 @@ def unpack(archive, tmp_parent=None, what='package archive'):
                     raise CheckError('%s %s holds %s, which would not stay inside the %s'
                                      % (what, archive, member.name, what.split()[0]))
             tar.extractall(directory)
-    except (tarfile.TarError, EnvironmentError) as error:
+    except (tarfile.TarError, EnvironmentError, ValueError) as error:
         shutil.rmtree(directory, ignore_errors=True)
         raise CheckError('%s %s cannot be unpacked: %s' % (what, archive, error))
     except CheckError:

@@ -20,11 +20,15 @@ __metaclass__ = type
 import os
 import signal
 import subprocess
+import sys
 import threading
 import time
 
 # How long ended processes get between SIGTERM and SIGKILL.
 GRACE_SECONDS = 2.0
+# How long processes left behind by a command get to start their programs
+# before they are described.
+SETTLE_SECONDS = 0.2
 # A command's output longer than this is cut (a collector that prints
 # without end must not fill the host's memory).
 OUTPUT_LIMIT = 64 * 1024 * 1024
@@ -79,8 +83,49 @@ def _stat(pid):
         return None
 
 
-def process_table():
-    """{pid: (parent pid, session id, state, start ticks)} of every process that can be read."""
+def _children_listed():
+    """True where the kernel lists each thread's children (/proc/PID/task/TID/children)."""
+    return os.path.exists('/proc/%d/task/%d/children' % (os.getpid(), os.getpid()))
+
+
+def _children(pid):
+    """The children of pid (of any of its threads)."""
+    found = []
+    try:
+        threads = os.listdir('/proc/%d/task' % pid)
+    except (IOError, OSError):
+        return found
+    for thread in threads:
+        try:
+            with open('/proc/%d/task/%s/children' % (pid, thread)) as handle:
+                found.extend(int(child) for child in handle.read().split())
+        except (IOError, OSError, ValueError):
+            continue
+    return found
+
+
+def _descendants(root):
+    """{pid: stat} of root's descendants, followed through the children lists."""
+    table = {}
+    stack = _children(root)
+    while stack:
+        pid = stack.pop()
+        stat = _stat(pid)
+        if stat is None or pid in table:
+            continue
+        table[pid] = stat
+        stack.extend(_children(pid))
+    return table
+
+
+def process_table(root=None):
+    """{pid: (parent pid, session id, state, start ticks)} of every process that can be read.
+
+    With root, of root's descendants only: when root is the subreaper of a
+    command's session, every process of that session is among them, and a
+    host running many processes is not read through for each check."""
+    if root is not None and _children_listed():
+        return _descendants(root)
     table = {}
     for entry in os.listdir('/proc'):
         if entry.isdigit():
@@ -127,9 +172,25 @@ def _uptime_ticks():
         return float(handle.read().split()[0]) * os.sysconf('SC_CLK_TCK')
 
 
-def snapshot(session, ancestor, replace=None, exclude=()):
-    """Descriptions of the processes end_all would end now."""
-    table = process_table()
+def process_age():
+    """Seconds since this process started (its start-up before any of its code ran included), or None.
+
+    None also inside a connection's long-lived interpreter (mitogen's), where
+    the process started long before this module."""
+    if 'mitogen' in sys.modules:
+        return None
+    stat = _stat(os.getpid())
+    if stat is None:
+        return None
+    try:
+        return max(0.0, (_uptime_ticks() - stat[3]) / float(os.sysconf('SC_CLK_TCK')))
+    except (IOError, OSError, ValueError):
+        return None
+
+
+def snapshot(session, ancestor, replace=None, exclude=(), scope=None):
+    """Descriptions of the processes end_all would end now (scope: see process_table's root)."""
+    table = process_table(scope)
     now = _uptime_ticks()
     return [describe(pid, table[pid][3], now, replace) for pid in related(table, session, ancestor, exclude)]
 
@@ -153,11 +214,11 @@ def _reap_orphans():
             return
 
 
-def end_all(session, ancestor, grace=GRACE_SECONDS, exclude=()):
+def end_all(session, ancestor, grace=GRACE_SECONDS, exclude=(), scope=None):
     """Ends every process of the session and every descendant of ancestor; True when none is left."""
     def left():
         _reap_orphans()
-        return related(process_table(), session, ancestor, exclude)
+        return related(process_table(scope), session, ancestor, exclude)
 
     for signum in (signal.SIGTERM, signal.SIGKILL):
         pids = left()
@@ -205,10 +266,12 @@ def run_until(argv, deadline=None, replace=None):
     processes the command left running when it ended (they are ended too).
     Raises DeadlineReached, after ending everything, when the deadline
     passes first."""
-    become_subreaper()
     me = os.getpid()
+    # As the subreaper, this process has every process of the command's
+    # session among its descendants: reading those is enough.
+    scope = me if become_subreaper() else None
     # Children this process had before are none of the command's business.
-    before = set(pid for pid, stat in process_table().items() if stat[0] == me)
+    before = set(pid for pid, stat in process_table(scope).items() if stat[0] == me)
     process = subprocess.Popen(argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                start_new_session=True, close_fds=True)
     readers = [_Reader(process.stdout), _Reader(process.stderr)]
@@ -218,16 +281,20 @@ def run_until(argv, deadline=None, replace=None):
     try:
         status = process.wait(timeout=None if deadline is None else max(0.0, deadline - time.time()))
     except subprocess.TimeoutExpired:
-        running = snapshot(session, me, replace, before)
-        end_all(session, me, exclude=before)
+        running = snapshot(session, me, replace, before, scope)
+        end_all(session, me, exclude=before, scope=scope)
         process.wait()
         _finish(process, readers)
         raise DeadlineReached(running)
     # The command has ended; what it left behind (a collector's background
     # process, say) is ended as well, and described.
-    left_behind = snapshot(session, me, replace, before)
+    left_behind = snapshot(session, me, replace, before, scope)
     if left_behind:
-        end_all(session, me, exclude=before)
+        # A process forked just before the command ended may not have started
+        # its own program yet: it is described once it has had a moment.
+        time.sleep(SETTLE_SECONDS)
+        left_behind = snapshot(session, me, replace, before, scope)
+        end_all(session, me, exclude=before, scope=scope)
     _finish(process, readers)
     return status, readers[0].text(), readers[1].text(), left_behind
 

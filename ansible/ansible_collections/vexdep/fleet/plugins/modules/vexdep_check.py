@@ -34,7 +34,7 @@ options:
   package_dir:
     description:
       - The update package's directory on the managed host (the one holding C(package.xml)).
-      - Exactly one of I(package_dir), I(package_archive) and I(src) is required.
+      - Exactly one of I(package_dir), I(package_archive), I(package_content) and I(src) is required.
     type: path
   package_archive:
     description:
@@ -42,11 +42,17 @@ options:
         temporary directory (mode 0700), checked there, and the directory is removed again before
         the module returns, whatever happened.
     type: path
+  package_content:
+    description:
+      - A C(.tar.gz) of the update package itself, base64-encoded, unpacked and checked as I(package_archive) is.
+      - The action sends an archive given in I(src) this way when it is at most 1 MiB.
+    type: str
   src:
     description:
-      - A C(.tar.gz) of the update package on the controller. The action copies it into the task's
-        temporary directory on the host and checks it as I(package_archive) in the same round trip;
-        both are removed afterwards.
+      - A C(.tar.gz) of the update package on the controller, checked as I(package_archive) is.
+      - An archive of at most 1 MiB travels in the module's arguments (I(package_content)), so that the whole task
+        is one command on the host. A larger one is copied into the task's temporary directory on the host first,
+        checked in the same round trip, and removed with the directory afterwards.
     type: path
   type:
     description:
@@ -67,17 +73,17 @@ options:
     type: str
   timeout:
     description:
-      - Seconds the whole check (unpacking and every requested type) may take on the host. When they
-        are up, everything the check started is ended and the verdict is C(timed-out).
+      - Seconds the whole check (the module's start-up on the host, unpacking and every requested type) may take
+        on the host. When they are up, everything the check started is ended and the verdict is C(timed-out).
       - When the task has a C(timeout) keyword, the action derives this from it (the task's time left
-        after the copy, less a reserve for ending the processes and answering), and a smaller value
+        before the module is sent, less a reserve for ending the processes and answering), and a smaller value
         given here wins.
       - Left out, and without a task C(timeout), the check waits as long as the collectors run.
     type: int
   tmp_parent:
     description:
       - The existing directory on the host below which the private package directory of
-        I(package_archive) or I(src) is created. A directory that does not exist is an error.
+        I(package_archive), I(package_content) or I(src) is created. A directory that does not exist is an error.
       - Left out, the system's temporary directory (C(TMPDIR), else C(/tmp)).
     type: path
 notes:
@@ -246,8 +252,8 @@ smbios_source:
   sample: sysfs
 package_dir:
   description:
-    - The package directory that was checked; for I(package_archive) and I(src) the private directory
-      it was unpacked into, which no longer exists when the module returns.
+    - The package directory that was checked; for I(package_archive), I(package_content) and I(src) the private
+      directory it was unpacked into, which no longer exists when the module returns.
   returned: success
   type: str
   sample: /tmp/vexdep-preflight-k2j4l1x0
@@ -263,8 +269,8 @@ import shutil
 import time
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.vexdep.fleet.plugins.module_utils.archive import unpack
-from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
+from ansible_collections.vexdep.fleet.plugins.module_utils.archive import SENT_ARCHIVE, unpack
+from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, process_age, run_until
 from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
@@ -391,11 +397,17 @@ def overruns(checks):
 
 
 class Clock(object):
-    """The check's deadline: time.time() values, None when there is none."""
+    """The check's deadline: time.time() values, None when there is none.
 
-    def __init__(self, timeout=None, now=time.time):
+    With a timeout, the time the module's process ran before (started_ago: its
+    start-up on the host, Python's and the module's imports) counts against
+    it, up to half of it."""
+
+    def __init__(self, timeout=None, now=time.time, started_ago=None):
         self.now = now
         self.started = now()
+        if timeout and started_ago:
+            self.started -= min(max(0.0, started_ago), timeout / 2.0)
         self.timeout = timeout
         self.deadline = None if timeout is None else self.started + timeout
 
@@ -408,13 +420,14 @@ class Clock(object):
 
 def run_check(module, params, runner=run_until):
     """Runs the requested checks; returns the module's result or raises CheckError."""
-    clock = Clock(validate_check_timeout(params.get('timeout')))
-    archive = params.get('package_archive') or params.get('src')
+    clock = Clock(validate_check_timeout(params.get('timeout')), started_ago=process_age())
+    content = params.get('package_content')
+    archive = SENT_ARCHIVE if content is not None else params.get('package_archive') or params.get('src')
     if archive:
         # Everything that can fail before the unpacking is checked first.
         validate_timeout(params.get('collector_timeout'))
         find_vexinspect(module, params.get('vexinspect'))
-        directory = unpack(archive, params.get('tmp_parent'))
+        directory = unpack(archive, params.get('tmp_parent'), content=content)
         try:
             return check_directory(module, dict(params, package_dir=directory), runner, clock)
         finally:
@@ -488,6 +501,7 @@ def main():
         argument_spec=dict(
             package_dir=dict(type='path'),
             package_archive=dict(type='path'),
+            package_content=dict(type='str', no_log=True),
             src=dict(type='path'),
             type=dict(type='str', choices=['hard', 'soft', 'both'], default='both'),
             vexinspect=dict(type='path'),
@@ -495,8 +509,8 @@ def main():
             timeout=dict(type='int'),
             tmp_parent=dict(type='path'),
         ),
-        required_one_of=[('package_dir', 'package_archive', 'src')],
-        mutually_exclusive=[('package_dir', 'package_archive', 'src')],
+        required_one_of=[('package_dir', 'package_archive', 'package_content', 'src')],
+        mutually_exclusive=[('package_dir', 'package_archive', 'package_content', 'src')],
         supports_check_mode=True,
     )
     try:

@@ -84,3 +84,39 @@ def test_children_that_this_process_had_before_are_left_alone():
     finally:
         other.kill()
         other.wait()
+
+
+def test_the_subreaper_finds_every_process_of_the_session_among_its_descendants():
+    if not deadline.become_subreaper():
+        pytest.skip('this process cannot become a subreaper here')
+    me = os.getpid()
+    before = set(pid for pid, stat in deadline.process_table().items() if stat[0] == me)
+    # A child, an orphan that stays in the session and one that left it: both
+    # orphans are re-parented to this process.
+    command = subprocess.Popen(['/bin/sh', '-c', '(sleep 30 &); (setsid sleep 30 &); sleep 30 & wait'],
+                               start_new_session=True)
+    try:
+        limit = time.time() + 10
+        while time.time() < limit:
+            everything = deadline.related(deadline.process_table(), command.pid, me, before)
+            if len([pid for pid in everything if pid != command.pid]) >= 3:
+                break
+            time.sleep(0.05)
+        assert len(everything) >= 4, everything
+        assert deadline.related(deadline.process_table(me), command.pid, me, before) == everything
+    finally:
+        deadline.end_all(command.pid, me, exclude=before, scope=me)
+        command.wait()
+
+
+def test_age_of_a_process_of_its_own():
+    age = subprocess.run([sys.executable, '-c', 'import time, sys; time.sleep(0.5); sys.path[:0] = %r; '
+                          'from ansible_collections.vexdep.fleet.plugins.module_utils import deadline; '
+                          'print(deadline.process_age())' % sys.path],
+                         stdout=subprocess.PIPE, universal_newlines=True, check=True).stdout
+    assert 0.4 <= float(age) < 30, age
+
+
+def test_no_age_inside_a_long_lived_interpreter(monkeypatch):
+    monkeypatch.setitem(sys.modules, 'mitogen', object())
+    assert deadline.process_age() is None

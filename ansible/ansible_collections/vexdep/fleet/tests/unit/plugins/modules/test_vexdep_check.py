@@ -3,6 +3,7 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import base64
 import copy
 import json
 import os
@@ -43,6 +44,12 @@ class FakeModule(object):
         self.deadlines.append(deadline)
         rc, out, err = self.outputs[argv[2]]
         return rc, out if isinstance(out, str) else json.dumps(out), err, []
+
+
+@pytest.fixture(autouse=True)
+def fresh_process(monkeypatch):
+    """The module runs in a process of its own on a host; the test process is older."""
+    monkeypatch.setattr(vexdep_check, 'process_age', lambda: None)
 
 
 def run_check(module, parameters):
@@ -328,6 +335,48 @@ def test_archive_is_checked_in_a_private_directory_and_removed(tmp_path, monkeyp
     assert not os.path.exists(seen['directory'])
 
 
+def test_archive_sent_in_the_arguments_is_checked_in_a_private_directory_and_removed(tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>', 'REL001/collect.sh': b'#!/bin/sh\n'})
+    with open(archive, 'rb') as handle:
+        content = base64.b64encode(handle.read()).decode('ascii')
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    seen = {}
+
+    class Recording(FakeModule):
+        def run(self, argv, deadline=None, replace=None):
+            seen['files'] = sorted(os.listdir(argv[4]))
+            seen['mode'] = stat.S_IMODE(os.stat(argv[4]).st_mode)
+            return FakeModule.run(self, argv, deadline, replace)
+
+    module = Recording({'hard': (0, docs.READY_HARD, '')})
+    result = run_check(module, {'package_content': content, 'type': 'hard', 'tmp_parent': str(parent)})
+    assert result['verdict'] == 'ready'
+    assert (seen['files'], seen['mode']) == (['REL001', 'package.xml'], 0o700)
+    assert os.path.dirname(result['package_dir']) == str(parent)
+    assert os.listdir(str(parent)) == []
+
+
+@pytest.mark.parametrize('content', [base64.b64encode(b'not a tar').decode('ascii'), 'not base64 at all!'])
+def test_archive_sent_in_the_arguments_that_is_no_archive(tmp_path, content):
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    with pytest.raises(CheckError, match='package archive sent with the task cannot be unpacked'):
+        run_check(FakeModule({}), {'package_content': content, 'type': 'hard', 'tmp_parent': str(parent)})
+    assert os.listdir(str(parent)) == []
+
+
+def test_archive_sent_in_the_arguments_stays_out_of_the_result(monkeypatch, capsys, tmp_path):
+    archive = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
+    with open(archive, 'rb') as handle:
+        content = base64.b64encode(handle.read()).decode('ascii')
+    vexinspect, _ = fake_vexinspect(tmp_path, docs.READY_HARD)
+    result = run_main(monkeypatch, capsys, {'package_content': content, 'type': 'hard', 'vexinspect': vexinspect,
+                                            'tmp_parent': str(tmp_path)})
+    assert result['verdict'] == 'ready', result
+    assert content not in json.dumps(result)
+
+
 def test_archive_leaving_the_package_is_refused(tmp_path):
     archive = make_archive(tmp_path, {'../escape.xml': b'x'})
     with pytest.raises(CheckError, match='holds ../escape.xml, which would not stay inside the package'):
@@ -393,6 +442,21 @@ def test_timeout_gives_the_verdict_timed_out_with_what_was_running(tmp_path):
     assert 'soft' not in result['checks']
     # Both runs had the same deadline, ten seconds after the start.
     assert module.deadlines[0] == module.deadlines[1] is not None
+
+
+def test_the_start_up_of_the_module_counts_against_its_timeout():
+    clock = vexdep_check.Clock(10, now=lambda: 100.0, started_ago=1.5)
+    assert (clock.deadline, clock.elapsed()) == (108.5, 1.5)
+
+
+def test_at_most_half_the_timeout_is_taken_for_the_start_up():
+    # A process that ran long before (a connection's long-lived interpreter) does not use up the timeout.
+    assert vexdep_check.Clock(10, now=lambda: 100.0, started_ago=60).deadline == 105.0
+
+
+def test_without_timeout_the_start_up_is_not_counted():
+    clock = vexdep_check.Clock(None, now=lambda: 100.0, started_ago=3)
+    assert (clock.deadline, clock.elapsed()) == (None, 0.0)
 
 
 def test_without_timeout_there_is_no_deadline(tmp_path):
