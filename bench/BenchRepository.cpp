@@ -35,10 +35,7 @@ struct SFile
     bool bExecutable;
 };
 
-std::string Component(long nChain, long nLink, long nDepth)
-{
-    return std::to_string(100000 + nChain * nDepth + nLink);
-}
+std::string Component(long nChain, long nLink, long nDepth) { return std::to_string(100000 + nChain * nDepth + nLink); }
 
 std::string PackagePath(long nChain, long nLink, long nDepth)
 {
@@ -72,8 +69,7 @@ std::string ChainInventory(long nChain, long nDepth)
 
 // The files of a package of a chain of nLength packages (the last chain may
 // be shorter than the others).
-std::vector<SFile> PackageFiles(long nChain, long nLink, long nDepth, const std::string& strTarget,
-                                long nLength = 0)
+std::vector<SFile> PackageFiles(long nChain, long nLink, long nDepth, const std::string& strTarget, long nLength = 0)
 {
     nLength = nLength > 0 ? nLength : nDepth;
     const bool bTarget = !strTarget.empty();
@@ -110,8 +106,8 @@ std::vector<SFile> PackageFiles(long nChain, long nLink, long nDepth, const std:
                           "    </Plugin>\n  </Plugins>\n</PIEConfig>\n",
                           false});
         vFiles.push_back({"INV/collect.sh",
-                          "#!/bin/sh\n# The collector of " + (bTarget ? std::string("the package to install") :
-                                                                       PackagePath(nChain, nLink, nDepth)) +
+                          "#!/bin/sh\n# The collector of " +
+                              (bTarget ? std::string("the package to install") : PackagePath(nChain, nLink, nDepth)) +
                               "\ncat > inventory.xml <<'EOF'\n" + ChainInventory(nChain, nDepth) + "EOF\n",
                           true});
     }
@@ -244,8 +240,8 @@ int GenerateRepository(int argc, char* argv[])
             if (file.strPath == "INV/collect.sh")
             {
                 strBaseline += "mkdir \"$work/" + strName + "\"\ncat > \"$work/" + strName +
-                               "/collect.sh\" <<'VEXBENCH'\n" + file.strContent + "VEXBENCH\n(cd \"$work/" +
-                               strName + "\" && sh ./collect.sh)\n";
+                               "/collect.sh\" <<'VEXBENCH'\n" + file.strContent + "VEXBENCH\n(cd \"$work/" + strName +
+                               "\" && sh ./collect.sh)\n";
             }
         }
     };

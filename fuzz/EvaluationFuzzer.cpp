@@ -119,8 +119,7 @@ public:
 private:
     static std::size_t Touch(const CDeviceInfo* pDependency)
     {
-        return pDependency != nullptr ? pDependency->getComponentID().size() + pDependency->getReleaseID().size()
-                                      : 0;
+        return pDependency != nullptr ? pDependency->getComponentID().size() + pDependency->getReleaseID().size() : 0;
     }
 
     std::size_t m_nSum = 0;

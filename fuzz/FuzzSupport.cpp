@@ -171,9 +171,8 @@ std::size_t ReadWholeRecord(CDeviceInfo& record)
 {
     std::size_t nSum = record.getReleaseID().size() + record.getComponentID().size() +
                        record.getParentComponentID().size() + static_cast<std::size_t>(record.getParentDeviceType()) +
-                       record.getComponentType().size() + record.getDeviceName().size() +
-                       record.getVersion().size() + SizeOf(record.getPCIInfo()) +
-                       static_cast<std::size_t>(record.getDeviceType()) +
+                       record.getComponentType().size() + record.getDeviceName().size() + record.getVersion().size() +
+                       SizeOf(record.getPCIInfo()) + static_cast<std::size_t>(record.getDeviceType()) +
                        static_cast<std::size_t>(record.getDependencyType()) + record.getDependencyContext().size();
     for (const std::string& strPlatform : record.getDepenendencyPlatforms())
     {

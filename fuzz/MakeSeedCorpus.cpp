@@ -224,12 +224,11 @@ std::string SmbiosHeader(uint8_t nFlags, uint8_t nType, uint8_t nEntryLength, ui
 
 std::string BrixTable(uint8_t nSingleByteId, uint16_t nTwoByteId)
 {
-    return SmbiosTable({BiosInformationStructure("Brix", "2.19.1"),
-                        SystemInformationStructure("Brix", "Server R1", "1", "SN0001"),
-                        OemStringsStructure({"Brix System", "26[1]", "5[0000]"}),
-                        RevisionStructure(nSingleByteId, nTwoByteId),
-                        SystemSlotStructure(0x3A, 0x08, 7, {"PCIe Slot 7"}),
-                        TokenStructure({{0x5C, 0, 0xFE, 0x01}, {0x12, 0, 0xFF, 0x00}})});
+    return SmbiosTable(
+        {BiosInformationStructure("Brix", "2.19.1"), SystemInformationStructure("Brix", "Server R1", "1", "SN0001"),
+         OemStringsStructure({"Brix System", "26[1]", "5[0000]"}), RevisionStructure(nSingleByteId, nTwoByteId),
+         SystemSlotStructure(0x3A, 0x08, 7, {"PCIe Slot 7"}),
+         TokenStructure({{0x5C, 0, 0xFE, 0x01}, {0x12, 0, 0xFF, 0x00}})});
 }
 
 void SeedSmbios()
@@ -280,10 +279,9 @@ void SeedSmbios()
     // Tables that lie about their lengths, with checksums corrected by the
     // target.
     {
-        const std::string strTable =
-            SmbiosTable({SmbiosRawStructure(11, 0xF0, Le16(1), std::string("Brix System")),
-                         SmbiosRawStructure(208, 2, "", std::string(4, '\0'))},
-                        false);
+        const std::string strTable = SmbiosTable({SmbiosRawStructure(11, 0xF0, Le16(1), std::string("Brix System")),
+                                                  SmbiosRawStructure(208, 2, "", std::string(4, '\0'))},
+                                                 false);
         EntryPoint2Options options;
         options.nTableLength = 0xFFFF;
         const std::string strEntry2 = SmbiosEntryPoint2(options);
@@ -297,10 +295,12 @@ void SeedVersions()
 {
     const std::string strTarget = "CompareVersionsFuzzer";
     const std::vector<std::pair<std::string, std::string>> vPairs = {
-        {"1.2.3", "1.2.3"}, {"1.2", "1.2.0"},     {"1.2-3", "1.2.3"}, {"1.10", "1.9"}, {"2.0", "10.0"},
-        {"1.02", "1.2"},    {"1..2", "1.2"},      {"A07", "a07"},     {"A07", "A10"}, {"2.1.0a", "2.1.0"},
-        {"1.0 ", "1.0"},    {"10", "9"},          {"", "1"},          {"1+2", "1"},   {"1.0.0.0", "1"},
-        {"...", "0"},       {"4-10_2", "4.10.2"}, {"99999999999.1", "1.99999999999"},
+        {"1.2.3", "1.2.3"},  {"1.2", "1.2.0"},     {"1.2-3", "1.2.3"},
+        {"1.10", "1.9"},     {"2.0", "10.0"},      {"1.02", "1.2"},
+        {"1..2", "1.2"},     {"A07", "a07"},       {"A07", "A10"},
+        {"2.1.0a", "2.1.0"}, {"1.0 ", "1.0"},      {"10", "9"},
+        {"", "1"},           {"1+2", "1"},         {"1.0.0.0", "1"},
+        {"...", "0"},        {"4-10_2", "4.10.2"}, {"99999999999.1", "1.99999999999"},
     };
     std::size_t n = 0;
     for (const auto& pair : vPairs)
@@ -313,9 +313,8 @@ void SeedRepositories()
 {
     const std::string strTarget = "RepositoryReaderFuzzer";
     const std::string strRepository = kSourceDir + "/examples/repository";
-    for (const std::string strArchive :
-         {"FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN", "FOLDER04/BACKPLANE/BP_FW_3.15.0.BIN",
-          "FOLDER09/NIC/NIC_FW_23.0.0.BIN", "FOLDER11/AGENT/mgmt-agent-11.0.0.tar.gz"})
+    for (const std::string strArchive : {"FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN", "FOLDER04/BACKPLANE/BP_FW_3.15.0.BIN",
+                                         "FOLDER09/NIC/NIC_FW_23.0.0.BIN", "FOLDER11/AGENT/mgmt-agent-11.0.0.tar.gz"})
     {
         Seed(strTarget, "example-" + strArchive, std::string(1, '\0') + ReadFile(strRepository + "/" + strArchive));
     }
@@ -323,10 +322,13 @@ void SeedRepositories()
                                    "<Dependency componentID=\"2\" version=\"2\" releaseID=\"REL\"/></Device>"
                                    "</SupportedDevices></SoftwareComponent>";
     const std::vector<std::pair<std::string, std::vector<TarEntry>>> vArchives = {
-        {"long-names", {{"package.xml", '0', strPackage, 0644, ""},
-                        {"REL/" + std::string(120, 'n'), '0', "x", 0755, ""}}},
-        {"release", {{"package.xml", '0', strPackage, 0644, ""}, {"REL", '5', "", 0755, ""},
-                     {"REL/PIEConfig.xml", '0', "<PIEConfig/>", 0644, ""}, {"top.sh", '0', "#!/bin/sh", 0755, ""}}},
+        {"long-names",
+         {{"package.xml", '0', strPackage, 0644, ""}, {"REL/" + std::string(120, 'n'), '0', "x", 0755, ""}}},
+        {"release",
+         {{"package.xml", '0', strPackage, 0644, ""},
+          {"REL", '5', "", 0755, ""},
+          {"REL/PIEConfig.xml", '0', "<PIEConfig/>", 0644, ""},
+          {"top.sh", '0', "#!/bin/sh", 0755, ""}}},
         {"dotdot", {{"package.xml", '0', strPackage, 0644, ""}, {"REL/../x", '0', "x", 0644, ""}}},
         {"link", {{"package.xml", '0', strPackage, 0644, ""}, {"REL/l", '2', "", 0777, "/etc/passwd"}}},
         {"twice", {{"package.xml", '0', strPackage, 0644, ""}, {"./package.xml", '0', strPackage, 0644, ""}}},
@@ -353,7 +355,7 @@ void SeedRepositories()
     }
     Seed(strTarget, "catalog-empty",
          std::string(1, '\1') + "{\"schemaVersion\": 1, \"kind\": \"vexinspect-catalog\", \"repository\": \"r\", "
-                                 "\"packages\": [], \"refused\": []}");
+                                "\"packages\": [], \"refused\": []}");
 }
 } // namespace
 
@@ -365,9 +367,9 @@ int main(int argc, char* argv[])
         return 2;
     }
     g_strOutput = argv[1];
-    for (const char* pszTarget : {"PackageReaderFuzzer", "InventoryDocumentFuzzer", "PluginConfigFuzzer",
-                                  "SmbiosFuzzer", "CompareVersionsFuzzer", "EvaluationFuzzer",
-                                  "RepositoryReaderFuzzer"})
+    for (const char* pszTarget :
+         {"PackageReaderFuzzer", "InventoryDocumentFuzzer", "PluginConfigFuzzer", "SmbiosFuzzer",
+          "CompareVersionsFuzzer", "EvaluationFuzzer", "RepositoryReaderFuzzer"})
     {
         ClearDirectory(g_strOutput + "/" + pszTarget);
     }

@@ -142,9 +142,18 @@ std::size_t Query(CSMBIOSInventory& smbios, const uint8_t* pParams)
         int nInstance;
     };
     const SDataQuery aQueries[] = {
-        {0, 4, 0, 0},   {0, 5, 0, 0},   {1, 4, 0, 0},  {1, 5, 0, 0}, {1, 7, 0, 0},
-        {11, 1, 0, 0},  {11, 2, 0, 0},  {208, 6, 1, 0}, {208, 8, 2, 0},
-        {nType, nOffset, nLength, nInstance}, {208, nOffset, nLength, 0}, {11, nOffset, 0, nInstance},
+        {0, 4, 0, 0},
+        {0, 5, 0, 0},
+        {1, 4, 0, 0},
+        {1, 5, 0, 0},
+        {1, 7, 0, 0},
+        {11, 1, 0, 0},
+        {11, 2, 0, 0},
+        {208, 6, 1, 0},
+        {208, 8, 2, 0},
+        {nType, nOffset, nLength, nInstance},
+        {208, nOffset, nLength, 0},
+        {11, nOffset, 0, nInstance},
     };
     for (const SDataQuery& query : aQueries)
     {

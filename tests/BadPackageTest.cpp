@@ -434,7 +434,10 @@ EntryPoint2Options EntryPointFor(const std::string& strTable)
     return options;
 }
 
-Firmware SysfsFirmware(const std::string& strTable) { return Firmware::FromSysfs(SmbiosEntryPoint2(EntryPointFor(strTable)), strTable); }
+Firmware SysfsFirmware(const std::string& strTable)
+{
+    return Firmware::FromSysfs(SmbiosEntryPoint2(EntryPointFor(strTable)), strTable);
+}
 
 Firmware FirmwareFor(const std::string& strRecipe)
 {
@@ -453,8 +456,8 @@ Firmware FirmwareFor(const std::string& strRecipe)
     {
         // The OEM strings claim 0xF0 bytes of formatted area; the table ends
         // long before.
-        return SysfsFirmware(SmbiosTable({strBios, SmbiosRawStructure(11, 0xF0, std::string(1, '\1'), "Brix System")},
-                                         false));
+        return SysfsFirmware(
+            SmbiosTable({strBios, SmbiosRawStructure(11, 0xF0, std::string(1, '\1'), "Brix System")}, false));
     }
     if (strRecipe == "structure-shorter-than-its-header")
     {
@@ -463,16 +466,16 @@ Firmware FirmwareFor(const std::string& strRecipe)
     }
     if (strRecipe == "strings-never-end")
     {
-        return SysfsFirmware(SmbiosTable({strBios, SmbiosRawStructure(11, 5, std::string(1, '\1'), "Brix System")},
-                                         false));
+        return SysfsFirmware(
+            SmbiosTable({strBios, SmbiosRawStructure(11, 5, std::string(1, '\1'), "Brix System")}, false));
     }
     if (strRecipe == "revision-structure-too-short")
     {
         // The revision structure is the last bytes of the table: header and
         // an empty string set, nothing at offset 6.
-        return SysfsFirmware(SmbiosTable({strBios, OemStringsStructure({"Brix System"}),
-                                          SmbiosRawStructure(208, 4, "", std::string(2, '\0'))},
-                                         false));
+        return SysfsFirmware(SmbiosTable(
+            {strBios, OemStringsStructure({"Brix System"}), SmbiosRawStructure(208, 4, "", std::string(2, '\0'))},
+            false));
     }
     if (strRecipe == "entry-point-longer-than-any")
     {
@@ -508,9 +511,9 @@ Firmware FirmwareFor(const std::string& strRecipe)
 struct CaseRun
 {
     CommandResult result;
-    std::string strPackage;      // the package directory of the run
-    std::string strOutside;      // the outside file
-    std::string strTrace;        // the strace output, when traced
+    std::string strPackage; // the package directory of the run
+    std::string strOutside; // the outside file
+    std::string strTrace;   // the strace output, when traced
 };
 
 bool CanTrace()
@@ -558,8 +561,8 @@ public:
     // Runs vCommand in the package, as the installer would run the checker.
     CaseRun Run(const BadCase& badCase, const std::vector<std::string>& vCommand, bool bTrace)
     {
-        std::vector<std::string> vArgs = {"/usr/bin/timeout", "-s", "KILL", kRunTimeLimitSeconds, "/usr/bin/env",
-                                          "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
+        std::vector<std::string> vArgs = {"/usr/bin/timeout",   "-s",           "KILL",
+                                          kRunTimeLimitSeconds, "/usr/bin/env", "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
         vArgs.insert(vArgs.end(), badCase.vEnvironment.begin(), badCase.vEnvironment.end());
         CaseRun run;
         run.strPackage = m_package.Path();
@@ -979,7 +982,8 @@ std::vector<PathArgument> PathArguments(const std::string& strArguments)
                     const char e = strArguments[i];
                     if (e == 'x' && i + 2 < strArguments.size())
                     {
-                        strText += static_cast<char>(HexDigit(strArguments[i + 1]) * 16 + HexDigit(strArguments[i + 2]));
+                        strText +=
+                            static_cast<char>(HexDigit(strArguments[i + 1]) * 16 + HexDigit(strArguments[i + 2]));
                         i += 2;
                     }
                     else if (e == 'n')
@@ -1051,10 +1055,26 @@ bool AllowedToRead(const std::string& strPath, const std::set<std::string>& setP
                    const std::vector<std::string>& vExtra)
 {
     static const char* const apszPrefixes[] = {
-        "/etc/ld.so.cache",  "/etc/ld.so.preload", "/etc/localtime",    "/etc/locale.alias", "/lib",
-        "/lib64",            "/usr/lib",           "/usr/lib64",        "/usr/share/locale", "/usr/share/zoneinfo",
-        "/proc/self",        "/proc/thread-self",  "/sys/firmware/dmi/tables", "/dev/mem", "/dev/char/mem/smbios",
-        "/dev/null",         "/bin",               "/usr/bin",          "/sbin",             "/usr/sbin",
+        "/etc/ld.so.cache",
+        "/etc/ld.so.preload",
+        "/etc/localtime",
+        "/etc/locale.alias",
+        "/lib",
+        "/lib64",
+        "/usr/lib",
+        "/usr/lib64",
+        "/usr/share/locale",
+        "/usr/share/zoneinfo",
+        "/proc/self",
+        "/proc/thread-self",
+        "/sys/firmware/dmi/tables",
+        "/dev/mem",
+        "/dev/char/mem/smbios",
+        "/dev/null",
+        "/bin",
+        "/usr/bin",
+        "/sbin",
+        "/usr/sbin",
         "/proc/filesystems",
     };
     for (const char* pszPrefix : apszPrefixes)
@@ -1108,7 +1128,8 @@ std::vector<std::string> OutsideAccesses(const BadCase& badCase, const CaseRun& 
 
     for (const TracedCall& call : vCalls)
     {
-        const std::string strWhat = call.strPid + " " + call.strName + "(" + call.strArguments + ") = " + call.strResult;
+        const std::string strWhat = call.strPid + " " + call.strName + "(" + call.strArguments +
+                                    ") = " + call.strResult;
         if (NameIn(call.strName, {"socket", "connect", "bind", "listen", "sendto", "sendmsg", "socketpair"}))
         {
             vProblems.push_back("network use: " + strWhat);
@@ -1135,11 +1156,11 @@ std::vector<std::string> OutsideAccesses(const BadCase& badCase, const CaseRun& 
                        call.strArguments.find("O_RDWR") != std::string::npos ||
                        call.strArguments.find("O_CREAT") != std::string::npos ||
                        call.strArguments.find("O_TRUNC") != std::string::npos)) ||
-            NameIn(call.strName, {"mkdir", "mkdirat", "rmdir", "unlink", "unlinkat", "rename", "renameat",
-                                  "renameat2", "link", "linkat", "symlink", "symlinkat", "chmod", "fchmodat",
-                                  "chown", "lchown", "fchownat", "truncate", "utime", "utimes", "utimensat",
-                                  "futimesat", "mknod", "mknodat", "setxattr", "lsetxattr", "removexattr",
-                                  "lremovexattr"});
+            NameIn(call.strName,
+                   {"mkdir",     "mkdirat", "rmdir",    "unlink",   "unlinkat",  "rename",      "renameat",
+                    "renameat2", "link",    "linkat",   "symlink",  "symlinkat", "chmod",       "fchmodat",
+                    "chown",     "lchown",  "fchownat", "truncate", "utime",     "utimes",      "utimensat",
+                    "futimesat", "mknod",   "mknodat",  "setxattr", "lsetxattr", "removexattr", "lremovexattr"});
 
         std::vector<std::string> vResolved;
         for (const PathArgument& argument : vPaths)
@@ -1233,8 +1254,8 @@ std::string RunName(const ::testing::TestParamInfo<RunParam>& info)
     return strName;
 }
 
-#define SKIP_WITHOUT_NAMESPACE()                                                                                  \
-    if (!CanUseMountNamespace())                                                                                 \
+#define SKIP_WITHOUT_NAMESPACE()                                                                                       \
+    if (!CanUseMountNamespace())                                                                                       \
     GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled"
 
 class BadPackage : public ::testing::TestWithParam<RunParam>
@@ -1263,12 +1284,12 @@ TEST(BadPackageCatalogue, HoldsAtLeastThirtyCasesAndEachIsReadable)
 
 TEST(BadPackageCatalogue, TheTraceReaderSeesPathsAndDescriptors)
 {
-    const std::vector<TracedCall> vCalls = ParseTrace(
-        "12 openat(AT_FDCWD</pkg/R1>, \"../inv.xml\", O_RDONLY <unfinished ...>\n"
-        "13 execve(\"/bin/sh\", [\"sh\", \"-c\", \"cat /etc/x\"], 0x7ff /* 3 vars */) = 0\n"
-        "12 <... openat resumed>) = 3</pkg/inv.xml>\n"
-        "12 --- SIGCHLD {si_signo=SIGCHLD} ---\n"
-        "13 symlinkat(\"/dev/zero\", AT_FDCWD</pkg/R1>, \"inventory.xml\") = 0\n");
+    const std::vector<TracedCall> vCalls =
+        ParseTrace("12 openat(AT_FDCWD</pkg/R1>, \"../inv.xml\", O_RDONLY <unfinished ...>\n"
+                   "13 execve(\"/bin/sh\", [\"sh\", \"-c\", \"cat /etc/x\"], 0x7ff /* 3 vars */) = 0\n"
+                   "12 <... openat resumed>) = 3</pkg/inv.xml>\n"
+                   "12 --- SIGCHLD {si_signo=SIGCHLD} ---\n"
+                   "13 symlinkat(\"/dev/zero\", AT_FDCWD</pkg/R1>, \"inventory.xml\") = 0\n");
     ASSERT_EQ(vCalls.size(), 3u);
     EXPECT_EQ(vCalls[0].strName, "execve");
     EXPECT_EQ(vCalls[1].strName, "openat");
@@ -1324,8 +1345,7 @@ TEST_P(BadPackageTrace, ReadsAndWritesNothingOutsideItsPackage)
     CaseWorkspace workspace(badCase);
     const CaseRun run = workspace.Run(badCase, GetParam().strType, true);
     // The traced run is the same run.
-    EXPECT_EQ(run.result.nExitStatus, badCase.mapRuns.at(GetParam().strType).nStatus)
-        << Shorten(run.result.strStderr);
+    EXPECT_EQ(run.result.nExitStatus, badCase.mapRuns.at(GetParam().strType).nStatus) << Shorten(run.result.strStderr);
     ASSERT_NE(run.strTrace.find("execve("), std::string::npos) << "no trace was written";
     for (const std::string& strProblem : OutsideAccesses(badCase, run))
     {

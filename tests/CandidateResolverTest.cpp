@@ -31,8 +31,8 @@ CDeviceInfo Dependency(const std::string& strVersion, const std::string& strPath
     return dependency;
 }
 
-SResolution Resolve(const CRepositoryIndex& index, const CDeviceInfo& dependency,
-                    std::vector<std::size_t> vStack = {}, const SPackageDescription* pRequirer = nullptr)
+SResolution Resolve(const CRepositoryIndex& index, const CDeviceInfo& dependency, std::vector<std::size_t> vStack = {},
+                    const SPackageDescription* pRequirer = nullptr)
 {
     CCandidateResolver::SContext context;
     context.pIndex = &index;
@@ -66,8 +66,8 @@ TEST(CandidateResolver, TakesThePackageTheDependencyNamesWhenItQualifies)
 
 TEST(CandidateResolver, OtherwiseTakesTheLowestVersionThatSufficesAndSaysItSubstituted)
 {
-    const CRepositoryIndex index({Package("BP/3.30", "3.30"), Package("BP/3.10", "3.10"), Package("BP/3.22", "3.22"),
-                                  Package("BP/old", "3.1")});
+    const CRepositoryIndex index(
+        {Package("BP/3.30", "3.30"), Package("BP/3.10", "3.10"), Package("BP/3.22", "3.22"), Package("BP/old", "3.1")});
     const SResolution resolution = Resolve(index, Dependency("3.20", "BP\\missing"));
     ASSERT_EQ(resolution.eOutcome, SResolution::EOutcome::Resolved);
     EXPECT_EQ(index.At(resolution.nPackage).strPath, "BP/3.22");

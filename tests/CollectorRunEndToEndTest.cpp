@@ -32,10 +32,7 @@ namespace
 {
 using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point tStart)
-{
-    return std::chrono::duration<double>(Clock::now() - tStart).count();
-}
+double SecondsSince(Clock::time_point tStart) { return std::chrono::duration<double>(Clock::now() - tStart).count(); }
 
 bool ProcessGone(pid_t nPid)
 {
@@ -151,10 +148,11 @@ TEST(CollectorRun, RejectedVariableIsNamedInTheDebugLogOnly)
         RunCommand({"/usr/bin/env", "VEXDEP_COLLECTOR_TIMEOUT=-1", CheckerExecutable(), "hard"}, dir.Path());
     EXPECT_EQ(result.strStderr, "");
     const std::vector<std::string> vLog = ReadLogMessages(dir.File("baseutils.log"));
-    EXPECT_EQ(std::count(vLog.begin(), vLog.end(),
-                         "CCollectorTimeLimit::FromEnvironment VEXDEP_COLLECTOR_TIMEOUT=\"-1\" is not config, none or a "
-                         "positive number of seconds: collectors run without a time limit"),
-              1);
+    EXPECT_EQ(
+        std::count(vLog.begin(), vLog.end(),
+                   "CCollectorTimeLimit::FromEnvironment VEXDEP_COLLECTOR_TIMEOUT=\"-1\" is not config, none or a "
+                   "positive number of seconds: collectors run without a time limit"),
+        1);
 }
 
 TEST(CollectorRun, BackgroundJobOfACollectorFinishesAfterTheCheckerHasExited)
@@ -162,9 +160,8 @@ TEST(CollectorRun, BackgroundJobOfACollectorFinishesAfterTheCheckerHasExited)
     TempDir dir;
     // The job finishes only once the test lets it (or after 30 s): a checker
     // that waited for it would take those 30 s.
-    WriteOneDependencyPackage(dir.Path(),
-                              "(" + ShellWaitsForFile("go", 30) +
-                                  "; echo finished > late.tmp; mv late.tmp late.txt) > /dev/null 2>&1 &\n");
+    WriteOneDependencyPackage(dir.Path(), "(" + ShellWaitsForFile("go", 30) +
+                                              "; echo finished > late.tmp; mv late.tmp late.txt) > /dev/null 2>&1 &\n");
     const Clock::time_point tStart = Clock::now();
     const CommandResult result = RunCommand({CheckerExecutable(), "hard"}, dir.Path());
     EXPECT_LT(SecondsSince(tStart), 20.0);
@@ -287,8 +284,9 @@ TEST(CollectorRun, CompressedDocumentsOfEachKindAreRead)
             {
                 // The collector's document, compressed by the collector.
                 const std::string strCollector = strRelease + "/collect.sh";
-                WriteFile(strCollector, ReadFile(strCollector) + "gzip -c inventory.xml > inventory.gz && "
-                                                                 "mv inventory.gz inventory.xml\n",
+                WriteFile(strCollector,
+                          ReadFile(strCollector) + "gzip -c inventory.xml > inventory.gz && "
+                                                   "mv inventory.gz inventory.xml\n",
                           true);
             }
         }
@@ -363,8 +361,8 @@ TEST(CollectorRun, MarkerCreatedByACollectorLogsEveryLaterTurnInFull)
     EXPECT_EQ(result.strStdout, ExpandBase(scenario.vRuns[0].strStdout));
 
     const std::vector<std::string> vLog = ReadLogMessages(dir.File("baseutils.log"));
-    const std::string strMarkerLine =
-        "CLinuxImpl::IsFileExistsAbs() File name " + RealPathOf(dir.Path()) + "/vexdebuglog exist";
+    const std::string strMarkerLine = "CLinuxImpl::IsFileExistsAbs() File name " + RealPathOf(dir.Path()) +
+                                      "/vexdebuglog exist";
     // Three dependencies pass the context check; the first reader's test of
     // the marker ran while the log was still off.
     EXPECT_EQ(std::count(vLog.begin(), vLog.end(), strMarkerLine), 2) << strMarkerLine;

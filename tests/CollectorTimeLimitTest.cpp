@@ -75,8 +75,8 @@ TEST(CollectorTimeLimitTest, NumberEnforcesTheSameLimitForEveryCollector)
 
 TEST(CollectorTimeLimitTest, OtherValuesAreRejectedAndMeanNoLimit)
 {
-    for (const char* pszValue : {"0", "-5", "+5", " 5", "5 ", "5s", "1.5", "Config", "NONE", "yes",
-                                 "99999999999999999999999999"})
+    for (const char* pszValue :
+         {"0", "-5", "+5", " 5", "5 ", "5s", "1.5", "Config", "NONE", "yes", "99999999999999999999999999"})
     {
         CCollectorTimeLimit limit = Parsed("config");
         EXPECT_FALSE(CCollectorTimeLimit::Parse(pszValue, limit)) << pszValue;

@@ -48,14 +48,13 @@ Words Sorted(Words vWords)
 
 Words Inspect(const Words& vWords) { return Complete("vexinspect", vWords); }
 
-const Words kExplainOptions = {"--package-dir", "--smbios-dump",  "--from-dump", "--log",    "--collector-timeout",
-                               "--json",        "--format",       "--exit-verdict", "--help", "--version"};
+const Words kExplainOptions = {"--package-dir", "--smbios-dump", "--from-dump",    "--log",  "--collector-timeout",
+                               "--json",        "--format",      "--exit-verdict", "--help", "--version"};
 const Words kSmbiosOptions = {"--from-dump", "--smbios-dump", "--log", "--json", "--format", "--help", "--version"};
 const Words kLintOptions = {"--package-dir", "--json", "--format", "--help", "--version"};
-const Words kPlanOptions = {"--repository", "--package-dir", "--inventory",        "--catalog",
-                            "--smbios-dump", "--from-dump",  "--log",              "--collector-timeout",
-                            "--json",        "--format",     "--exit-verdict",     "--help",
-                            "--version"};
+const Words kPlanOptions = {
+    "--repository",        "--package-dir", "--inventory", "--catalog",      "--smbios-dump", "--from-dump", "--log",
+    "--collector-timeout", "--json",        "--format",    "--exit-verdict", "--help",        "--version"};
 const Words kRepoIndexOptions = {"--output", "-o", "--json", "--format", "--help", "--version"};
 const Words kRepoCheckOptions = {"--catalog", "--json", "--format", "--help", "--version"};
 const Words kRepoPackOptions = {"--output", "-o", "--json", "--format", "--help", "--version"};
@@ -88,20 +87,20 @@ TEST(VexdepcheckCompletion, OffersHardAndSoftForTheOneArgument)
 
 TEST(VexdepcheckCompletion, IsRegisteredForTheCommand)
 {
-    const CommandResult result = RunCommand(
-        {kBash, "--norc", "--noprofile", "-c", "source \"$1\" && complete -p vexdepcheck", "bash",
-         kCompletions + "/vexdepcheck"},
-        "/");
+    const CommandResult result =
+        RunCommand({kBash, "--norc", "--noprofile", "-c", "source \"$1\" && complete -p vexdepcheck", "bash",
+                    kCompletions + "/vexdepcheck"},
+                   "/");
     EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
     EXPECT_EQ(result.strStdout, "complete -F _vexdepcheck vexdepcheck\n");
 }
 
 TEST(VexinspectCompletion, IsRegisteredForTheCommand)
 {
-    const CommandResult result = RunCommand(
-        {kBash, "--norc", "--noprofile", "-c", "source \"$1\" && complete -p vexinspect", "bash",
-         kCompletions + "/vexinspect"},
-        "/");
+    const CommandResult result =
+        RunCommand({kBash, "--norc", "--noprofile", "-c", "source \"$1\" && complete -p vexinspect", "bash",
+                    kCompletions + "/vexinspect"},
+                   "/");
     EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
     EXPECT_EQ(result.strStdout, "complete -F _vexinspect vexinspect\n");
 }
@@ -202,8 +201,7 @@ TEST_F(CompletionOfPaths, UsesTheFileCompletionOfBashCompletionWhenItIsLoaded)
     const std::string strFiledir = "_filedir() { COMPREPLY=(\"filedir[$*]:$cur\"); }";
     EXPECT_EQ(Complete("vexinspect", {"vexinspect", "explain", "--package-dir", "pk"}, strFiledir),
               Words({"filedir[-d]:pk"}));
-    EXPECT_EQ(Complete("vexinspect", {"vexinspect", "smbios", "--from-dump", "x"}, strFiledir),
-              Words({"filedir[]:x"}));
+    EXPECT_EQ(Complete("vexinspect", {"vexinspect", "smbios", "--from-dump", "x"}, strFiledir), Words({"filedir[]:x"}));
 }
 
 // What the completion offers for a subcommand covers every option that the
@@ -211,9 +209,12 @@ TEST_F(CompletionOfPaths, UsesTheFileCompletionOfBashCompletionWhenItIsLoaded)
 TEST(VexinspectCompletion, CoversEveryOptionOfTheHelp)
 {
     const std::vector<std::pair<std::vector<std::string>, Words>> vSubcommands = {
-        {{"explain"}, kExplainOptions},        {{"smbios"}, kSmbiosOptions},
-        {{"lint"}, kLintOptions},              {{"plan"}, kPlanOptions},
-        {{"repo", "index"}, kRepoIndexOptions}, {{"repo", "check"}, kRepoCheckOptions},
+        {{"explain"}, kExplainOptions},
+        {{"smbios"}, kSmbiosOptions},
+        {{"lint"}, kLintOptions},
+        {{"plan"}, kPlanOptions},
+        {{"repo", "index"}, kRepoIndexOptions},
+        {{"repo", "check"}, kRepoCheckOptions},
         {{"repo", "pack"}, kRepoPackOptions}};
     for (const auto& subcommand : vSubcommands)
     {
@@ -261,4 +262,3 @@ TEST(VexinspectCompletion, BothFilesNameTheManualPagesOfSection8)
         EXPECT_EQ(strText.find(std::string(pszName) + "(1)"), std::string::npos) << pszName;
     }
 }
-

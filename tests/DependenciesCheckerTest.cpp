@@ -9,9 +9,9 @@
 #include <climits>
 #include <memory>
 
+using vextest::MakePCIIdentity;
 using vextest::ReadLogMessages;
 using vextest::ScopedCwd;
-using vextest::MakePCIIdentity;
 using vextest::TempDir;
 
 namespace
@@ -275,8 +275,10 @@ const MatchCase kMatchCases[] = {
     {"EqualVersionIsMetAndLeavesTheCurrentVersionUnset", {{"101", "2.0.0"}}, false, ""},
     {"NoMatchingRecordIsNotUnmet", {{"102", "1.0"}}, false, ""},
     {"NoMatchingRecordIsNotUnmet_EmptyInventory", {}, false, ""},
-    {"LastOlderInstanceGivesTheCurrentVersion", {{"101", "1.1"}, {"101", "3.0"}, {"101", "1.7"}, {"101", "2.0"}},
-     true, "1.7"},
+    {"LastOlderInstanceGivesTheCurrentVersion",
+     {{"101", "1.1"}, {"101", "3.0"}, {"101", "1.7"}, {"101", "2.0"}},
+     true,
+     "1.7"},
 };
 } // namespace
 
@@ -369,14 +371,13 @@ TEST_F(CheckerTest, HasDependenyLogs)
     std::vector<CDeviceInfo*> vInv = {nullptr, NonPCIInstalled(m_records, "101", "1.0")};
     const std::size_t nBefore = Log().size();
     EXPECT_TRUE(pChecker->HasDependeny(pDep, vInv));
-    EXPECT_EQ(LogSince(nBefore),
-              (std::vector<std::string>{
-                  "CDependenciesChecker::HasDependeny  START",
-                  "CDependenciesChecker::HasDependeny pInvDevice is NULL",
-                  "CDependenciesChecker::CompareVersions  nVer1 > nVer2",
-                  "CDependenciesChecker::HasDependeny nCmpResult > 0",
-                  "CDependenciesChecker::HasDependeny END",
-              }));
+    EXPECT_EQ(LogSince(nBefore), (std::vector<std::string>{
+                                     "CDependenciesChecker::HasDependeny  START",
+                                     "CDependenciesChecker::HasDependeny pInvDevice is NULL",
+                                     "CDependenciesChecker::CompareVersions  nVer1 > nVer2",
+                                     "CDependenciesChecker::HasDependeny nCmpResult > 0",
+                                     "CDependenciesChecker::HasDependeny END",
+                                 }));
 }
 
 TEST_F(CheckerTest, DeviceCheckFindsNonPCIParentsByComponentID)
@@ -399,7 +400,8 @@ TEST_F(CheckerTest, DeviceCheckFindsPCIParentsInTheParentList)
     auto pChecker = MakeChecker();
     CDeviceInfo* pDep = NonPCIDependency(m_records, "101", "2.0");
     pDep->setParentDeviceType(CDeviceInfo::eDeviceTypePCI);
-    std::vector<SPCIInfo> vParents = {MakePCIIdentity("1", "2", "3", "4"), MakePCIIdentity("005F", "1F2D", "1D4E", "1F0C")};
+    std::vector<SPCIInfo> vParents = {MakePCIIdentity("1", "2", "3", "4"),
+                                      MakePCIIdentity("005F", "1F2D", "1D4E", "1F0C")};
     pDep->setParentPCIInfo(vParents);
     CDeviceInfo* pDevice = m_records.Add();
     pDevice->setDeviceType(CDeviceInfo::eDeviceTypePCI);
@@ -425,12 +427,11 @@ TEST_F(CheckerTest, DeviceCheckLogs)
     const std::size_t nBefore = Log().size();
     pChecker->doDeviceCheck(pDep, vEmpty);
     pChecker->doDeviceCheck(pDep, vDevices);
-    EXPECT_EQ(LogSince(nBefore),
-              (std::vector<std::string>{
-                  "CDependenciesChecker::doDeviceCheck   Entered",
-                  "CDependenciesChecker::doDeviceCheck   Entered",
-                  "CDependenciesChecker::doDeviceCheck   Exit",
-              }));
+    EXPECT_EQ(LogSince(nBefore), (std::vector<std::string>{
+                                     "CDependenciesChecker::doDeviceCheck   Entered",
+                                     "CDependenciesChecker::doDeviceCheck   Entered",
+                                     "CDependenciesChecker::doDeviceCheck   Exit",
+                                 }));
 }
 
 TEST_F(CheckerTest, GetInventoryInfoRunsEachReleaseOnceAndRefusesNull)
@@ -473,9 +474,10 @@ TEST_F(CheckerTest, ContextMustBeOSOrAllInAnyCase)
     vextest::StartLogging(m_dir.File("baseutils.log"));
     EXPECT_TRUE(pChecker->GetDependentDevices(vDependencies, strMachine, CDeviceInfo::eDependencyTypeHard).empty());
     const std::vector<std::string> vLog = Log();
-    EXPECT_EQ(std::count(vLog.begin(), vLog.end(),
-                         "CDependenciesChecker::GetDependentDevices: This Depndency is failed to qualify CONTEXT Check"),
-              4);
+    EXPECT_EQ(
+        std::count(vLog.begin(), vLog.end(),
+                   "CDependenciesChecker::GetDependentDevices: This Depndency is failed to qualify CONTEXT Check"),
+        4);
     // The three that qualify reach the release step, where no inventory
     // was collected for them.
     EXPECT_EQ(std::count(vLog.begin(), vLog.end(),
@@ -495,8 +497,8 @@ public:
 
 TEST_F(CheckerTest, PlatformCheckReadsTheConfiguredSMBIOSSources)
 {
-    const std::string strTable = vextest::SmbiosTable(
-        {vextest::OemStringsStructure({"Brix System"}), vextest::RevisionStructure(0x0B)});
+    const std::string strTable =
+        vextest::SmbiosTable({vextest::OemStringsStructure({"Brix System"}), vextest::RevisionStructure(0x0B)});
     const SMBIOSSources sources = vextest::SmbiosSourcesIn(m_dir.Path());
     vextest::WriteFile(sources.strEntryPointPath, vextest::SmbiosEntryPoint2());
     vextest::WriteFile(sources.strTablePath, strTable);

@@ -44,8 +44,8 @@ public:
     }
     void OnDeviceCheck(const CDeviceInfo* pDependency, const SDeviceCheck& check) override
     {
-        Add(pDependency, std::string("device ") +
-                             (check.bPresent ? "present " + check.pMatchedDevice->getComponentID() : "absent"));
+        Add(pDependency,
+            std::string("device ") + (check.bPresent ? "present " + check.pMatchedDevice->getComponentID() : "absent"));
     }
     void OnTypeCheck(const CDeviceInfo* pDependency, CDeviceInfo::eDependencyType, bool bSameType) override
     {
@@ -129,9 +129,9 @@ TEST(DependencyDecisionListener, ReceivesEveryStepWithTheValuesCompared)
               (std::vector<std::string>{"collected RC records=1", "context OS applies", strPlatform, strOS,
                                         "device present 500", "type requested", "compare 1.5 with 1.5.0 = 0",
                                         "verdict met"}));
-    EXPECT_EQ(listener.mapEvents["Soft D"], (std::vector<std::string>{"context OS applies", strPlatform, strOS,
-                                                                       "device present 500", "type other",
-                                                                       "verdict other type"}));
+    EXPECT_EQ(listener.mapEvents["Soft D"],
+              (std::vector<std::string>{"context OS applies", strPlatform, strOS, "device present 500", "type other",
+                                        "verdict other type"}));
     EXPECT_EQ(result.vReported, (std::vector<std::string>{"Unmet A 1.9 -1", "Failed B  1"}));
 }
 

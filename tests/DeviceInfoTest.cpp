@@ -69,8 +69,7 @@ TEST(DeviceInfo, FreshRecordHasTheDefaults)
     EXPECT_TRUE(record.getDependencyOS().empty());
     EXPECT_TRUE(record.getApplicationInfo()->empty());
     const OVNCSystemInfo* pSystem = record.getSystemInfo();
-    EXPECT_EQ(pSystem->strSystemName + pSystem->strSystemID + pSystem->strSystemModel + pSystem->strSystemVendor,
-              "");
+    EXPECT_EQ(pSystem->strSystemName + pSystem->strSystemID + pSystem->strSystemModel + pSystem->strSystemVendor, "");
     EXPECT_EQ(record.getFilePath(), pszDefaultDownloadBase);
 }
 

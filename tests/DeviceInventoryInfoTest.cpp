@@ -170,9 +170,8 @@ TEST_F(DeviceInventoryInfoTest, MissingEmptyMalformedAndHugeInputsGiveNoDevices)
     vextest::WriteFile(m_dir.File("empty.xml"), "");
     vextest::WriteFile(m_dir.File("bad.xml"), "<SVMInventory><Device componentID=\"1\">");
     vextest::WriteFile(m_dir.File("other.xml"), "<Inventory><Device componentID=\"1\"/></Inventory>");
-    for (const std::string& strSource :
-         {m_dir.File("missing.xml"), m_dir.File("empty.xml"), m_dir.File("bad.xml"), m_dir.File("other.xml"),
-          m_dir.Path(), std::string()})
+    for (const std::string& strSource : {m_dir.File("missing.xml"), m_dir.File("empty.xml"), m_dir.File("bad.xml"),
+                                         m_dir.File("other.xml"), m_dir.Path(), std::string()})
     {
         CDeviceInventoryInfo reader(strSource);
         EXPECT_TRUE(reader.GetDeviceInfo().empty()) << strSource;
@@ -243,14 +242,17 @@ const InventoryCase kInventoryCases[] = {
     {"ComponentIDWinsOverPCIIdentity",
      "<SVMInventory><Device componentID=\"555\" vendorID=\"1A2B\" deviceID=\"1521\" subVendorID=\"1F0C\" "
      "subDeviceID=\"0602\"/></SVMInventory>",
-     "deviceType | componentID | pci", {"nonPCI | 555 | ///"}},
+     "deviceType | componentID | pci",
+     {"nonPCI | 555 | ///"}},
     {"PCIIdentityIsTakenAsWrittenWithAbsentPartsEmpty",
-     "<SVMInventory><Device vendorID=\"0x1A2B\" subDeviceID=\" 00aB \"/></SVMInventory>", "deviceType | pci",
+     "<SVMInventory><Device vendorID=\"0x1A2B\" subDeviceID=\" 00aB \"/></SVMInventory>",
+     "deviceType | pci",
      {"PCI | / 00aB /0x1A2B/"}},
     {"DeviceWithoutIdentityHasUnknownType",
      "<SVMInventory><Device deviceID=\"1521\" display=\"Anonymous\"><Application componentType=\"APAC\" "
      "version=\"2\"/></Device></SVMInventory>",
-     "deviceType | pci | deviceName | componentType | version", {"unknown | /// | Anonymous | APAC | 2"}},
+     "deviceType | pci | deviceName | componentType | version",
+     {"unknown | /// | Anonymous | APAC | 2"}},
     {"AttributesWithEmptyValuesCountAsAbsent",
      "<SVMInventory><Device componentID=\"\" vendorID=\"1A2B\" deviceID=\"\" display=\"\"><Application "
      "componentType=\"\" version=\"\"/></Device><Device componentID=\"\" vendorID=\"\"/></SVMInventory>",
@@ -265,14 +267,16 @@ const InventoryCase kInventoryCases[] = {
      "</Device><Device componentID=\"3\"><Firmware componentType=\"BIOS\" version=\"3.0\"/></Device>"
      "<Device componentID=\"4\">text first<Application componentType=\"FRMW\" version=\"4\"/></Device>"
      "<Device componentID=\"5\"/></SVMInventory>",
-     "componentID | componentType | version", {"1 |  | ", "2 |  | ", "3 | BIOS | 3.0", "4 |  | ", "5 |  | "}},
+     "componentID | componentType | version",
+     {"1 |  | ", "2 |  | ", "3 | BIOS | 3.0", "4 |  | ", "5 |  | "}},
     // Device elements are matched by exact name, anywhere below the
     // inventory element.
     {"DevicesAreFoundAtAnyDepthBelowTheRootInDocumentOrder",
      "<Envelope><SVMInventory><Device componentID=\"1\"/><Chassis><Slot><Device componentID=\"2\"><Device "
      "componentID=\"3\"/></Device></Slot></Chassis><device componentID=\"lower-case\"/></SVMInventory>"
      "<Device componentID=\"outside\"/></Envelope>",
-     "componentID", {"1", "2", "3"}},
+     "componentID",
+     {"1", "2", "3"}},
 };
 } // namespace
 

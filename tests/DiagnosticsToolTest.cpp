@@ -442,7 +442,7 @@ TEST(VexinspectSmbios, APackageEvaluatedAgainstADumpAgreesWithTheCheckerOnThatMa
         ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
         const Json json = Json::parse(explain.strStdout);
         EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
-    EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
+        EXPECT_EQ(JsonSchemaErrors("explain", explain.strStdout), "");
         EXPECT_EQ(json["exitStatus"], checker.nExitStatus);
         EXPECT_EQ(ReportedByExplain(json), ReportedByChecker(checker.strStdout));
         EXPECT_EQ(json["smbios"]["source"], "dump-file");
@@ -821,7 +821,8 @@ TEST(VexinspectCommandLine, UsageErrorsSayWhatIsWrongAndWhatIsExpected)
     const std::vector<std::pair<std::vector<std::string>, std::string>> vCases = {
         {{}, "vexinspect: missing subcommand: expected explain, smbios, lint, repo or plan"},
         {{"frobnicate"}, "vexinspect: unknown subcommand 'frobnicate': expected explain, smbios, lint, repo or plan"},
-        {{"frobnicate", "hard", "--json"}, "vexinspect: unknown subcommand 'frobnicate': expected explain, smbios, lint, repo or plan"},
+        {{"frobnicate", "hard", "--json"},
+         "vexinspect: unknown subcommand 'frobnicate': expected explain, smbios, lint, repo or plan"},
         {{"explain"}, "vexinspect: missing package type: expected hard or soft"},
         {{"explain", "HARD"}, "vexinspect: invalid package type 'HARD': expected hard or soft"},
         {{"explain", "hard", "--log"}, "vexinspect: option '--log' requires an argument"},
@@ -886,8 +887,8 @@ TEST(VexinspectCommandLine, BothDumpOptionNamesAreAcceptedByExplainAndSmbios)
         EXPECT_EQ(smbiosJson["dumpFile"], dir.File("server.dump"));
         EXPECT_EQ(smbiosJson["systemID"], "0x0A1C");
 
-        const CommandResult explain = Inspect(
-            {"explain", "hard", "--package-dir", package.Path(), strOption, dir.File("server.dump"), "--json"});
+        const CommandResult explain =
+            Inspect({"explain", "hard", "--package-dir", package.Path(), strOption, dir.File("server.dump"), "--json"});
         ASSERT_EQ(explain.nExitStatus, 0) << explain.strStderr;
         const Json explainJson = Json::parse(explain.strStdout);
         EXPECT_EQ(explainJson["smbios"]["source"], "dump-file");
@@ -938,8 +939,8 @@ TEST(VexinspectCommandLine, ALogFileInADirectoryWithoutWritePermissionIsReported
     const CommandResult result = Inspect({"smbios", "--log", dir.File("locked/inspect.log")});
     chmod(dir.File("locked").c_str(), 0755);
     EXPECT_EQ(result.nExitStatus, 66);
-    EXPECT_EQ(result.strStderr,
-              "vexinspect smbios: cannot open the log file " + dir.File("locked/inspect.log") + ": Permission denied\n");
+    EXPECT_EQ(result.strStderr, "vexinspect smbios: cannot open the log file " + dir.File("locked/inspect.log") +
+                                    ": Permission denied\n");
 }
 
 TEST(VexinspectCommandLine, ADumpThatCannotBeReadIsNamedWithTheReason)
@@ -1104,4 +1105,3 @@ TEST(VexinspectDocumentation, TheSourceManualPagesRenderWithoutPlaceholdersAndDo
         EXPECT_NE(strPage.find(pszText), std::string::npos) << pszText;
     }
 }
-

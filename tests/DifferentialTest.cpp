@@ -72,9 +72,9 @@ struct SupportedDevice
 
 struct InventoryDevice
 {
-    Attributes attributes;   // componentID, vendorID, ... display
+    Attributes attributes; // componentID, vendorID, ... display
     bool bApplication = true;
-    Attributes application;  // componentType, version
+    Attributes application; // componentType, version
 };
 
 struct InventoryDocument
@@ -87,8 +87,8 @@ struct InventoryDocument
 
 struct Release
 {
-    bool bDirectory = true;  // false: the release directory does not exist
-    bool bRuns = true;       // false: the collector is configured with timeout 0
+    bool bDirectory = true; // false: the release directory does not exist
+    bool bRuns = true;      // false: the collector is configured with timeout 0
     InventoryDocument inventory;
 };
 
@@ -107,7 +107,10 @@ const char* Pick(std::mt19937& random, std::initializer_list<const char*> values
     return *(values.begin() + index(random));
 }
 
-bool Chance(std::mt19937& random, double dShare) { return std::uniform_real_distribution<double>(0, 1)(random) < dShare; }
+bool Chance(std::mt19937& random, double dShare)
+{
+    return std::uniform_real_distribution<double>(0, 1)(random) < dShare;
+}
 
 int Count(std::mt19937& random, int nMax) { return std::uniform_int_distribution<int>(0, nMax)(random); }
 
@@ -152,8 +155,8 @@ Attributes MachineOS(std::mt19937& random)
 {
     if (Chance(random, 0.7))
     {
-        return {{"majorVersion", "9"}, {"minorVersion", "2"}, {"spMajorVersion", "0"}, {"spMinorVersion", "0"},
-                {"osVendor", "Linux"}, {"osArch", "x86_64"}};
+        return {{"majorVersion", "9"},   {"minorVersion", "2"}, {"spMajorVersion", "0"},
+                {"spMinorVersion", "0"}, {"osVendor", "Linux"}, {"osArch", "x86_64"}};
     }
     return RandomOS(random, 0.8);
 }
@@ -279,9 +282,10 @@ Case RandomCase(std::mt19937& random)
         // two devices have the same component ID.
         if (!c.vDevices.empty() && Chance(random, 0.5))
         {
-            const SupportedDevice& earlier = c.vDevices[static_cast<std::size_t>(Count(random, static_cast<int>(c.vDevices.size()) - 1))];
-            device.vDependencies.push_back(
-                earlier.vDependencies[static_cast<std::size_t>(Count(random, static_cast<int>(earlier.vDependencies.size()) - 1))]);
+            const SupportedDevice& earlier =
+                c.vDevices[static_cast<std::size_t>(Count(random, static_cast<int>(c.vDevices.size()) - 1))];
+            device.vDependencies.push_back(earlier.vDependencies[static_cast<std::size_t>(
+                Count(random, static_cast<int>(earlier.vDependencies.size()) - 1))]);
         }
         c.vDevices.push_back(device);
     }
@@ -293,8 +297,8 @@ Case RandomCase(std::mt19937& random)
         {
             InventoryDevice parent;
             parent.attributes.emplace_back("componentID", pszParent);
-            c.machine.vDevices.insert(c.machine.vDevices.begin() + Count(random, static_cast<int>(c.machine.vDevices.size())),
-                                      parent);
+            c.machine.vDevices.insert(
+                c.machine.vDevices.begin() + Count(random, static_cast<int>(c.machine.vDevices.size())), parent);
         }
     }
     if (Chance(random, 0.5))
@@ -428,8 +432,7 @@ void WriteCase(const Case& c, const std::string& strDir)
         }
         const std::string strRelease = strDir + "/" + entry.first;
         MakeDirectory(strRelease);
-        WriteFile(strRelease + "/PIEConfig.xml",
-                  PieConfig("collect.sh", "out.xml", entry.second.bRuns ? "30" : "0"));
+        WriteFile(strRelease + "/PIEConfig.xml", PieConfig("collect.sh", "out.xml", entry.second.bRuns ? "30" : "0"));
         WriteFile(strRelease + "/prepared.xml", InventoryXml(entry.second.inventory));
         WriteFile(strRelease + "/collect.sh", "#!/bin/sh\ncp prepared.xml out.xml\n", true);
     }
@@ -928,8 +931,8 @@ std::string RefReport(CDeviceInfo::eDependencyType eType, const std::vector<CDev
         if (eType == CDeviceInfo::eDependencyTypeHard)
             strReport += "\n\tRequired Version     : " + pRecord->getVersion();
         else
-            strReport += "\n\tRecommended Version  : " + pRecord->getVersion() + "\n\tDetail               : " +
-                         pRecord->getDetail();
+            strReport += "\n\tRecommended Version  : " + pRecord->getVersion() +
+                         "\n\tDetail               : " + pRecord->getDetail();
         strReport += "\n\tVEX DownloadPath     : " + strPath + "\n";
     }
     if (bFailed)
@@ -960,7 +963,8 @@ std::string Describe(const CDeviceInfo& record)
         oss << os.strMajorVersion << "," << os.strMinorVersion << "," << os.strSPMajorVersion << ","
             << os.strSPMinorVersion << "," << os.strOSVendor << "," << os.strOSArch << "," << os.strRequiredBuildNumber
             << ";";
-    oss << "] status " << record.getStatus() << " " << record.getErrorMsg() << " current " << record.getCurrentVersion();
+    oss << "] status " << record.getStatus() << " " << record.getErrorMsg() << " current "
+        << record.getCurrentVersion();
     return oss.str();
 }
 
@@ -1091,8 +1095,7 @@ TEST(Differential, RandomPackagesAgreeWithTheReference)
     EXPECT_GT(nFailed, nCases / 20);
     EXPECT_GT(nInstances, nCases / 5);
     std::cout << nCases << " cases, " << nReported << " reported dependencies (" << nFailed << " failed), "
-              << nInstances << " installed instances compared, " << nDuplicates
-              << " cases with collapsed duplicates\n";
+              << nInstances << " installed instances compared, " << nDuplicates << " cases with collapsed duplicates\n";
 }
 
 // The decision on an indexed inventory against a plain walk, on record
@@ -1175,7 +1178,8 @@ TEST(Differential, IndexedDecisionAgreesWithAPlainWalk)
                     continue;
                 if (pRecord->getDeviceType() != 2)
                 {
-                    if (pRecord->getPCIInfo().strDeviceID.empty() || !SameHex(pRecord->getPCIInfo(), expected.getPCIInfo()))
+                    if (pRecord->getPCIInfo().strDeviceID.empty() ||
+                        !SameHex(pRecord->getPCIInfo(), expected.getPCIInfo()))
                         continue;
                 }
                 else if (pRecord->getComponentID() != expected.getComponentID())

@@ -62,8 +62,8 @@ private:
     TempDir m_dir;
 };
 
-#define SKIP_WITHOUT_NAMESPACE(scenario)                                                                     \
-    if (NeedsNamespace(scenario) && !CanUseMountNamespace())                                                 \
+#define SKIP_WITHOUT_NAMESPACE(scenario)                                                                               \
+    if (NeedsNamespace(scenario) && !CanUseMountNamespace())                                                           \
     GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled"
 } // namespace
 
@@ -161,7 +161,8 @@ TEST(EndToEndLog, MarkerLogsToBaseutilsLogWithTheCheckerAfterThePackageReader)
     ASSERT_NE(pszReal, nullptr);
     const std::string strWorkingDirectory = std::string(pszReal) + "/";
     free(pszReal);
-    const std::ptrdiff_t nPath = IndexOf(vLog, "CDependenciesChecker::CDependenciesChecker  Path: " + strWorkingDirectory);
+    const std::ptrdiff_t nPath =
+        IndexOf(vLog, "CDependenciesChecker::CDependenciesChecker  Path: " + strWorkingDirectory);
     EXPECT_GE(nReaderDone, 0);
     EXPECT_GT(nPath, nReaderDone);
     EXPECT_EQ(CountOf(vLog, "left from an earlier run"), 0u);
@@ -345,7 +346,8 @@ TEST(EndToEndLog, WholeLogOfASingleDependencyRun)
         "InventoryModule: CInventoryModule::~CInventoryModule  ",
         "DependenciesChecker: CDependenciesChecker::GetInventoryInfo  END",
         "LinuxImpl: CLinuxImpl::IsFileExistsAbs() File name " + strMachine + " doesnt exist",
-        "DeviceInventoryInfo: CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + strMachine + "  parsing failed ",
+        "DeviceInventoryInfo: CDeviceInventoryInfo::CDeviceInventoryInfo() Document " + strMachine +
+            "  parsing failed ",
         "DeviceInventoryInfo: CDeviceInventoryInfo::GetNodeSet() Start",
         "DeviceInventoryInfo: CDeviceInventoryInfo::GetNodeSet() END",
         "DeviceInventoryInfo: CDeviceInventoryInfo::GetNodeSet() Start",

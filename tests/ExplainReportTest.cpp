@@ -385,8 +385,8 @@ TEST(ExplainReport, ACollectorEndedAtItsLimitIsTimedOut)
     EXPECT_EQ(json["dependencies"][0]["inventory"]["collector"]["timedOut"], true);
     EXPECT_EQ(json["dependencies"][0]["inventory"]["collector"]["enforcedLimitSeconds"], 1);
     EXPECT_EQ(json["collectorTimeLimit"]["setting"], "config");
-    EXPECT_TRUE(HasLine(run.report.ToText(),
-                        "Collector limit    : config: each collector is ended at the limit it declares"));
+    EXPECT_TRUE(
+        HasLine(run.report.ToText(), "Collector limit    : config: each collector is ended at the limit it declares"));
 }
 
 TEST(ExplainReport, ACollectorSlowerThanItsDeclaredLimitIsWaitedForAndWarnedAbout)

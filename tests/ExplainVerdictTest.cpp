@@ -70,7 +70,7 @@ bool CanRunAsNobody()
     return bUsable;
 }
 
-#define SKIP_UNLESS_NOBODY()                                                                                          \
+#define SKIP_UNLESS_NOBODY()                                                                                           \
     if (!CanRunAsNobody())                                                                                             \
     GTEST_SKIP() << "cannot run as an unprivileged user here (needs root, setpriv and executables it can reach)"
 
@@ -344,8 +344,7 @@ TEST(ExplainVerdict, WithoutInvXmlTheDevicesAndOSAreUnverifiableNotReady)
     EXPECT_EQ(nStatus, 3);
     const std::vector<std::string> vMissing = ReasonTexts(missing, "inventory-text-unreadable");
     ASSERT_FALSE(vMissing.empty()) << missing["reasons"].dump();
-    EXPECT_TRUE(AnyHolds(vMissing, "(inv.xml: No such file or directory): it was never considered"))
-        << vMissing[0];
+    EXPECT_TRUE(AnyHolds(vMissing, "(inv.xml: No such file or directory): it was never considered")) << vMissing[0];
 
     WriteFile(dir.File("inv.xml"), "<SVMInventory>\n<Device componentID=\"104500\">\n");
     const Json unparsable = Explain({"hard"}, dir.Path(), nStatus);
@@ -447,4 +446,3 @@ TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesThePlatformsAreUnverifia
     EXPECT_NE(smbios.strStdout.find("/dev/mem: Permission denied\n"), std::string::npos) << smbios.strStdout;
     EXPECT_NE(smbios.strStdout.find("run as root"), std::string::npos) << smbios.strStdout;
 }
-

@@ -81,10 +81,10 @@ FaultRun RunFault(const Fault& fault)
     TempDir work;
     std::vector<std::string> vArgs = {"/usr/bin/env", "CHECKER=" + CheckerExecutable(), "INSPECT=" + kInspect};
     vArgs.insert(vArgs.end(), fault.vEnvironment.begin(), fault.vEnvironment.end());
-    const std::vector<std::string> vRest = {"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh",
-                                            kFaults + "/run-fault.sh", out.Path(), kPackage, work.Path(),
-                                            fault.strSize, fault.bLog ? "log" : "-", fault.strPrepare,
-                                            fault.strBody};
+    const std::vector<std::string> vRest = {
+        "/usr/bin/unshare",        "--mount",        "--propagation", "private",   "/bin/sh",
+        kFaults + "/run-fault.sh", out.Path(),       kPackage,        work.Path(), fault.strSize,
+        fault.bLog ? "log" : "-",  fault.strPrepare, fault.strBody};
     vArgs.insert(vArgs.end(), vRest.begin(), vRest.end());
     const CommandResult result = RunCommand(vArgs, out.Path());
     FaultRun run;
@@ -109,15 +109,15 @@ FaultRun RunFault(const Fault& fault)
     return run;
 }
 
-#define SKIP_WITHOUT_NAMESPACE()                                                                                  \
-    if (!CanUseMountNamespace())                                                                                 \
+#define SKIP_WITHOUT_NAMESPACE()                                                                                       \
+    if (!CanUseMountNamespace())                                                                                       \
     GTEST_SKIP() << "private mount namespaces (unshare, mount) are refused here: the fault cannot be set up"
 
 // The sanitizers' run-time opens descriptors of its own (it probes memory
 // through a pipe before it reports), so descriptor limits are measured on the
 // ordinary build only.
 #ifdef VEXDEP_SANITIZED_BUILD
-#define SKIP_IN_SANITIZED_BUILD()                                                                                  \
+#define SKIP_IN_SANITIZED_BUILD()                                                                                      \
     GTEST_SKIP() << "the sanitizers' run-time needs descriptors of its own; limits are measured on the ordinary build"
 #else
 #define SKIP_IN_SANITIZED_BUILD()
@@ -146,7 +146,8 @@ FaultRun ExpectLogChangesNothing(Fault fault)
 // Whole log lines only: nothing half-written.
 void ExpectWholeLines(const std::string& strLog)
 {
-    EXPECT_TRUE(strLog.empty() || strLog.back() == '\n') << strLog.substr(strLog.size() > 200 ? strLog.size() - 200 : 0);
+    EXPECT_TRUE(strLog.empty() || strLog.back() == '\n')
+        << strLog.substr(strLog.size() > 200 ? strLog.size() - 200 : 0);
 }
 
 const std::string kStopLine = "CLogger::log debug log stopped: ";
@@ -403,7 +404,8 @@ std::vector<CollectorOutputCase> CollectorOutputCases()
         // firmware is already 22.1.4, an hour old.
         {"AReadOnlyReleaseDirectoryWithAnOlderDocumentIsReadFromIt", "-",
          "sed 's/22.0.9/22.1.4/' REL002/collect.sh > old.sh && (cd REL002 && sh ../old.sh) && rm old.sh && "
-         "touch -d '1 hour ago' REL002/inventory.xml && " + kReadOnlyRelease,
+         "touch -d '1 hour ago' REL002/inventory.xml && " +
+             kReadOnlyRelease,
          "1\n" + kHeading + kBackplane + " \n", 1, "blocked", "stale-inventory"},
         // No document, no inventory: nothing to report, although both unmet
         // dependencies are there.
@@ -441,7 +443,8 @@ FaultRun RunWithDescriptors(int nLimit)
 {
     Fault fault;
     const std::string strLimit = std::to_string(nLimit);
-    fault.strBody = "prlimit --nofile=" + strLimit + ":" + strLimit + " -- \"$CHECKER\" hard > \"$out/stdout\" "
+    fault.strBody = "prlimit --nofile=" + strLimit + ":" + strLimit +
+                    " -- \"$CHECKER\" hard > \"$out/stdout\" "
                     "2> \"$out/stderr\"; echo $? > \"$out/status\"";
     return RunFault(fault);
 }
@@ -538,8 +541,10 @@ FaultRun RunSignalled(const std::string& strSignal, const std::string& strTarget
     fault.strPrepare = kSlowCollector + "find . -type f ! -name vexdebuglog -exec md5sum {} + | sort > \"$out/before\"";
     fault.strBody = "env --default-signal=INT,QUIT setsid \"$CHECKER\" hard > \"$out/stdout\" 2> \"$out/stderr\" &\n"
                     "pid=$!\n" +
-                    ShellWaitsForFile("started", 10) + "\n"
-                    "/bin/kill -s " + strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n" +
+                    ShellWaitsForFile("started", 10) +
+                    "\n"
+                    "/bin/kill -s " +
+                    strSignal + " -- " + (strTarget == "group" ? "-" : "") + "$pid\n" +
                     (bFinishCollector ? kFinishSlowCollector : std::string()) +
                     "wait $pid; echo $? > \"$out/status\"\n"
                     "find . -type f ! -name vexdebuglog ! -name baseutils.log ! -name started ! -name collector.pid "
@@ -591,8 +596,8 @@ std::vector<SignalCase> SignalCases()
         // Without the guard a collector runs as under system(): in the
         // checker's process group, with SIGINT and SIGQUIT ignored by the
         // checker meanwhile.
-        {"UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns", "INT", "pid", false, true, 1,
-         kLoneReport, 0},
+        {"UnguardedInterruptOfTheCheckerAloneIsIgnoredWhileTheCollectorRuns", "INT", "pid", false, true, 1, kLoneReport,
+         0},
         // The collector died before writing its document: REL002 has no
         // inventory, and its unmet dependency is not reported.
         {"UnguardedInterruptOfTheGroupEndsTheCollectorAndTheCheckerReportsWithoutIt", "INT", "group", false, false, 1,
@@ -682,10 +687,9 @@ std::vector<StreamCase> StreamCases()
          "{ env --default-signal=PIPE \"$CHECKER\" hard 2> \"$out/stderr\"; echo $? > \"$out/status\"; } >&5\n"
          "exec 5>&-",
          128 + 13, ""},
-        {"OnTheFullDeviceTheReportIsLostAndTheStatusKept", false, CheckerWith("> /dev/full 2> \"$out/stderr\""), 1,
-         ""},
-        {"ClosedStandardInputOrErrorChangeNothing_Input", true,
-         CheckerWith("> \"$out/stdout\" 2> \"$out/stderr\" <&-"), 1, kLoneReport},
+        {"OnTheFullDeviceTheReportIsLostAndTheStatusKept", false, CheckerWith("> /dev/full 2> \"$out/stderr\""), 1, ""},
+        {"ClosedStandardInputOrErrorChangeNothing_Input", true, CheckerWith("> \"$out/stdout\" 2> \"$out/stderr\" <&-"),
+         1, kLoneReport},
         {"ClosedStandardInputOrErrorChangeNothing_Error", true,
          CheckerWith("> \"$out/stdout\" 2> \"$out/stderr\" 2>&-"), 1, kLoneReport},
         // "inv.xml" takes descriptor 1, the log the next free one: the
@@ -813,13 +817,14 @@ TEST(FaultConcurrentRuns, TwoCheckersEachGiveTheLoneVerdictOrOneWithoutADocument
 {
     SKIP_WITHOUT_NAMESPACE();
     Fault fault;
-    fault.strBody = "n=0; while [ $n -lt 10 ]; do\n"
-                    "  \"$CHECKER\" hard > \"$out/a$n\" 2> /dev/null & a=$!\n"
-                    "  \"$CHECKER\" hard > \"$out/b$n\" 2> /dev/null & b=$!\n"
-                    "  wait $a; echo \"a$n $?\" >> \"$out/extra\"; wait $b; echo \"b$n $?\" >> \"$out/extra\"\n"
-                    "  cat \"$out/a$n\" \"$out/b$n\" > /dev/null; n=$((n+1))\n"
-                    "done\n"
-                    "for f in \"$out\"/a* \"$out\"/b*; do printf '%s\\0' \"$(cat \"$f\"; echo x)\"; done > \"$out/stdout\"";
+    fault.strBody =
+        "n=0; while [ $n -lt 10 ]; do\n"
+        "  \"$CHECKER\" hard > \"$out/a$n\" 2> /dev/null & a=$!\n"
+        "  \"$CHECKER\" hard > \"$out/b$n\" 2> /dev/null & b=$!\n"
+        "  wait $a; echo \"a$n $?\" >> \"$out/extra\"; wait $b; echo \"b$n $?\" >> \"$out/extra\"\n"
+        "  cat \"$out/a$n\" \"$out/b$n\" > /dev/null; n=$((n+1))\n"
+        "done\n"
+        "for f in \"$out\"/a* \"$out\"/b*; do printf '%s\\0' \"$(cat \"$f\"; echo x)\"; done > \"$out/stdout\"";
     const FaultRun run = RunFault(fault);
     ASSERT_SET_UP(run);
     EXPECT_EQ(run.strSurvivors, "");

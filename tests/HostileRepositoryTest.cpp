@@ -227,11 +227,11 @@ protected:
             "ASAN_OPTIONS=\"${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0\" \"$@\"\n"
             "fi\n"
             "exec timeout 120 env TMPDIR=\"$T\" \"$@\"\n";
-        const CommandResult result = RunCommand(
-            {"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c", strScript, "sh",
-             m_scratch.File("tmp"), m_scratch.File("log"), kInspect, "plan", "hard", "--json", "--exit-verdict",
-             "--repository", m_repository.Path(), "--package-dir", m_target.Path()},
-            "/");
+        const CommandResult result =
+            RunCommand({"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c", strScript, "sh",
+                        m_scratch.File("tmp"), m_scratch.File("log"), kInspect, "plan", "hard", "--json",
+                        "--exit-verdict", "--repository", m_repository.Path(), "--package-dir", m_target.Path()},
+                       "/");
         bTraced = FileExists(m_scratch.File("log/trace"));
         return result;
     }

@@ -24,10 +24,7 @@ using Clock = std::chrono::steady_clock;
 using vextest::Own;
 using vextest::Records;
 
-double SecondsSince(Clock::time_point tStart)
-{
-    return std::chrono::duration<double>(Clock::now() - tStart).count();
-}
+double SecondsSince(Clock::time_point tStart) { return std::chrono::duration<double>(Clock::now() - tStart).count(); }
 
 using vextest::HasLine;
 
@@ -117,8 +114,7 @@ protected:
         vextest::WriteFile(m_strModule + "/PIEConfig.xml",
                            "<?xml version=\"1.0\"?>\n<PIEConfig>\n  <Plugins>\n"
                            "    <Plugin description=\"Inventory\" type=\"0\" timeout=\"" +
-                               strTimeout +
-                               "\">\n      <CliToFile>\n        <Command>" + strCommand +
+                               strTimeout + "\">\n      <CliToFile>\n        <Command>" + strCommand +
                                "</Command>\n        <Output>" + strOutput +
                                "</Output>\n      </CliToFile>\n    </Plugin>\n  </Plugins>\n</PIEConfig>\n");
     }
@@ -272,40 +268,121 @@ std::vector<NothingCase> NothingCases()
 {
     const std::string strWritesInventory = WritesDocument(kInventory);
     return {
-        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Zero", strWritesInventory, "collect.sh", "0", nullptr,
-         false, false, {kNotRunLine, kNoInventoryLine}},
-        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Text", strWritesInventory, "collect.sh", "abc", nullptr,
-         false, false, {kNotRunLine, kNoInventoryLine}},
-        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Negative", strWritesInventory, "collect.sh", "-3",
-         nullptr, false, false, {kNotRunLine, kNoInventoryLine}},
-        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Hexadecimal", strWritesInventory, "collect.sh",
-         " 0x10", nullptr, false, false, {kNotRunLine, kNoInventoryLine}},
-        {"EmptyOrMalformedConfigurationGivesNothing_Empty", strWritesInventory, "", "", "", false, false,
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Zero",
+         strWritesInventory,
+         "collect.sh",
+         "0",
+         nullptr,
+         false,
+         false,
+         {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Text",
+         strWritesInventory,
+         "collect.sh",
+         "abc",
+         nullptr,
+         false,
+         false,
+         {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Negative",
+         strWritesInventory,
+         "collect.sh",
+         "-3",
+         nullptr,
+         false,
+         false,
+         {kNotRunLine, kNoInventoryLine}},
+        {"TimeoutBelowOneOrNotANumberMeansTheCollectorIsNotRun_Hexadecimal",
+         strWritesInventory,
+         "collect.sh",
+         " 0x10",
+         nullptr,
+         false,
+         false,
+         {kNotRunLine, kNoInventoryLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_Empty",
+         strWritesInventory,
+         "",
+         "",
+         "",
+         false,
+         false,
          {kNoConfigurationLine}},
-        {"EmptyOrMalformedConfigurationGivesNothing_Truncated", strWritesInventory, "", "",
-         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\"", false, false, {kNoConfigurationLine}},
-        {"EmptyOrMalformedConfigurationGivesNothing_NotXml", strWritesInventory, "", "", "collect.sh inv.xml 30",
-         false, false, {kNoConfigurationLine}},
-        {"EmptyOrMalformedConfigurationGivesNothing_NoOutput", strWritesInventory, "", "",
+        {"EmptyOrMalformedConfigurationGivesNothing_Truncated",
+         strWritesInventory,
+         "",
+         "",
+         "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\"",
+         false,
+         false,
+         {kNoConfigurationLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_NotXml",
+         strWritesInventory,
+         "",
+         "",
+         "collect.sh inv.xml 30",
+         false,
+         false,
+         {kNoConfigurationLine}},
+        {"EmptyOrMalformedConfigurationGivesNothing_NoOutput",
+         strWritesInventory,
+         "",
+         "",
          "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"30\">"
          "<CliToFile><Command>collect.sh</Command></CliToFile></Plugin></Plugins></PIEConfig>",
-         false, false, {kNoConfigurationLine}},
-        {"CommandThatDoesNotExistGivesNothing", strWritesInventory, "no-such-collector.sh", "30", nullptr, false,
+         false,
+         false,
+         {kNoConfigurationLine}},
+        {"CommandThatDoesNotExistGivesNothing",
+         strWritesInventory,
+         "no-such-collector.sh",
+         "30",
+         nullptr,
+         false,
          false,
          {kCollectorFailedLine, "CDeviceInventoryInfo::GetDeviceInfo() Document {MODULE}//inv.xml  parsing failed "}},
         // The path of a document that is not there is taken for document
         // text.
-        {"CollectorThatWritesNothingGivesNothing", "exit 0\n", "collect.sh", "30", nullptr, true, false,
+        {"CollectorThatWritesNothingGivesNothing",
+         "exit 0\n",
+         "collect.sh",
+         "30",
+         nullptr,
+         true,
+         false,
          {"CDeviceInventoryInfo::CDeviceInventoryInfo() Document {MODULE}//inv.xml  parsing failed "}},
-        {"CollectorThatWritesAnEmptyFileGivesNothing", ": > inv.xml\n", "collect.sh", "30", nullptr, true, true,
+        {"CollectorThatWritesAnEmptyFileGivesNothing",
+         ": > inv.xml\n",
+         "collect.sh",
+         "30",
+         nullptr,
+         true,
+         true,
          {"CDeviceInventoryInfo::GetDeviceInfo() Document {MODULE}//inv.xml  parsing failed "}},
-        {"CollectorThatWritesSomethingElseGivesNothing_Text", "echo 'collector: 2 devices found' > inv.xml\n",
-         "collect.sh", "30", nullptr, true, true, {}},
-        {"CollectorThatWritesSomethingElseGivesNothing_RandomBytes", "head -c 4096 /dev/urandom > inv.xml\n",
-         "collect.sh", "30", nullptr, true, true, {}},
+        {"CollectorThatWritesSomethingElseGivesNothing_Text",
+         "echo 'collector: 2 devices found' > inv.xml\n",
+         "collect.sh",
+         "30",
+         nullptr,
+         true,
+         true,
+         {}},
+        {"CollectorThatWritesSomethingElseGivesNothing_RandomBytes",
+         "head -c 4096 /dev/urandom > inv.xml\n",
+         "collect.sh",
+         "30",
+         nullptr,
+         true,
+         true,
+         {}},
         {"CollectorThatWritesSomethingElseGivesNothing_OtherDocument",
-         WritesDocument("<Inventory><Device componentID=\"1\"/></Inventory>"), "collect.sh", "30", nullptr, true,
-         true, {}},
+         WritesDocument("<Inventory><Device componentID=\"1\"/></Inventory>"),
+         "collect.sh",
+         "30",
+         nullptr,
+         true,
+         true,
+         {}},
     };
 }
 } // namespace
@@ -349,8 +426,9 @@ TEST_F(InventoryModuleTest, MissingConfigurationGivesNothing)
         "CInventoryModule::~CInventoryModule  ",
     };
     EXPECT_EQ(ModuleLog(), vExpected);
-    EXPECT_TRUE(HasLine(Log(), "CPIEConfigInfo::Init() Document " + m_strModule + "/PIEConfig.xml  parsed "
-                                                                                  "successfully "));
+    EXPECT_TRUE(HasLine(Log(), "CPIEConfigInfo::Init() Document " + m_strModule +
+                                   "/PIEConfig.xml  parsed "
+                                   "successfully "));
 }
 
 TEST_F(InventoryModuleTest, CollectorThatWritesFiftyMebibytesIsRead)
@@ -485,8 +563,8 @@ TEST_F(InventoryModuleTest, CheckerIgnoresInterruptAndQuitWhileTheCollectorRuns)
     // as the shell's caller does; the collector's own disposition is the
     // default one.
     const std::string strChecker = std::to_string(getpid());
-    WriteCollector("kill -INT " + strChecker + "\nkill -QUIT " + strChecker +
-                   "\n" + kRecordOwnSignals + WritesDocument(kInventory));
+    WriteCollector("kill -INT " + strChecker + "\nkill -QUIT " + strChecker + "\n" + kRecordOwnSignals +
+                   WritesDocument(kInventory));
     ASSERT_EQ(Run().size(), 2u);
     const std::string strStatus = vextest::ReadFile(m_strModule + "/signals.txt");
     ASSERT_NE(strStatus.find("SigBlk:"), std::string::npos) << strStatus;
@@ -641,10 +719,10 @@ TEST_F(InventoryModuleTest, DocumentPathDoublesTheSlash)
     EXPECT_EQ(vRecords.size(), 2u);
     EXPECT_EQ(vextest::CurrentDirectory(), m_strBefore);
     const std::vector<std::string> vLog = ModuleLog();
-    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule +
-                                  "//PIEConfig.xml"));
-    EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule +
-                                  "///collect.sh"));
+    EXPECT_TRUE(
+        HasLine(vLog, "CInventoryModule::GetInventoryInfo PIE File Path =   " + m_strModule + "//PIEConfig.xml"));
+    EXPECT_TRUE(
+        HasLine(vLog, "CInventoryModule::GetInvntoryXml strInventoryCmdFullPath = " + m_strModule + "///collect.sh"));
     EXPECT_TRUE(HasLine(vLog, "CInventoryModule::GetInvntoryXml Path:" + m_strModule + "///inv.xml"));
 }
 

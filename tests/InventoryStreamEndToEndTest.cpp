@@ -106,8 +106,8 @@ Outcome RunWith(const std::string& strScenario, const Setting& setting)
     return outcome;
 }
 
-#define SKIP_WITHOUT_NAMESPACE()                                                                                  \
-    if (!CanUseMountNamespace())                                                                                 \
+#define SKIP_WITHOUT_NAMESPACE()                                                                                       \
+    if (!CanUseMountNamespace())                                                                                       \
     GTEST_SKIP() << "private mount namespaces (unshare) are refused here; the firmware cannot be controlled"
 
 const std::string kMemoryLine = "GetSystemIdFromMemory(): Found Two Byte system ID on the system: 0x07c1";
@@ -201,10 +201,10 @@ TEST(InventoryStream, WithoutInventoryOrLogTheFirstMemoryOpenGetsZeroAndKeepsIt)
     scenario.mapFiles["R1/collect.sh"] += kListDescriptors;
     TempDir dir;
     WriteScenario(scenario, dir.Path());
-    const CommandResult result = RunInPackage(
-        {"/bin/sh", "-c", "exec strace -o \"$1\" -e trace=openat,close \"$0\" hard <&-", CheckerExecutable(),
-         dir.File("trace.txt")},
-        dir.Path(), scenario.firmware);
+    const CommandResult result =
+        RunInPackage({"/bin/sh", "-c", "exec strace -o \"$1\" -e trace=openat,close \"$0\" hard <&-",
+                      CheckerExecutable(), dir.File("trace.txt")},
+                     dir.Path(), scenario.firmware);
     if (result.strStderr.find("PTRACE") != std::string::npos || !FileExists(dir.File("trace.txt")))
     {
         GTEST_SKIP() << "strace is refused here: " << result.strStderr;

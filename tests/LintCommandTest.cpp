@@ -100,8 +100,8 @@ TEST(LintCommand, RunsOnADirectoryAndReportsAMissingOne)
     std::ostringstream out2;
     std::ostringstream err2;
     EXPECT_EQ(CLintCommand(options).Run(out2, err2), CLintCommand::nExitUnusableInput);
-    EXPECT_EQ(err2.str(),
-              "vexinspect lint: cannot enter the package directory " + dir.File("absent") + ": No such file or directory\n");
+    EXPECT_EQ(err2.str(), "vexinspect lint: cannot enter the package directory " + dir.File("absent") +
+                              ": No such file or directory\n");
     EXPECT_TRUE(out2.str().empty());
 }
 

@@ -48,11 +48,14 @@ TEST(LinuxDependencyWrapperReport, HardBlocksLineUpTheirLabels)
                              "Backplane Firmware"
                              "\n\tCurrent  Version     : 3.10.0"
                              "\n\tRequired Version     : 3.20.0"
-                             "\n\tVEX DownloadPath     : " + kBase + "F/bp.BIN\n"
+                             "\n\tVEX DownloadPath     : " +
+                             kBase +
+                             "F/bp.BIN\n"
                              "NIC Firmware"
                              "\n\tCurrent  Version     : 22.0.9"
                              "\n\tRequired Version     : 22.1.4"
-                             "\n\tVEX DownloadPath     : " + kBase + "nic.bin\n");
+                             "\n\tVEX DownloadPath     : " +
+                             kBase + "nic.bin\n");
     EXPECT_EQ(ossErrors.str(), "");
 }
 
@@ -72,7 +75,8 @@ TEST(LinuxDependencyWrapperReport, SoftFailedRecordShowsFailedAndSendsTheReasonT
                              "\n\tCurrent  Version     : Failed"
                              "\n\tRecommended Version  : 7.4.2"
                              "\n\tDetail               : cache modes"
-                             "\n\tVEX DownloadPath     : " + kBase + "drv.tgz\n" + kClosing);
+                             "\n\tVEX DownloadPath     : " +
+                             kBase + "drv.tgz\n" + kClosing);
     EXPECT_EQ(ossErrors.str(), "\n\tError Message         : collector crashed");
 }
 
@@ -94,8 +98,9 @@ TEST(LinuxDependencyWrapperReport, TwoFailedRecordsGiveOneClosingSentence)
     EXPECT_EQ(strReport.find(kClosing), strReport.rfind(kClosing));
     EXPECT_EQ(ossErrors.str(), "\n\tError Message         : first\n\tError Message         : second");
     // A failed record keeps its required version and download line.
-    EXPECT_NE(strReport.find("A\n\tCurrent  Version     : Failed\n\tRequired Version     : 1\n\tVEX DownloadPath     : " +
-                             kBase + "a\n"),
+    EXPECT_NE(strReport.find(
+                  "A\n\tCurrent  Version     : Failed\n\tRequired Version     : 1\n\tVEX DownloadPath     : " + kBase +
+                  "a\n"),
               std::string::npos);
 }
 
@@ -106,8 +111,10 @@ TEST(LinuxDependencyWrapperReport, EmptyDisplayNameStartsTheBlockWithTheVersionL
     std::ostringstream ossErrors;
     const std::string strReport =
         CLinuxDepenedencyWrapper::FormatReport(CDeviceInfo::eDependencyTypeHard, vList, ossErrors);
-    EXPECT_EQ(strReport, kHardHeading + "\n\tCurrent  Version     : 0.9\n\tRequired Version     : 1.0"
-                                        "\n\tVEX DownloadPath     : " + kBase + "\n");
+    EXPECT_EQ(strReport, kHardHeading +
+                             "\n\tCurrent  Version     : 0.9\n\tRequired Version     : 1.0"
+                             "\n\tVEX DownloadPath     : " +
+                             kBase + "\n");
 }
 
 TEST(LinuxDependencyWrapperReport, BackslashesOfThePackagePathBecomeSlashes)

@@ -25,10 +25,7 @@ namespace
 {
 using Clock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point tStart)
-{
-    return std::chrono::duration<double>(Clock::now() - tStart).count();
-}
+double SecondsSince(Clock::time_point tStart) { return std::chrono::duration<double>(Clock::now() - tStart).count(); }
 
 bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
 {
@@ -429,8 +426,8 @@ TEST(LinuxImplCommands, ExecuteCmdNoWaitReturnsAtOnce)
     const std::string strGo = dir.File("go");
     // The command finishes only once the test lets it (or after 30 s).
     const Clock::time_point tStart = Clock::now();
-    EXPECT_EQ(impl.ExecuteCmdNoWait("(" + vextest::ShellWaitsForFile(strGo, 30) + "; touch " + strMarker + ")", true, 0),
-              0);
+    EXPECT_EQ(
+        impl.ExecuteCmdNoWait("(" + vextest::ShellWaitsForFile(strGo, 30) + "; touch " + strMarker + ")", true, 0), 0);
     EXPECT_LT(SecondsSince(tStart), 20.0);
     EXPECT_FALSE(vextest::FileExists(strMarker));
     vextest::WriteFile(strGo, "");
@@ -452,8 +449,7 @@ TEST(LinuxImplCommands, TimedCommandSharesTheStandardStreams)
     TempDir dir;
     CLinuxImpl impl;
     bool bTimedOut = false;
-    EXPECT_EQ(impl.ExecuteCmdWithTimeout("echo out > " + dir.File("o") + "; pwd > " + dir.File("p"), 5000,
-                                         bTimedOut),
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("echo out > " + dir.File("o") + "; pwd > " + dir.File("p"), 5000, bTimedOut),
               0);
     EXPECT_EQ(vextest::ReadFile(dir.File("o")), "out\n");
     EXPECT_EQ(vextest::ReadFile(dir.File("p")), vextest::CurrentDirectory() + "\n");
@@ -501,8 +497,7 @@ TEST(LinuxImplCommands, BackgroundProcessesLeftBehindAreEnded)
     const std::string strPidFile = dir.File("child.pid");
     bool bTimedOut = true;
     const Clock::time_point tStart = Clock::now();
-    EXPECT_EQ(impl.ExecuteCmdWithTimeout("sleep 1000 > /dev/null 2>&1 & echo $! > " + strPidFile, 5000, bTimedOut),
-              0);
+    EXPECT_EQ(impl.ExecuteCmdWithTimeout("sleep 1000 > /dev/null 2>&1 & echo $! > " + strPidFile, 5000, bTimedOut), 0);
     EXPECT_FALSE(bTimedOut);
     EXPECT_LT(SecondsSince(tStart), 0.5 + CLinuxImpl::nTerminateGraceMs / 1000.0);
     const pid_t nChild = std::stoi(vextest::ReadFile(strPidFile));
@@ -547,8 +542,8 @@ TEST_P(LinuxImplSignals, SignalToTheCheckerIsPassedOnToTheTimedCommandsGroup)
     // runs at once.
     const std::string strName = std::to_string(nSignal);
     const std::string strCommand = "trap 'echo " + strName + " > " + dir.File("got") + "; exit 7' " + strName +
-                                   "; sleep 1000 > /dev/null 2>&1 & echo $! > " + dir.File("child.pid") +
-                                   "; kill -" + strName + " " + std::to_string(getpid()) + "; wait";
+                                   "; sleep 1000 > /dev/null 2>&1 & echo $! > " + dir.File("child.pid") + "; kill -" +
+                                   strName + " " + std::to_string(getpid()) + "; wait";
     bool bTimedOut = true;
     const Clock::time_point tStart = Clock::now();
     const int nStatus = impl.ExecuteCmdWithTimeout(strCommand, 60000, bTimedOut);

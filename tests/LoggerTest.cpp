@@ -281,14 +281,13 @@ TEST_F(LoggerTest, RecordedLinesAreReplayedWithTheirSourceAndLine)
     ASSERT_EQ(vRecorded.size(), 2u);
     CLogger::GetInstance()->log("After", 30, std::string("not recorded"));
     CLogger::GetInstance()->Replay(vRecorded);
-    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")),
-              (std::vector<std::string>{
-                  "[TIME] :                     Outer:   10: outer only",
-                  "[TIME] :                     Inner:   20: both",
-                  "[TIME] :                     After:   30: not recorded",
-                  "[TIME] :                     Outer:   10: outer only",
-                  "[TIME] :                     Inner:   20: both",
-              }));
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")), (std::vector<std::string>{
+                                                             "[TIME] :                     Outer:   10: outer only",
+                                                             "[TIME] :                     Inner:   20: both",
+                                                             "[TIME] :                     After:   30: not recorded",
+                                                             "[TIME] :                     Outer:   10: outer only",
+                                                             "[TIME] :                     Inner:   20: both",
+                                                         }));
 }
 
 TEST_F(LoggerTest, NothingIsRecordedOrReplayedWhileOff)
@@ -322,7 +321,8 @@ TEST_F(LoggerTest, SilencedLinesAreRecordedButNotWritten)
     EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")),
               std::vector<std::string>{"[TIME] :                      Loud:    2: written"});
     CLogger::GetInstance()->Replay({vRecorded[0]});
-    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).back(), "[TIME] :                     Quiet:    1: learnt, not written");
+    EXPECT_EQ(ReadLogLines(m_dir.File("baseutils.log")).back(),
+              "[TIME] :                     Quiet:    1: learnt, not written");
 }
 
 // A log name that is a link is followed, as a file stream follows it: the
@@ -429,7 +429,8 @@ class ReserveOutcome : public LoggerReserveTest, public ::testing::WithParamInte
 
 const ReserveCase kReserveCases[] = {
     {"WithLessThanRoomForTheLastLineTheLogStopsWithoutIt", 65535, {}, false},
-    {"WithRoomForTheLastLineItIsWritten", 65536,
+    {"WithRoomForTheLastLineItIsWritten",
+     65536,
      {"CLogger::log debug log stopped: 65536 bytes free on the log's file system, below the reserve of 1048576 "
       "bytes kept for the collectors"},
      false},

@@ -71,18 +71,18 @@ TEST_F(PIEConfigInfoTest, StartsEmpty)
 
 TEST_F(PIEConfigInfoTest, ReadsTheInventoryPlugin)
 {
-    ASSERT_TRUE(InitWith(Config(Plugin("description=\"Update\" type=\"1\" timeout=\"90\"",
-                                       CliToFile("./update.sh", "update.xml")) +
-                                Plugin(kInventoryAttributes, CliToFile("./collect.sh -x", "inv.xml")))));
+    ASSERT_TRUE(InitWith(
+        Config(Plugin("description=\"Update\" type=\"1\" timeout=\"90\"", CliToFile("./update.sh", "update.xml")) +
+               Plugin(kInventoryAttributes, CliToFile("./collect.sh -x", "inv.xml")))));
     EXPECT_EQ(m_reader.GetInventoryCommand(), "./collect.sh -x");
     EXPECT_EQ(m_reader.GetInventoryCommandOutFileName(), "inv.xml");
     EXPECT_EQ(m_reader.GetInventoryTimeout(), 600);
 
     EXPECT_EQ(Log(), vextest::Then(kPluginFoundLines, {
-                                                         "CPIEConfigInfo::GetInventoryCommandInfo() END",
-                                                         "CPIEConfigInfo::GetInventoryPluginInfo() END",
-                                                         "CPIEConfigInfo::Init() GetInventoryPluginInfo success ",
-                                                     }));
+                                                          "CPIEConfigInfo::GetInventoryCommandInfo() END",
+                                                          "CPIEConfigInfo::GetInventoryPluginInfo() END",
+                                                          "CPIEConfigInfo::Init() GetInventoryPluginInfo success ",
+                                                      }));
 }
 
 TEST_F(PIEConfigInfoTest, LogLinesNameTheirSourceFile)
@@ -96,9 +96,9 @@ TEST_F(PIEConfigInfoTest, LogLinesNameTheirSourceFile)
 
 TEST_F(PIEConfigInfoTest, AnIncompleteFirstQualifyingPluginFailsWithoutTryingLaterOnes)
 {
-    EXPECT_FALSE(InitWith(Config(Plugin(kInventoryAttributes, "<CliToFile><Command>first.sh</Command></CliToFile>") +
-                                 Plugin("description=\"Inventory\" type=\"0\" timeout=\"10\"",
-                                        CliToFile("second.sh", "second.xml")))));
+    EXPECT_FALSE(InitWith(
+        Config(Plugin(kInventoryAttributes, "<CliToFile><Command>first.sh</Command></CliToFile>") +
+               Plugin("description=\"Inventory\" type=\"0\" timeout=\"10\"", CliToFile("second.sh", "second.xml")))));
     // Nothing of either plug-in's command is stored; the timeout of the
     // chosen plug-in was converted before its command was looked at.
     EXPECT_EQ(m_reader.GetInventoryCommand(), "");
@@ -158,42 +158,72 @@ std::vector<PluginCase> PluginCases()
         {"PluginsAreFoundAtAnyDepth",
          "<Root><PIEConfig><Group><Plugins><Set><Plugin " + std::string(kInventoryAttributes) + ">" +
              CliToFile("deep.sh", "deep.xml") + "</Plugin></Set></Plugins></Group></PIEConfig></Root>",
-         true, "deep.sh", "deep.xml", 600, {}},
+         true,
+         "deep.sh",
+         "deep.xml",
+         600,
+         {}},
         {"ElementNamesOfThePluginPathAreCaseSensitive",
          "<PIEConfig><Plugins><plugin " + std::string(kInventoryAttributes) + ">" + CliToFile("c", "o") +
              "</plugin></Plugins></PIEConfig>",
-         false, "", "", 0,
+         false,
+         "",
+         "",
+         0,
          {"CPIEConfigInfo::GetNodeSet() Empty nodeset",
           "CPIEConfigInfo::GetInventoryPluginInfo() pXpathResult is NULL"}},
         {"TheFirstQualifyingPluginIsTakenEvenWhenALaterOneIsMoreComplete",
          Config(Plugin(kInventoryAttributes, CliToFile("first.sh", "first.xml")) +
                 Plugin("description=\"Inventory\" type=\"0\" timeout=\"10\" extra=\"yes\"",
                        CliToFile("second.sh", "second.xml") + "<More/>")),
-         true, "first.sh", "first.xml", 600, {}},
+         true,
+         "first.sh",
+         "first.xml",
+         600,
+         {}},
         {"DescriptionAndTypeIgnoreCase_Upper",
-         Config(Plugin("description=\"INVENTORY\" type=\"0\" timeout=\"5\"", CliToFile("c", "o"))), true, "c", "o", 5,
+         Config(Plugin("description=\"INVENTORY\" type=\"0\" timeout=\"5\"", CliToFile("c", "o"))),
+         true,
+         "c",
+         "o",
+         5,
          {}},
         {"DescriptionAndTypeIgnoreCase_Lower",
-         Config(Plugin("description=\"inventory\" type=\"0\" timeout=\"6\"", CliToFile("c", "o"))), true, "c", "o", 6,
+         Config(Plugin("description=\"inventory\" type=\"0\" timeout=\"6\"", CliToFile("c", "o"))),
+         true,
+         "c",
+         "o",
+         6,
          {}},
         {"TypeMustBeExactlyZero_DoubleZero", Config(TypedPlugin("00", "5")), false, "", "", 0, {kNoInventoryPlugin}},
-        {"TypeMustBeExactlyZero_TrailingBlank", Config(TypedPlugin("0 ", "5")), false, "", "", 0,
-         {kNoInventoryPlugin}},
+        {"TypeMustBeExactlyZero_TrailingBlank", Config(TypedPlugin("0 ", "5")), false, "", "", 0, {kNoInventoryPlugin}},
         {"TypeMustBeExactlyZero_One", Config(TypedPlugin("1", "5")), false, "", "", 0, {kNoInventoryPlugin}},
         {"TypeMustBeExactlyZero_LetterO", Config(TypedPlugin("O", "5")), false, "", "", 0, {kNoInventoryPlugin}},
         {"DescriptionMustBeInventory",
          Config(Plugin("description=\"Inventory \" type=\"0\" timeout=\"5\"", CliToFile("c", "o")) +
                 Plugin("description=\"Update\" type=\"0\" timeout=\"5\"", CliToFile("c", "o"))),
-         false, "", "", 0, {kNoInventoryPlugin}},
+         false,
+         "",
+         "",
+         0,
+         {kNoInventoryPlugin}},
         {"APluginWithoutTimeoutIsNeverChosen",
          Config(Plugin("description=\"Inventory\" type=\"0\"", CliToFile("untimed.sh", "u.xml")) +
                 Plugin("description=\"Inventory\" type=\"0\" timeout=\"7\"", CliToFile("timed.sh", "t.xml"))),
-         true, "timed.sh", "t.xml", 7, {}},
+         true,
+         "timed.sh",
+         "t.xml",
+         7,
+         {}},
         {"AttributesWithEmptyValuesCountAsAbsent",
          Config(Plugin("description=\"Inventory\" type=\"0\" timeout=\"\"", CliToFile("a", "b")) +
                 Plugin("description=\"\" type=\"0\" timeout=\"3\"", CliToFile("a", "b")) +
                 Plugin("description=\"Inventory\" type=\"\" timeout=\"3\"", CliToFile("a", "b"))),
-         false, "", "", 0, {kNoInventoryPlugin}},
+         false,
+         "",
+         "",
+         0,
+         {kNoInventoryPlugin}},
         // Any timeout is accepted here; the inventory module rejects values
         // below 1.
         {"TimeoutIsConvertedLikeStrtol_TrailingText", Config(TypedPlugin("0", "30s")), true, "c", "o", 30, {}},
@@ -202,56 +232,117 @@ std::vector<PluginCase> PluginCases()
         {"TimeoutIsConvertedLikeStrtol_Negative", Config(TypedPlugin("0", "-5")), true, "c", "o", -5, {}},
         {"TimeoutIsConvertedLikeStrtol_Zero", Config(TypedPlugin("0", "0")), true, "c", "o", 0, {}},
         {"TimeoutIsConvertedLikeStrtol_Fraction", Config(TypedPlugin("0", "12.9")), true, "c", "o", 12, {}},
-        {"TimeoutIsConvertedLikeStrtol_LongMax", Config(TypedPlugin("0", "9223372036854775807")), true, "c", "o",
-         LONG_MAX, {}},
-        {"TimeoutIsConvertedLikeStrtol_AboveLongMax", Config(TypedPlugin("0", "99999999999999999999999")), true, "c",
-         "o", LONG_MAX, {}},
-        {"TimeoutIsConvertedLikeStrtol_BelowLongMin", Config(TypedPlugin("0", "-99999999999999999999999")), true, "c",
-         "o", LONG_MIN, {}},
+        {"TimeoutIsConvertedLikeStrtol_LongMax",
+         Config(TypedPlugin("0", "9223372036854775807")),
+         true,
+         "c",
+         "o",
+         LONG_MAX,
+         {}},
+        {"TimeoutIsConvertedLikeStrtol_AboveLongMax",
+         Config(TypedPlugin("0", "99999999999999999999999")),
+         true,
+         "c",
+         "o",
+         LONG_MAX,
+         {}},
+        {"TimeoutIsConvertedLikeStrtol_BelowLongMin",
+         Config(TypedPlugin("0", "-99999999999999999999999")),
+         true,
+         "c",
+         "o",
+         LONG_MIN,
+         {}},
         {"TheLastCommandAndOutputWin",
          Config(Plugin(kInventoryAttributes, "<CliToFile><Command>one.sh</Command><Output>one.xml</Output>"
                                              "<Command>two.sh</Command><Output>two.xml</Output></CliToFile>")),
-         true, "two.sh", "two.xml", 600, {}},
+         true,
+         "two.sh",
+         "two.xml",
+         600,
+         {}},
         // The timeout of the chosen plug-in is converted before its command
         // is looked at; nothing of a command that fails is kept.
         {"ALastCommandWithoutTextWinsAndFails",
          Config(Plugin(kInventoryAttributes,
                        "<CliToFile><Command>one.sh</Command><Command/><Output>o.xml</Output></CliToFile>")),
-         false, "", "", 600, {kNoCommandOrOutput}},
+         false,
+         "",
+         "",
+         600,
+         {kNoCommandOrOutput}},
         {"ChildNamesBelowThePluginIgnoreCase",
          Config(Plugin(kInventoryAttributes,
                        "<Other/><clitofile><COMMAND>c.sh</COMMAND><output>o.xml</output></clitofile>")),
-         true, "c.sh", "o.xml", 600, {}},
+         true,
+         "c.sh",
+         "o.xml",
+         600,
+         {}},
         {"OnlyTheFirstCliToFileCounts",
          Config(Plugin(kInventoryAttributes,
                        "<CliToFile><Output>o.xml</Output></CliToFile>" + CliToFile("c.sh", "o.xml"))),
-         false, "", "", 600, {kNoCommandOrOutput}},
-        {"CliToFileMustBeADirectChildOfThePlugin",
-         Config(Plugin(kInventoryAttributes, "<Wrap>" + CliToFile("c.sh", "o.xml") + "</Wrap>")), false, "", "", 600,
+         false,
+         "",
+         "",
+         600,
          {kNoCommandOrOutput}},
-        {"MissingCliToFileOrOutputFails_NoCliToFile", Config(Plugin(kInventoryAttributes, "")), false, "", "", 600,
+        {"CliToFileMustBeADirectChildOfThePlugin",
+         Config(Plugin(kInventoryAttributes, "<Wrap>" + CliToFile("c.sh", "o.xml") + "</Wrap>")),
+         false,
+         "",
+         "",
+         600,
+         {kNoCommandOrOutput}},
+        {"MissingCliToFileOrOutputFails_NoCliToFile",
+         Config(Plugin(kInventoryAttributes, "")),
+         false,
+         "",
+         "",
+         600,
          {kNoCommandOrOutput}},
         {"MissingCliToFileOrOutputFails_NoOutput",
-         Config(Plugin(kInventoryAttributes, "<CliToFile><Command>c.sh</Command></CliToFile>")), false, "", "", 600,
+         Config(Plugin(kInventoryAttributes, "<CliToFile><Command>c.sh</Command></CliToFile>")),
+         false,
+         "",
+         "",
+         600,
          {kNoCommandOrOutput}},
-        {"BlankTextsAreAccepted", Config(Plugin(kInventoryAttributes, CliToFile("   ", " "))), true, "   ", " ", 600,
+        {"BlankTextsAreAccepted",
+         Config(Plugin(kInventoryAttributes, CliToFile("   ", " "))),
+         true,
+         "   ",
+         " ",
+         600,
          {}},
         // A child element before the text leaves no text: the command is
         // missing.
         {"AnElementsTextIsItsFirstChild_ElementFirst",
-         Config(Plugin(kInventoryAttributes,
-                       "<CliToFile><Command><b/>c.sh</Command><Output>o.xml</Output></CliToFile>")),
-         false, "", "", 600, {kNoCommandOrOutput}},
+         Config(
+             Plugin(kInventoryAttributes, "<CliToFile><Command><b/>c.sh</Command><Output>o.xml</Output></CliToFile>")),
+         false,
+         "",
+         "",
+         600,
+         {kNoCommandOrOutput}},
         {"AnElementsTextIsItsFirstChild_TextOverLines",
          Config(Plugin(kInventoryAttributes,
                        "<CliToFile><Command>./run.sh\n  --all</Command><Output>o.xml</Output></CliToFile>")),
-         true, "./run.sh\n  --all", "o.xml", 600, {}},
+         true,
+         "./run.sh\n  --all",
+         "o.xml",
+         600,
+         {}},
         {"OtherContentIsIgnored",
          "<!-- c --><PIEConfig version=\"2\"><Settings a=\"b\"/><Plugins><!-- first -->"
          "<Plugin description=\"Inventory\" type=\"0\" timeout=\"20\" vendor=\"x\">"
          "<Notes>n</Notes><CliToFile mode=\"fast\"><!-- cmd --><Command>c.sh</Command><Extra/>"
          "<Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>",
-         true, "c.sh", "o.xml", 20, {}},
+         true,
+         "c.sh",
+         "o.xml",
+         20,
+         {}},
         // Children are told by name, whatever kind of node they are: an
         // instruction named "Command" after the element is the last Command,
         // and it has no text.
@@ -259,13 +350,21 @@ std::vector<PluginCase> PluginCases()
          "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\">"
          "<CliToFile><Command>c.sh</Command><?Command?><Output>o.xml</Output></CliToFile>"
          "</Plugin></Plugins></PIEConfig>",
-         false, "", "", 20, {kNoCommandOrOutput}},
+         false,
+         "",
+         "",
+         20,
+         {kNoCommandOrOutput}},
         // An instruction named "CliToFile" before the element is the first
         // CliToFile: it has no children, so no command.
         {"AnInstructionNamedLikeAChildIsTakenForIt_CliToFile",
          "<PIEConfig><Plugins><Plugin description=\"Inventory\" type=\"0\" timeout=\"20\"><?CliToFile?>"
          "<CliToFile><Command>c.sh</Command><Output>o.xml</Output></CliToFile></Plugin></Plugins></PIEConfig>",
-         false, "", "", 20, {kNoCommandOrOutput}},
+         false,
+         "",
+         "",
+         20,
+         {kNoCommandOrOutput}},
     };
 }
 } // namespace
@@ -279,8 +378,8 @@ TEST_P(PluginChoice, IsRead)
     EXPECT_EQ(m_reader.GetInventoryTimeout(), entry.nTimeout);
     const std::vector<std::string> vLog = Log();
     ASSERT_FALSE(vLog.empty());
-    EXPECT_EQ(vLog.back(), std::string("CPIEConfigInfo::Init() GetInventoryPluginInfo ") +
-                               (entry.bChosen ? "success " : "failed "));
+    EXPECT_EQ(vLog.back(),
+              std::string("CPIEConfigInfo::Init() GetInventoryPluginInfo ") + (entry.bChosen ? "success " : "failed "));
     for (const std::string& strLine : entry.vLogLines)
     {
         EXPECT_TRUE(vextest::HasLine(vLog, strLine)) << strLine;

@@ -58,8 +58,8 @@ TEST(PackageEvaluator, RunsTheCheckerInThePackageWithTheSourceAndTheJudge)
     CPackageEvaluator evaluator(source, judge);
     evaluator.SetSMBIOSSources(MissingSMBIOSSources(firmware.Path()));
     const std::string strBefore = CPlatformLayer::getCurrentDirectory();
-    const SEvaluation evaluation = evaluator.Evaluate(package.Path(), CDeviceInfo::eDependencyTypeHard,
-                                                      MachineInventory(MachineComponent("100")));
+    const SEvaluation evaluation =
+        evaluator.Evaluate(package.Path(), CDeviceInfo::eDependencyTypeHard, MachineInventory(MachineComponent("100")));
     EXPECT_EQ(CPlatformLayer::getCurrentDirectory(), strBefore);
     EXPECT_TRUE(evaluation.bProcessed);
     EXPECT_EQ(evaluation.nCheckerExitStatus, 1);

@@ -87,10 +87,7 @@ Files Without(Files files, const std::string& strName)
 class CAsUnprivileged
 {
 public:
-    CAsUnprivileged() : m_strDirectory(CurrentDirectory())
-    {
-        m_bSwitched = geteuid() == 0 && seteuid(65534) == 0;
-    }
+    CAsUnprivileged() : m_strDirectory(CurrentDirectory()) { m_bSwitched = geteuid() == 0 && seteuid(65534) == 0; }
     ~CAsUnprivileged()
     {
         if (m_bSwitched && seteuid(0) == 0)
@@ -618,14 +615,30 @@ TEST(PackageLinter, TheDocumentationListsEveryRuleWithItsSeverity)
 
 TEST(PackageLinter, ErrorsAndWarnings)
 {
-    const std::set<std::string> setErrors = {
-        "package-missing",        "package-unparsable",          "missing-version",     "missing-release-id",
-        "missing-component-type", "release-id-shell-characters", "system-id-prefixed",  "release-directory-missing",
-        "pieconfig-missing",      "pieconfig-unparsable",        "no-inventory-plugin", "inventory-command-missing",
-        "timeout-below-one",      "package-root-wrong",          "supported-devices-missing", "entity-not-loaded",
-        "pieconfig-root-wrong",   "release-directory-unreadable", "collector-command-not-found",
-        "collector-not-executable", "system-id-never-matches", "version-part-overflows", "version-part-not-a-number",
-        "package-directory-shell-characters"};
+    const std::set<std::string> setErrors = {"package-missing",
+                                             "package-unparsable",
+                                             "missing-version",
+                                             "missing-release-id",
+                                             "missing-component-type",
+                                             "release-id-shell-characters",
+                                             "system-id-prefixed",
+                                             "release-directory-missing",
+                                             "pieconfig-missing",
+                                             "pieconfig-unparsable",
+                                             "no-inventory-plugin",
+                                             "inventory-command-missing",
+                                             "timeout-below-one",
+                                             "package-root-wrong",
+                                             "supported-devices-missing",
+                                             "entity-not-loaded",
+                                             "pieconfig-root-wrong",
+                                             "release-directory-unreadable",
+                                             "collector-command-not-found",
+                                             "collector-not-executable",
+                                             "system-id-never-matches",
+                                             "version-part-overflows",
+                                             "version-part-not-a-number",
+                                             "package-directory-shell-characters"};
     for (const SLintRule& rule : CPackageLinter::Rules())
     {
         const bool bError = setErrors.count(rule.pszCode) == 1;
@@ -765,8 +778,8 @@ TEST(PackageLinter, FindingsAreInTheOrderOfTheFiles)
 
 TEST(PackageLinter, ADocumentThatDoesNotParseIsReportedWithTheParsersMessageLineAndColumn)
 {
-    const std::vector<SLintFinding> vFindings = LintFiles(With(
-        Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n<Device a=\"1\" a=\"2\"/>\n"));
+    const std::vector<SLintFinding> vFindings =
+        LintFiles(With(Clean(), "package.xml", "<SoftwareComponent>\n<SupportedDevices>\n<Device a=\"1\" a=\"2\"/>\n"));
     ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
     EXPECT_EQ(vFindings[0].strCode, "package-unparsable");
     // Where the parser stops, as xmllint shows it.
@@ -797,9 +810,9 @@ TEST(PackageLinter, EntitiesThatAreNeverLoadedAreReportedWhereTheyAreUsed)
     {
         vSeen.push_back(finding.strCode + "@" + std::to_string(finding.nLine) + ":" + std::to_string(finding.nColumn));
     }
-    EXPECT_EQ(vSeen, (std::vector<std::string>{"external-declaration-not-loaded@2:0",
-                                               "external-declaration-not-loaded@3:0", "entity-not-loaded@11:0",
-                                               "entity-not-loaded@9:70", "missing-version@9:0"}))
+    EXPECT_EQ(vSeen,
+              (std::vector<std::string>{"external-declaration-not-loaded@2:0", "external-declaration-not-loaded@3:0",
+                                        "entity-not-loaded@11:0", "entity-not-loaded@9:70", "missing-version@9:0"}))
         << Describe(vFindings);
     ASSERT_EQ(vFindings.size(), 5u);
     EXPECT_NE(vFindings[1].strMessage.find("the parameter entity \"more\" is external (SYSTEM \"more.ent\")"),
@@ -812,9 +825,10 @@ TEST(PackageLinter, EntitiesThatAreNeverLoadedAreReportedWhereTheyAreUsed)
 
 TEST(PackageLinter, TheRootElementMustBeMatchedExactlyAndWithoutNamespace)
 {
-    const std::vector<SLintFinding> vFindings = LintFiles(
-        With(Clean(), "package.xml", "<?xml version=\"1.0\"?>\n<SoftwareComponent xmlns=\"urn:example\">\n"
-                                     "<SupportedDevices/>\n</SoftwareComponent>\n"));
+    const std::vector<SLintFinding> vFindings =
+        LintFiles(With(Clean(), "package.xml",
+                       "<?xml version=\"1.0\"?>\n<SoftwareComponent xmlns=\"urn:example\">\n"
+                       "<SupportedDevices/>\n</SoftwareComponent>\n"));
     ASSERT_EQ(vFindings.size(), 1u) << Describe(vFindings);
     EXPECT_EQ(vFindings[0].strCode, "package-root-wrong");
     EXPECT_EQ(vFindings[0].nLine, 2);
@@ -831,11 +845,11 @@ TEST(PackageLinter, TheRootElementMustBeMatchedExactlyAndWithoutNamespace)
 
 TEST(PackageLinter, PluginConfigurationsGetTheSameMarkupChecks)
 {
-    const std::vector<SLintFinding> vFindings = LintFiles(With(
-        Clean(), "R1/PIEConfig.xml",
-        "<?xml version=\"1.0\"?>\n<!DOCTYPE PIEConfig SYSTEM \"pie.dtd\">\n<PIEConfig>\n<Plugins>\n"
-        "<Plugin description=\"Inventory\" type=\"0\" timeout=\"&timeout;\">\n" +
-            kCliToFile + "\n</Plugin>\n</Plugins>\n</PIEConfig>\n"));
+    const std::vector<SLintFinding> vFindings =
+        LintFiles(With(Clean(), "R1/PIEConfig.xml",
+                       "<?xml version=\"1.0\"?>\n<!DOCTYPE PIEConfig SYSTEM \"pie.dtd\">\n<PIEConfig>\n<Plugins>\n"
+                       "<Plugin description=\"Inventory\" type=\"0\" timeout=\"&timeout;\">\n" +
+                           kCliToFile + "\n</Plugin>\n</Plugins>\n</PIEConfig>\n"));
     std::vector<std::string> vSeen;
     for (const SLintFinding& finding : vFindings)
     {

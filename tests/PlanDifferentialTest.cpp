@@ -51,10 +51,10 @@ Verdict CheckerVerdict(const std::string& strType, const std::string& strPackage
 Verdict PlanVerdict(const std::string& strType, const std::string& strPackage, const std::string& strRepository,
                     const std::vector<std::string>& vEnvironment, const Firmware& firmware)
 {
-    const CommandResult result = RunInPackage(
-        WithEnvironment(vEnvironment, {kInspect, "plan", strType, "--json", "--repository", strRepository,
-                                       "--package-dir", strPackage}),
-        "/", firmware);
+    const CommandResult result =
+        RunInPackage(WithEnvironment(vEnvironment, {kInspect, "plan", strType, "--json", "--repository", strRepository,
+                                                    "--package-dir", strPackage}),
+                     "/", firmware);
     EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
     const Json plan = Json::parse(result.strStdout);
     EXPECT_EQ(JsonSchemaErrors("plan", result.strStdout), "");
@@ -117,9 +117,9 @@ TEST_P(PlanOfABadPackage, EvaluatesItAsVexdepcheckDoes)
         TempDir planned;
         PrepareBadCatalogueCase(badCase, checked.Path(), outside.File("outside"));
         PrepareBadCatalogueCase(badCase, planned.Path(), outside.File("outside-of-the-plan"));
-        ExpectSameVerdict(CheckerVerdict(strType, checked.Path(), badCase.vEnvironment, Firmware::NoTables()),
-                          PlanVerdict(strType, planned.Path(), repository.Path(), badCase.vEnvironment,
-                                      Firmware::NoTables()));
+        ExpectSameVerdict(
+            CheckerVerdict(strType, checked.Path(), badCase.vEnvironment, Firmware::NoTables()),
+            PlanVerdict(strType, planned.Path(), repository.Path(), badCase.vEnvironment, Firmware::NoTables()));
     }
 }
 
@@ -189,10 +189,11 @@ TEST_F(PlanDifferential, RandomRepositoriesEvaluateTheirPackagesAsVexdepcheckDoe
             spec.vReleases = {ReleaseSpec{"R1", strInstalled, "r1"}};
             if (chance(0.8))
             {
-                spec.vReleases.push_back(ReleaseSpec{
-                    "R2",
-                    chance(0.15) ? "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n" : strInstalled,
-                    "r2"});
+                spec.vReleases.push_back(
+                    ReleaseSpec{"R2",
+                                chance(0.15) ? "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n"
+                                             : strInstalled,
+                                "r2"});
             }
             return spec;
         };

@@ -309,10 +309,9 @@ TEST_F(PlanEndToEnd, PlansFromARepositoryOnAReadOnlyMount)
     const std::string strScript = "mount --bind \"$1\" \"$1\" && mount -o remount,bind,ro \"$1\" || exit 97\n"
                                   "if touch \"$1/probe\" 2> /dev/null; then exit 98; fi\n"
                                   "exec \"$2\" plan hard --json --repository \"$1\" --package-dir \"$3\"\n";
-    const CommandResult result =
-        RunCommand({"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c", strScript, "sh",
-                    m_repository.Path(), kInspect, m_target.Path()},
-                   "/");
+    const CommandResult result = RunCommand({"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c",
+                                             strScript, "sh", m_repository.Path(), kInspect, m_target.Path()},
+                                            "/");
     if (result.nExitStatus == 97)
     {
         GTEST_SKIP() << "a read-only bind mount is refused here: " << result.strStderr;

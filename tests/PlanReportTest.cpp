@@ -93,8 +93,9 @@ TEST(PlanReport, ShowsTheStepsAndWhatStopsThePlanAsText)
     EXPECT_NE(strText.find("  passed over      : BP/3.10 (\"3.10\"): version \"3.10\" is below\n"), std::string::npos);
     EXPECT_NE(strText.find("  unverifiable (inventory-failed): BP/3.20, \"Fan\": "), std::string::npos);
     EXPECT_NE(strText.find("  refused          : evil.tar: the archive member"), std::string::npos);
-    EXPECT_NE(strText.find("Evaluations        : 1 checker run; 1 collector ran, 0 inventories taken from an earlier run"),
-              std::string::npos);
+    EXPECT_NE(
+        strText.find("Evaluations        : 1 checker run; 1 collector ran, 0 inventories taken from an earlier run"),
+        std::string::npos);
 }
 
 TEST(PlanReport, NamesEveryVerdictOfTheChecker)

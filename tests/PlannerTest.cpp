@@ -149,8 +149,8 @@ TEST_F(PlannerTest, OrdersAChainPrerequisitesFirstAndRunsEachDistinctCollectorOn
     Add(Updates("P101", "101", "2.0", {Needs("102", "2.0", "P102")}, InstalledAll()));
     Add(Updates("P102", "102", "2.0", {Needs("103", "2.0", "P103")}, InstalledAll()));
     Add(Updates("P103", "103", "2.0", {}, InstalledAll()));
-    const std::vector<std::string> vBefore = Lines(RunCommand({"/usr/bin/find", ".", "-printf", "%p %s %T@\\n"},
-                                                              m_repository.Path()).strStdout);
+    const std::vector<std::string> vBefore =
+        Lines(RunCommand({"/usr/bin/find", ".", "-printf", "%p %s %T@\\n"}, m_repository.Path()).strStdout);
     const SPlan plan = Plan();
     EXPECT_EQ(plan.eVerdict, EPlanVerdict::Complete);
     EXPECT_EQ(StepPackages(plan), (std::vector<std::string>{"P103", "P102", "P101"}));
@@ -326,8 +326,8 @@ TEST_F(PlannerTest, NamesTheReleaseDirectoriesItsCollectorsRanFor)
     bool bReusedForP101 = false;
     for (const SCollectorSummary& collector : plan.vCollectors)
     {
-        bReusedForP101 = bReusedForP101 || (collector.strPackage == "P101" && collector.bReused &&
-                                            collector.strRanForPackage.empty());
+        bReusedForP101 = bReusedForP101 ||
+                         (collector.strPackage == "P101" && collector.bReused && collector.strRanForPackage.empty());
     }
     EXPECT_TRUE(bReusedForP101);
 }

@@ -117,21 +117,44 @@ TEST(PlatformInterface, DeclaresTheEstablishedOperationsFirstAndInOrder)
         vDeclared.push_back(strHeader.substr(nNameStart, nOpen - nNameStart));
         nPos = nOpen;
     }
-    const std::vector<std::string> vEstablished = {
-        "isZEPHInstalled", "InstallZeph",      "UninstallZeph",   "LoadLibrary",     "FreeLibrary",
-        "GetProcAddress",  "ExecuteCmd",       "ExecuteCmdNoWait", "Sleep",          "getCurrentDirectory",
-        "getCurrentProcessDirectory", "setCurrentDirectory", "GetFileList", "GetFileListName", "IsFileExits",
-        "IsFileExistsAbs", "LoadZephLibrary",  "isUSBblocklisted", "unloadUSB",      "LoadLibrarywithoutCustomization"};
+    const std::vector<std::string> vEstablished = {"isZEPHInstalled",
+                                                   "InstallZeph",
+                                                   "UninstallZeph",
+                                                   "LoadLibrary",
+                                                   "FreeLibrary",
+                                                   "GetProcAddress",
+                                                   "ExecuteCmd",
+                                                   "ExecuteCmdNoWait",
+                                                   "Sleep",
+                                                   "getCurrentDirectory",
+                                                   "getCurrentProcessDirectory",
+                                                   "setCurrentDirectory",
+                                                   "GetFileList",
+                                                   "GetFileListName",
+                                                   "IsFileExits",
+                                                   "IsFileExistsAbs",
+                                                   "LoadZephLibrary",
+                                                   "isUSBblocklisted",
+                                                   "unloadUSB",
+                                                   "LoadLibrarywithoutCustomization"};
     ASSERT_GE(vDeclared.size(), vEstablished.size());
     EXPECT_EQ(std::vector<std::string>(vDeclared.begin(), vDeclared.begin() + vEstablished.size()), vEstablished);
     const std::vector<std::string> vOwn(vDeclared.begin() + vEstablished.size(), vDeclared.end());
-    const std::vector<std::string> vExpectedOwn = {"IsDirectory",         "ReadRegularFile",
-                                                   "IsStreamOrDevice",    "OpenHeldFile",
-                                                   "CloseHeldFile",       "ExecuteCmdWithTimeout",
-                                                   "GetEnvironmentVariable", "ChangeDirectory",
-                                                   "GetModificationTime", "IsWritableDirectory",
-                                                   "CanOpen",             "ExamineFile",
-                                                   "BeginStreamCapture",  "TakeCapturedStreams",
-                                                   "EndStreamCapture",    "GetFileClockTime"};
+    const std::vector<std::string> vExpectedOwn = {"IsDirectory",
+                                                   "ReadRegularFile",
+                                                   "IsStreamOrDevice",
+                                                   "OpenHeldFile",
+                                                   "CloseHeldFile",
+                                                   "ExecuteCmdWithTimeout",
+                                                   "GetEnvironmentVariable",
+                                                   "ChangeDirectory",
+                                                   "GetModificationTime",
+                                                   "IsWritableDirectory",
+                                                   "CanOpen",
+                                                   "ExamineFile",
+                                                   "BeginStreamCapture",
+                                                   "TakeCapturedStreams",
+                                                   "EndStreamCapture",
+                                                   "GetFileClockTime"};
     EXPECT_EQ(vOwn, vExpectedOwn);
 }

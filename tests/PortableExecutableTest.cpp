@@ -106,9 +106,8 @@ Outcome RunPortable(const std::string& strType, const std::string& strEnvironmen
         EXPECT_EQ(::symlink("busybox", root.File(std::string("bin/") + pszApplet).c_str()), 0);
     }
     WritePackage(root.File("pkg"), strAlteration);
-    const std::string strScript =
-        "cd /pkg && " + (strEnvironment.empty() ? std::string() : strEnvironment + " ") + "exec /bin/vexdepcheck " +
-        strType;
+    const std::string strScript = "cd /pkg && " + (strEnvironment.empty() ? std::string() : strEnvironment + " ") +
+                                  "exec /bin/vexdepcheck " + strType;
     Outcome outcome;
     outcome.result = RunCommand({"/usr/sbin/chroot", root.Path(), "/bin/sh", "-c", strScript}, "/");
     outcome.vLog = ReadLogLines(root.File("pkg/baseutils.log"));
@@ -221,7 +220,8 @@ TEST(PortableExecutable, AnEncodingThatNeedsTheCLibrarysModulesIsUnreadableWitho
     bool bNotParsed = false;
     for (const std::string& strLine : portable.vLog)
     {
-        bNotParsed = bNotParsed || strLine.find("Document /pkg/package.xml not parsed successfully") != std::string::npos;
+        bNotParsed = bNotParsed ||
+                     strLine.find("Document /pkg/package.xml not parsed successfully") != std::string::npos;
     }
     EXPECT_TRUE(bNotParsed);
 }

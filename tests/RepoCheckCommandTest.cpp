@@ -19,9 +19,9 @@ std::string Validate(const std::string& strSchema, const std::string& strDocumen
 {
     TempDir dir;
     WriteFile(dir.File("document.json"), strDocument);
-    return RunCommand({"/usr/bin/python3", VEXDEP_SOURCE_DIR "/tests/validate-json.py", strSchema,
-                       dir.File("document.json")},
-                      "/")
+    return RunCommand(
+               {"/usr/bin/python3", VEXDEP_SOURCE_DIR "/tests/validate-json.py", strSchema, dir.File("document.json")},
+               "/")
         .strStdout;
 }
 } // namespace

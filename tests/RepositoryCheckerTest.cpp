@@ -4,8 +4,8 @@
 
 namespace
 {
-SPackageDescription Package(const std::string& strPath, const std::string& strComponent,
-                            const std::string& strVersion, const std::string& strDigest = "sha256:a")
+SPackageDescription Package(const std::string& strPath, const std::string& strComponent, const std::string& strVersion,
+                            const std::string& strDigest = "sha256:a")
 {
     SPackageDescription package;
     package.strPath = strPath;
@@ -67,8 +67,8 @@ TEST(RepositoryChecker, FindsPathsThatNameNoPackageOrTheWrongOne)
     top.vDependencies = {Needs("2", "1.0", "nowhere"), Needs("3", "1.0", "lib"), Needs("2", "9.0", "lib"),
                          Needs("4", "1.0", "gone", true)};
     const std::vector<SRepositoryFinding> vFindings = Check({top, Package("lib", "2", "1.5")});
-    EXPECT_EQ(Codes(vFindings), (std::vector<std::string>{"path-missing", "path-wrong-identity",
-                                                            "path-version-too-low", "path-missing?"}));
+    EXPECT_EQ(Codes(vFindings), (std::vector<std::string>{"path-missing", "path-wrong-identity", "path-version-too-low",
+                                                          "path-missing?"}));
     EXPECT_EQ(vFindings[0].strFile, "top/package.xml");
     EXPECT_EQ(vFindings[0].nLine, 12);
     EXPECT_NE(vFindings[0].strMessage.find("a plan would take lib (\"1.5\") instead"), std::string::npos)
@@ -117,7 +117,7 @@ TEST(RepositoryChecker, ReportsRefusedPackagesSkippedEntriesAndAnOutdatedCatalog
     catalog.vPackages = {stale, Package("gone", "2", "1.0")};
     const std::vector<SRepositoryFinding> vFindings = Check({Package("a", "1", "1.0")}, content, &catalog);
     EXPECT_EQ(Codes(vFindings), (std::vector<std::string>{"package-refused", "entry-skipped?", "catalog-out-of-date?",
-                                                            "catalog-out-of-date?"}));
+                                                          "catalog-out-of-date?"}));
     EXPECT_EQ(vFindings[0].strMessage, "evil.tar is refused: the archive member \"x\" is a symbolic link");
 }
 

@@ -15,11 +15,11 @@ TEST(RepositoryWalk, FindsDirectoryAndArchivePackagesWhateverTheirNames)
     TempDir repository;
     PackageSpec spec;
     spec.vDevices = {{"1", {}}};
-    for (const auto& entry : std::vector<std::pair<std::string, PackageFormat>>{
-             {"A/dir-package", PackageFormat::Directory},
-             {"A/B/firmware.BIN", PackageFormat::TarGzip},
-             {"C/plain", PackageFormat::Tar},
-             {"C/compressed.tar.xz", PackageFormat::TarXz}})
+    for (const auto& entry :
+         std::vector<std::pair<std::string, PackageFormat>>{{"A/dir-package", PackageFormat::Directory},
+                                                            {"A/B/firmware.BIN", PackageFormat::TarGzip},
+                                                            {"C/plain", PackageFormat::Tar},
+                                                            {"C/compressed.tar.xz", PackageFormat::TarXz}})
     {
         spec.strPath = entry.first;
         spec.eFormat = entry.second;

@@ -60,9 +60,9 @@ TEST(RunVerdict, KeysAndExitStatuses)
 
 TEST(RunVerdict, EverythingMetIsReady)
 {
-    const SRunVerdict verdict = Decide(kHard, {Dependency("A", kHard, EVerdict::Met),
-                                               Dependency("B", kHard, EVerdict::ContextNotApplicable),
-                                               Dependency("C", kSoft, EVerdict::OtherType)});
+    const SRunVerdict verdict =
+        Decide(kHard, {Dependency("A", kHard, EVerdict::Met), Dependency("B", kHard, EVerdict::ContextNotApplicable),
+                       Dependency("C", kSoft, EVerdict::OtherType)});
     EXPECT_EQ(verdict.eVerdict, ERunVerdict::Ready);
     EXPECT_EQ(Kinds(verdict), std::vector<std::string>({"all-met"}));
     EXPECT_EQ(verdict.vReasons[0].strText, "every applicable hard dependency was checked and is met (1)");
@@ -178,11 +178,11 @@ TEST(RunVerdict, WithoutTheInventoryTextDevicesAndOSNotFoundAreUnverifiable)
 {
     SRunCircumstances circumstances;
     circumstances.strInventoryTextProblem = "inv.xml: No such file or directory";
-    const SRunVerdict verdict = CRunVerdict::Decide(
-        kHard, EPackageDescription::Parsed,
-        {Dependency("D", kHard, EVerdict::DeviceNotPresent), Dependency("O", kHard, EVerdict::OSNotApplicable),
-         Dependency("C", kHard, EVerdict::ContextNotApplicable)},
-        circumstances);
+    const SRunVerdict verdict = CRunVerdict::Decide(kHard, EPackageDescription::Parsed,
+                                                    {Dependency("D", kHard, EVerdict::DeviceNotPresent),
+                                                     Dependency("O", kHard, EVerdict::OSNotApplicable),
+                                                     Dependency("C", kHard, EVerdict::ContextNotApplicable)},
+                                                    circumstances);
     EXPECT_EQ(verdict.eVerdict, ERunVerdict::Unverifiable);
     EXPECT_EQ(Kinds(verdict), std::vector<std::string>({"inventory-text-unreadable", "inventory-text-unreadable"}));
     EXPECT_EQ(verdict.vReasons[0].strText,

@@ -55,10 +55,7 @@ std::size_t Count(const std::string& strText, const std::string& strPiece)
     return nCount;
 }
 
-bool Contains(const std::vector<std::string>& vLines, const std::string& strLine)
-{
-    return Count(vLines, strLine) > 0;
-}
+bool Contains(const std::vector<std::string>& vLines, const std::string& strLine) { return Count(vLines, strLine) > 0; }
 
 // Index of the first line equal to strLine at or after nFrom; -1 if none.
 long IndexOf(const std::vector<std::string>& vLines, const std::string& strLine, std::size_t nFrom = 0)
@@ -374,8 +371,8 @@ TEST_F(SMBIOSInventoryTest, SysfsWith2xEntryPointHoldsTheWholeTableFile)
     StartLog();
     const std::string strTable = StandardTable() + std::string(40, '\xAA'); // bytes after the end structure
     EntryPoint2Options options;
-    options.nTableLength = 7;            // not consulted on this path
-    options.nTableAddress = 0x12345678;  // not consulted on this path
+    options.nTableLength = 7;           // not consulted on this path
+    options.nTableAddress = 0x12345678; // not consulted on this path
     options.nMajor = 2;
     options.nMinor = 7;
     WriteSysfs(SmbiosEntryPoint2(options), strTable);
@@ -392,10 +389,12 @@ TEST_F(SMBIOSInventoryTest, SysfsWith2xEntryPointHoldsTheWholeTableFile)
     EXPECT_EQ(inventory.GetManufacturerName(), "Example Systems");
 
     const std::vector<std::string> vMessages = Messages();
-    const std::vector<std::string> vExpected = {"Entered FetchRawBIOSTable", "Entered FetchRawBIOSTableLinux",
+    const std::vector<std::string> vExpected = {"Entered FetchRawBIOSTable",
+                                                "Entered FetchRawBIOSTableLinux",
                                                 "Entered FetchRawBIOSTableLinuxFromDMI",
                                                 "Exiting FetchRawBIOSTableLinuxFromDMI",
-                                                "Exiting FetchRawBIOSTableLinux", "Exiting FetchRawBIOSTable"};
+                                                "Exiting FetchRawBIOSTableLinux",
+                                                "Exiting FetchRawBIOSTable"};
     std::size_t nFrom = 0;
     for (const std::string& strExpected : vExpected)
     {
@@ -1076,8 +1075,8 @@ TEST_F(SMBIOSInventoryTest, GetSMBIOSStructLogsItsSearch)
 TEST_F(SMBIOSInventoryTest, AStructureWithAnEmptyStringSetIsSkipped)
 {
     const std::string strTable = SmbiosTable({
-        RevisionStructure(0x01),                 // no strings: two NULs
-        SmbiosStructure(0x80, "\x01\x02", {}),   // again none
+        RevisionStructure(0x01),               // no strings: two NULs
+        SmbiosStructure(0x80, "\x01\x02", {}), // again none
         SystemInformationStructure("Maker", "Product", "1", "Serial"),
     });
     WriteSysfsTable(strTable);
@@ -1090,9 +1089,9 @@ TEST_F(SMBIOSInventoryTest, AStructureWithAnEmptyStringSetIsSkipped)
 
 TEST_F(SMBIOSInventoryTest, TheEndStructureEndsTheWalkEvenWithBytesBehindIt)
 {
-    const std::string strTable =
-        SmbiosTable({BiosInformationStructure("Vendor", "1.0")}) + // closed by type 127
-        SystemInformationStructure("Hidden Maker", "Hidden", "1", "2") + OemStringsStructure({"Brix System"});
+    const std::string strTable = SmbiosTable({BiosInformationStructure("Vendor", "1.0")}) + // closed by type 127
+                                 SystemInformationStructure("Hidden Maker", "Hidden", "1", "2") +
+                                 OemStringsStructure({"Brix System"});
     WriteSysfsTable(strTable);
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
@@ -1636,8 +1635,8 @@ TEST_F(SMBIOSInventoryTest, GetValueByOffsetReadsThroughTheMemoryDevicePath)
 TEST_F(SMBIOSInventoryTest, FindTokenSearchesTheTokenStructures)
 {
     StartLog();
-    WriteSysfsTable(SmbiosTable({TokenStructure({{0x0011, 0, 0xFF, 0}}),
-                                 TokenStructure({{0x0022, 0, 0xFF, 0}, {0x005C, 0, 0xF0, 0x05}})}));
+    WriteSysfsTable(SmbiosTable(
+        {TokenStructure({{0x0011, 0, 0xFF, 0}}), TokenStructure({{0x0022, 0, 0xFF, 0}, {0x005C, 0, 0xF0, 0x05}})}));
     InspectableSMBIOSInventory inventory(Sources());
     ASSERT_EQ(inventory.Initialize(), 1);
     EXPECT_EQ(inventory.findToken(0x0011), 1);
@@ -1842,12 +1841,24 @@ void RunEveryQuery(InspectableSMBIOSInventory& inventory, const std::string& str
         int nLength;
         int nInstance;
     };
-    for (const DataQuery& query : std::vector<DataQuery>{{0, 4, 0, 0},   {0, 5, 0, 0},     {0, 300, 0, 0},
-                                                         {0, -1, 0, 0},  {1, 4, 0, 0},     {1, 7, 0, 0},
-                                                         {1, 0x1A, 0, 1}, {11, 1, 0, 0},   {11, 200, 0, 0},
-                                                         {11, 2, 0, 1},  {9, 4, 0, 0},     {212, 0x0C, 0, 0},
-                                                         {208, 6, 1, 0}, {208, 8, 2, 0},   {208, 0, 255, 0},
-                                                         {208, -3, 2, 0}, {208, 2, -1, 0}, {255, 1, 0, 0}})
+    for (const DataQuery& query : std::vector<DataQuery>{{0, 4, 0, 0},
+                                                         {0, 5, 0, 0},
+                                                         {0, 300, 0, 0},
+                                                         {0, -1, 0, 0},
+                                                         {1, 4, 0, 0},
+                                                         {1, 7, 0, 0},
+                                                         {1, 0x1A, 0, 1},
+                                                         {11, 1, 0, 0},
+                                                         {11, 200, 0, 0},
+                                                         {11, 2, 0, 1},
+                                                         {9, 4, 0, 0},
+                                                         {212, 0x0C, 0, 0},
+                                                         {208, 6, 1, 0},
+                                                         {208, 8, 2, 0},
+                                                         {208, 0, 255, 0},
+                                                         {208, -3, 2, 0},
+                                                         {208, 2, -1, 0},
+                                                         {255, 1, 0, 0}})
     {
         unsigned char* pData = nullptr;
         if (inventory.getDataFromTable(query.nType, query.nOffset, query.nLength, &pData, query.nInstance) == 1)
@@ -1879,9 +1890,9 @@ void RunEveryQuery(InspectableSMBIOSInventory& inventory, const std::string& str
         }
     }
 
-    for (const std::string& strText : {inventory.GetVendorName(), inventory.GetBiosVersion(),
-                                       inventory.GetManufacturerName(), inventory.GetProductName(),
-                                       inventory.GetSerialNumber(), inventory.GetOEMName()})
+    for (const std::string& strText :
+         {inventory.GetVendorName(), inventory.GetBiosVersion(), inventory.GetManufacturerName(),
+          inventory.GetProductName(), inventory.GetSerialNumber(), inventory.GetOEMName()})
     {
         EXPECT_TRUE(InTable(strTable, strText)) << strText;
     }
@@ -1898,11 +1909,11 @@ void RunEveryQuery(InspectableSMBIOSInventory& inventory, const std::string& str
                                                        {0, 0, 250, 251},
                                                        {0, 0, -1, 0}})
     {
-        for (const Data_Location& proto : std::vector<Data_Location>{
-                 {9, kSlotIdOffset, kSlotDesignationOffset, nullptr, 0},
-                 {9, 240, kSlotDesignationOffset, nullptr, 0},
-                 {9, kSlotIdOffset, 260, nullptr, 0},
-                 {0, 2, 4, nullptr, 0}})
+        for (const Data_Location& proto :
+             std::vector<Data_Location>{{9, kSlotIdOffset, kSlotDesignationOffset, nullptr, 0},
+                                        {9, 240, kSlotDesignationOffset, nullptr, 0},
+                                        {9, kSlotIdOffset, 260, nullptr, 0},
+                                        {0, 2, 4, nullptr, 0}})
         {
             Data_Location location = proto;
             if (inventory.GetDataWithMatchingBDF(&bdf, &location) == 1)
@@ -1966,39 +1977,38 @@ std::vector<MalformedCase> MalformedCases()
     vCases.push_back({"empty table", "", 0, "", "", std::nullopt, 0});
     vCases.push_back({"one byte", "\x01", 0, "", "", std::nullopt, 0});
     vCases.push_back({"only the end type byte", "\x7F", 0, "", "", std::nullopt, 0});
-    vCases.push_back({"header only, formatted area past the end", strSystem.substr(0, 4), 0, "", "", std::nullopt,
-                      0});
-    vCases.push_back({"formatted length 0 first", SmbiosRawStructure(1, 0, "", std::string(2, '\0')) + strSystem +
-                                                      strOEM + strRevision + strEnd,
-                      0, "", "", std::nullopt, 0});
-    vCases.push_back({"formatted length 3 first", SmbiosRawStructure(1, 3, "", std::string(2, '\0')) + strSystem +
-                                                      strOEM + strRevision + strEnd,
-                      0, "", "", std::nullopt, 0});
+    vCases.push_back({"header only, formatted area past the end", strSystem.substr(0, 4), 0, "", "", std::nullopt, 0});
+    vCases.push_back({"formatted length 0 first",
+                      SmbiosRawStructure(1, 0, "", std::string(2, '\0')) + strSystem + strOEM + strRevision + strEnd, 0,
+                      "", "", std::nullopt, 0});
+    vCases.push_back({"formatted length 3 first",
+                      SmbiosRawStructure(1, 3, "", std::string(2, '\0')) + strSystem + strOEM + strRevision + strEnd, 0,
+                      "", "", std::nullopt, 0});
     vCases.push_back({"formatted length 2 after a good structure",
                       strSystem + SmbiosRawStructure(11, 2, "", std::string(2, '\0')) + strOEM + strRevision + strEnd,
                       1, "Example Systems", "", std::nullopt, std::nullopt});
     vCases.push_back({"strings without terminator", strSystemFormatted + std::string("Example Systems\0Mod", 19), 1,
                       "Example Systems", "", std::nullopt, 0});
     vCases.push_back({"string set closed by one NUL at the end",
-                      strSystemFormatted + std::string("Example Systems\0", 16), 1, "Example Systems", "",
-                      std::nullopt, 0});
+                      strSystemFormatted + std::string("Example Systems\0", 16), 1, "Example Systems", "", std::nullopt,
+                      0});
     vCases.push_back({"no end structure", strSystem + strOEM + strRevision, 1, "Example Systems", "0x0b",
                       std::vector<std::string>{"Brix System", "26[1]"}, 0});
     vCases.push_back({"formatted length 0xFF past the end",
-                      SmbiosRawStructure(1, 0xFF, strSystemFormatted.substr(4), SmbiosStringSet({"M", "P"})), 0, "",
-                      "", std::nullopt, 0});
+                      SmbiosRawStructure(1, 0xFF, strSystemFormatted.substr(4), SmbiosStringSet({"M", "P"})), 0, "", "",
+                      std::nullopt, 0});
     vCases.push_back({"formatted length swallowing the first string",
                       SmbiosRawStructure(1, 0x1B + 16, strSystemFormatted.substr(4),
                                          SmbiosStringSet({"Example Systems", "Model 7", "A00", "SN-42"})) +
                           strOEM + strRevision + strEnd,
                       1, "Model 7", "0x0b", std::nullopt, 0});
-    vCases.push_back({"string number beyond the table", strSerialBeyond + strEnd, 1, "Example Systems", "",
-                      std::nullopt, 0});
+    vCases.push_back(
+        {"string number beyond the table", strSerialBeyond + strEnd, 1, "Example Systems", "", std::nullopt, 0});
     vCases.push_back({"OEM count 255 over one string at the end",
                       strSystem + SmbiosRawStructure(11, 5, "\xFF", SmbiosStringSet({"Brix System"})), 1,
                       "Example Systems", "0x0abc", std::vector<std::string>{"Brix System", ""}, 0});
-    vCases.push_back({"OEM structure without string set at the end", strSystem + SmbiosRawStructure(11, 4, "", ""),
-                      1, "Example Systems", "", std::nullopt, 0});
+    vCases.push_back({"OEM structure without string set at the end", strSystem + SmbiosRawStructure(11, 4, "", ""), 1,
+                      "Example Systems", "", std::nullopt, 0});
     vCases.push_back({"OEM count running into the next structure",
                       SmbiosRawStructure(11, 5, "\x05", SmbiosStringSet({"Brix System"})) + strEnd, 0, "", "0x0abc",
                       std::vector<std::string>{"Brix System", "", "\x7F\x04\xFF\xFF", ""}, 0});
@@ -2007,14 +2017,14 @@ std::vector<MalformedCase> MalformedCases()
     vCases.push_back({"revision marker FE at the very end",
                       strSystem + strOEM + SmbiosRawStructure(208, 7, std::string("\x01\x00\xFE", 3), ""), 1,
                       "Example Systems", "", std::nullopt, 0});
-    vCases.push_back({"revision formatted length 4 at the end",
-                      strOEM + SmbiosRawStructure(208, 4, "", ""), 0, "", "0x0abc", std::nullopt, 0});
+    vCases.push_back({"revision formatted length 4 at the end", strOEM + SmbiosRawStructure(208, 4, "", ""), 0, "",
+                      "0x0abc", std::nullopt, 0});
     vCases.push_back({"token ID straddling the end of the table",
                       strOEM + SmbiosRawStructure(212, 0x17, strTokenBody + strTokenEntries + "\x5C", ""), 0, "",
                       "0x0abc", std::nullopt, 0});
     vCases.push_back({"token entry of 0x5C cut after its ID",
-                      strOEM + SmbiosRawStructure(212, 0x18, strTokenBody + strTokenEntries + Le16(0x005C), ""), 0,
-                      "", "0x0abc", std::nullopt, 1});
+                      strOEM + SmbiosRawStructure(212, 0x18, strTokenBody + strTokenEntries + Le16(0x005C), ""), 0, "",
+                      "0x0abc", std::nullopt, 1});
     vCases.push_back({"token structure shorter than its entries",
                       strSystem + SmbiosRawStructure(212, 6, std::string(2, '\0'), std::string(2, '\0')) + strEnd, 1,
                       "Example Systems", "", std::nullopt, 0});
@@ -2027,14 +2037,14 @@ std::vector<MalformedCase> MalformedCases()
                       0});
     vCases.push_back({"all bytes 0xFF", std::string(256, '\xFF'), 0, "", "", std::nullopt, 0});
     vCases.push_back({"all bytes 0", std::string(64, '\0'), 0, "", "", std::nullopt, 0});
-    vCases.push_back({"300 characters without terminator", strSystemFormatted + std::string(300, 'x'), 1, "", "",
-                      std::nullopt, 0});
+    vCases.push_back(
+        {"300 characters without terminator", strSystemFormatted + std::string(300, 'x'), 1, "", "", std::nullopt, 0});
     vCases.push_back({"300-character manufacturer",
                       SystemInformationStructure(std::string(300, 'M'), "p", "v", "s") + strEnd, 1,
                       std::string(300, 'M'), "", std::nullopt, 0});
     vCases.push_back({"end structure first", strEnd + strSystem + strOEM, 0, "", "", std::nullopt, 0});
-    vCases.push_back({"end structure without its length byte", strSystem + "\x7F", 1, "Example Systems", "",
-                      std::nullopt, 0});
+    vCases.push_back(
+        {"end structure without its length byte", strSystem + "\x7F", 1, "Example Systems", "", std::nullopt, 0});
 
     // Pseudo-random tables, biased towards small bytes so that lengths and
     // terminators look plausible.

@@ -48,10 +48,10 @@ TEST(SarifLog, NamesEncodingAndDirectoryUri)
 
 TEST(SarifLog, OneRunWithEveryRuleAndOneResultPerFinding)
 {
-    const nlohmann::ordered_json log = CSarifLog::ForLint(
-        "/srv/pkg", {Finding("package-unparsable", "package.xml", 3, 20, ""),
-                     Finding("version-compared-as-text", "package.xml", 11, 0, "Dependency"),
-                     Finding("pieconfig-unparsable", "REL 2/PIEConfig.xml", 0, 0, "")});
+    const nlohmann::ordered_json log =
+        CSarifLog::ForLint("/srv/pkg", {Finding("package-unparsable", "package.xml", 3, 20, ""),
+                                        Finding("version-compared-as-text", "package.xml", 11, 0, "Dependency"),
+                                        Finding("pieconfig-unparsable", "REL 2/PIEConfig.xml", 0, 0, "")});
     EXPECT_EQ(log.begin().key(), "$schema");
     EXPECT_EQ(log["$schema"], CSarifLog::kSchemaUri);
     EXPECT_EQ(log["version"], "2.1.0");

@@ -252,8 +252,8 @@ TEST_F(SmbiosSummaryTest, KnownBadVersionBytesOfA32BitEntryPointAreFixedUpWithAN
         ASSERT_TRUE(summary.bTableRead);
         // The reader keeps the bytes as they are; only the display changes.
         EXPECT_EQ(summary.nEntryPointMinor, fixup.first);
-        const std::string strNote =
-            "SMBIOS version fixup (2." + std::to_string(fixup.first) + " -> " + fixup.second + ").";
+        const std::string strNote = "SMBIOS version fixup (2." + std::to_string(fixup.first) + " -> " + fixup.second +
+                                    ").";
         EXPECT_EQ(CSmbiosSummary::DisplayedVersion(summary), fixup.second);
         EXPECT_EQ(CSmbiosSummary::VersionFixupNote(summary), strNote);
         EXPECT_EQ(CSmbiosSummary::SourceText(summary), "sysfs, entry point " + fixup.second + "; " + strNote);
@@ -473,4 +473,3 @@ TEST(SmbiosSystemInformation, TheUUIDIsWrittenAsDmidecodeWritesItForTheTablesVer
     EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllFF, 3, 0), "Not Present");
     EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllZero, 3, 0), "Not Settable");
 }
-

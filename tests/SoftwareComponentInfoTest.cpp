@@ -114,17 +114,17 @@ const std::string kDep = "CSoftwareComponentInfo::getDependencyInfo() ";
 const std::string kNoPlatform = kDep + "unable to get the Platform info from package.xml for dependent device";
 const std::string kNoOS = kDep + "unable to get the Platform info from package.xml for dependent device or Opernating "
                                  "System Information Is not mentioned in the Dependency Node";
-const std::string kOSAttributeMissing =
-    kDep + "failed to get the MajorVersion info from package.xml for dependent device";
+const std::string kOSAttributeMissing = kDep +
+                                        "failed to get the MajorVersion info from package.xml for dependent device";
 const std::string kDuplicate = "CSoftwareComponentInfo::AddDependencyInfo() Found a duplicate entry";
 // What getDependencyInfo logs for a package without dependency elements.
 const std::vector<std::string> kNoDependencyLines = {kNodeSet + "Entering", kNodeSet + "Empty nodeset",
                                                      kDep + "Entered Method", kDep + "ParseXmlUsingXpath failed"};
 // What it logs up to the first dependency, a hard one under a Device with a
 // component ID.
-const std::vector<std::string> kFirstHardDependencyLines = {
-    kNodeSet + "Entering", kNodeSet + "Exiting", kDep + "Entered Method", kDep + "Found HardDependency",
-    kDep + "got the parent componentID info from package.xml"};
+const std::vector<std::string> kFirstHardDependencyLines = {kNodeSet + "Entering", kNodeSet + "Exiting",
+                                                            kDep + "Entered Method", kDep + "Found HardDependency",
+                                                            kDep + "got the parent componentID info from package.xml"};
 
 // The answers of the component's identity queries.
 std::vector<std::string> Identity(CSoftwareComponentInfo& reader)
@@ -137,13 +137,10 @@ std::vector<std::string> Identity(CSoftwareComponentInfo& reader)
             "GetComponentTypeDisplayString " + reader.GetComponentTypeDisplayString(),
             "GetPackageID " + reader.GetPackageID()};
 }
-const std::vector<std::string> kNoIdentity = {"GetComponentID ",
-                                              "GetMinComponentID ",
-                                              "GetComponentType ",
-                                              "GetComponentVersion ",
-                                              "GetComponentDisplayString ",
-                                              "GetComponentTypeDisplayString ",
-                                              "GetPackageID "};
+const std::vector<std::string> kNoIdentity = {
+    "GetComponentID ",      "GetMinComponentID ",         "GetComponentType ",
+    "GetComponentVersion ", "GetComponentDisplayString ", "GetComponentTypeDisplayString ",
+    "GetPackageID "};
 
 // Every test runs in a fresh temporary working directory.
 class PackageReader : public ::testing::Test
@@ -199,14 +196,15 @@ protected:
     std::unique_ptr<ScopedCwd> m_pCwd;
 };
 
-const char* const kTwoDevices = "<Device componentID=\"125\">\n"
-                                "  <Display>Network adapter</Display>\n"
-                                "  <PCIInfo deviceID=\"1A\" subDeviceID=\"1F2D\" vendorID=\"1A2B\" subVendorID=\"28\"/>\n"
-                                "  <RollbackInformation/>\n"
-                                "</Device>\n"
-                                "<Device componentID=\"31\">\n"
-                                "  <Display>System BIOS</Display>\n"
-                                "</Device>\n";
+const char* const kTwoDevices =
+    "<Device componentID=\"125\">\n"
+    "  <Display>Network adapter</Display>\n"
+    "  <PCIInfo deviceID=\"1A\" subDeviceID=\"1F2D\" vendorID=\"1A2B\" subVendorID=\"28\"/>\n"
+    "  <RollbackInformation/>\n"
+    "</Device>\n"
+    "<Device componentID=\"31\">\n"
+    "  <Display>System BIOS</Display>\n"
+    "</Device>\n";
 } // namespace
 
 // ===========================================================================
@@ -284,11 +282,10 @@ TEST_F(PackageReader, MissingPackageIsNoErrorAndEveryQueryIsEmpty)
     EXPECT_EQ(Messages(), ConstructorLines({ExistsLine("package.xml", false)}));
     std::size_t nMark = Messages().size();
     EXPECT_FALSE(reader.ParseXmlUsingXpath());
-    EXPECT_EQ(From(Messages(), nMark),
-              (std::vector<std::string>{
-                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
-                  ExistsLine("package.xml", false),
-              }));
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
+                                           ExistsLine("package.xml", false),
+                                       }));
     nMark = Messages().size();
     // No document: GetValue does not even evaluate.
     EXPECT_EQ(reader.GetValue("//SoftwareComponent", ""), "");
@@ -337,14 +334,13 @@ TEST_F(PackageReader, ExpressionMatchingNothingGivesNullAndTheEmptyNodesetLine)
     xmlsupport::NodeSetPtr pDevices = reader.ParseXmlUsingXpath();
     ASSERT_TRUE(pDevices);
     EXPECT_EQ(xmlsupport::NodeCount(pDevices.get()), 2u);
-    EXPECT_EQ(From(Messages(), nMark),
-              (std::vector<std::string>{
-                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
-                  ExistsLine("package.xml", true),
-                  kNodeSet + "Entering",
-                  kNodeSet + "Exiting",
-                  "CSoftwareComponentInfo::ParseXmlUsingXpath() Exiting",
-              }));
+    EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
+                                           "CSoftwareComponentInfo::ParseXmlUsingXpath() Entering",
+                                           ExistsLine("package.xml", true),
+                                           kNodeSet + "Entering",
+                                           kNodeSet + "Exiting",
+                                           "CSoftwareComponentInfo::ParseXmlUsingXpath() Exiting",
+                                       }));
     pDevices.reset();
 
     // An expression that cannot be evaluated.
@@ -601,10 +597,9 @@ const ComponentIDCase kComponentIDCases[] = {
     {"LeadingZerosStayInTheComponentIDButNotInTheMinimum",
      "<Device componentID=\"0042\"/><Device componentID=\"0100\"/>", "0042", "42"},
     {"MinimumComponentIDParsesLikeStrtol",
-     "<Device componentID=\"77abc\"/><Device componentID=\"-5\"/><Device/><Device componentID=\"x\"/>", "77abc",
-     "-5"},
-    {"MinimumComponentIDParsesLikeStrtol_TextIsZero",
-     "<Device componentID=\"12 tail\"/><Device componentID=\"text\"/>", "12 tail", "0"},
+     "<Device componentID=\"77abc\"/><Device componentID=\"-5\"/><Device/><Device componentID=\"x\"/>", "77abc", "-5"},
+    {"MinimumComponentIDParsesLikeStrtol_TextIsZero", "<Device componentID=\"12 tail\"/><Device componentID=\"text\"/>",
+     "12 tail", "0"},
     {"MinimumComponentIDParsesLikeStrtol_NoneIsEmpty", "<Device/>", "", ""},
 };
 } // namespace
@@ -657,7 +652,8 @@ TEST_F(PackageReader, ComponentDisplayStringNeedsDisplayAsFirstChild)
     EXPECT_EQ(vMessages[vMessages.size() - 2], "CSoftwareComponentInfo::GetComponentDisplayString()  First child");
     EXPECT_EQ(vMessages.back(), "");
 
-    WritePackage(Package("<Device componentID=\"1\"><PCIInfo deviceID=\"1\"/><Display>Second child</Display></Device>"));
+    WritePackage(
+        Package("<Device componentID=\"1\"><PCIInfo deviceID=\"1\"/><Display>Second child</Display></Device>"));
     EXPECT_EQ(reader.GetComponentDisplayString(), "");
 }
 
@@ -926,17 +922,22 @@ std::vector<DependencyCase> DependencyCases()
         {"DependencyIdentifiersAreNotPadded",
          "<Device componentID=\"1\"><Dependency componentID=\"2\"><DepPCIInfo deviceID=\"1A\" subDeviceID=\"2\" "
          "vendorID=\"1A2B1\" subVendorID=\"28\"/></Dependency></Device>",
-         "pci", {"1A/2/1A2B1/28"}, {}},
+         "pci",
+         {"1A/2/1A2B1/28"},
+         {}},
         {"ContextDefaultsToOS",
          "<Device componentID=\"1\"><Dependency componentID=\"10\"/><Dependency componentID=\"11\" "
          "context=\"Inventory\"/><Dependency componentID=\"12\" context=\"\"/></Device>",
-         "componentID | context", {"10 | OS", "11 | Inventory", "12 | OS"}, {}},
+         "componentID | context",
+         {"10 | OS", "11 | Inventory", "12 | OS"},
+         {}},
         // Document order across both kinds; element names in the path are
         // matched exactly, so the lower-case element is no dependency.
         {"SoftDependencyIsTypeTwoAndDependencyTypeOne",
          "<Device componentID=\"1\"><SoftDependency componentID=\"10\"/><Dependency componentID=\"11\"/>"
          "<SoftDependency componentID=\"12\"/><softdependency componentID=\"13\"/></Device>",
-         "componentID | dependencyType", {"10 | soft", "11 | hard", "12 | soft"},
+         "componentID | dependencyType",
+         {"10 | soft", "11 | hard", "12 | soft"},
          {{kDep + "Found SoftDependecny", 2}, {kDep + "Found HardDependency", 1}}},
         // A value absent on the second PCIInfo keeps the first one's; each
         // Device starts afresh.
@@ -963,24 +964,34 @@ std::vector<DependencyCase> DependencyCases()
           "20 | 3.0 | NIC firmware | Inventory | 1 | PCI | 9/6/7/4 | [0x0627]"},
          {{kFoundPCI, 3}, {kAddingPCI, 3}}},
         {"DependencyWithoutPCIIdentityIsOneNonPCIRecord",
-         "<Device componentID=\"1\"><Dependency componentID=\"20\"/></Device>", "deviceType | pci", {"nonPCI | ///"},
+         "<Device componentID=\"1\"><Dependency componentID=\"20\"/></Device>",
+         "deviceType | pci",
+         {"nonPCI | ///"},
          {}},
         {"WorkingPCIIdentityCarriesOverBetweenDependencies",
          "<Device componentID=\"1\"><Dependency componentID=\"20\"><DepPCIInfo deviceID=\"A\" subDeviceID=\"B\" "
          "vendorID=\"C\" subVendorID=\"D\"/></Dependency></Device><Device componentID=\"2\">"
          "<Dependency componentID=\"21\"><DepPCIInfo deviceID=\"E\"/></Dependency></Device>",
-         "componentID | pci", {"20 | A/B/C/D", "21 | E/B/C/D"}, {}},
+         "componentID | pci",
+         {"20 | A/B/C/D", "21 | E/B/C/D"},
+         {}},
         {"IdenticalDependenciesUnderOneDeviceGiveOneRecord",
-         "<Device componentID=\"1\">" + strFull + strFull + "</Device>", "componentID | display | detail",
-         {"20 | D | T"}, {{kDuplicate, 1}}},
+         "<Device componentID=\"1\">" + strFull + strFull + "</Device>",
+         "componentID | display | detail",
+         {"20 | D | T"},
+         {{kDuplicate, 1}}},
         {"SameDependencyUnderTwoDevicesDependsOnTheirComponentIDs_Different",
          "<Device componentID=\"1\">" + strPlain + "</Device><Device componentID=\"2\">" + strPlain + "</Device>",
-         "componentID | parent", {"20 | 1", "20 | 2"}, {{kDuplicate, 0}}},
+         "componentID | parent",
+         {"20 | 1", "20 | 2"},
+         {{kDuplicate, 0}}},
         // The first entry stays.
         {"SameDependencyUnderTwoDevicesDependsOnTheirComponentIDs_Equal",
          "<Device componentID=\"1\">" + strPlain + "</Device><Device componentID=\"1\"><PCIInfo deviceID=\"9\"/>" +
              strPlain + "</Device>",
-         "parent | parentDeviceType | parentPCI", {"1 | nonPCI | []"}, {{kDuplicate, 1}}},
+         "parent | parentDeviceType | parentPCI",
+         {"1 | nonPCI | []"},
+         {{kDuplicate, 1}}},
         // The second entry differs from the first only in context, platforms,
         // OS requirement and release ID: a duplicate.
         {"DuplicateTestIgnoresContextPlatformsOSAndReleaseID",
@@ -995,7 +1006,9 @@ std::vector<DependencyCase> DependencyCases()
         {"RepeatedPCIIdentityInOneDependencyIsListedOnce",
          "<Device componentID=\"1\"><Dependency componentID=\"20\"><DepPCIInfo deviceID=\"1\" vendorID=\"2\"/>"
          "<DepPCIInfo deviceID=\"3\"/><DepPCIInfo deviceID=\"1\"/></Dependency></Device>",
-         "componentID | pci", {"20 | 1//2/", "20 | 3//2/"}, {{kDuplicate, 1}, {kAddingPCI, 3}}},
+         "componentID | pci",
+         {"20 | 1//2/", "20 | 3//2/"},
+         {{kDuplicate, 1}, {kAddingPCI, 3}}},
         // The working requirement is not cleared between dependency elements;
         // six attributes are missing on the second element, six on the
         // third.
@@ -1017,7 +1030,9 @@ std::vector<DependencyCase> DependencyCases()
          "systemID=\"0x0628\"/><Other systemID=\"1\"/><Model/><depmodel systemID=\"09AB\"/></Brand></Dependency>"
          "<Dependency componentID=\"21\"><DepBrand><DepModel systemID=\"1\"/></DepBrand><Display>between</Display>"
          "<Brand><Model systemID=\"2\"/><Model systemID=\"3\"/></Brand></Dependency></Device>",
-         "componentID | platforms", {"20 | [0x0627, 0x0x0628, 0x09AB]", "21 | [0x1, 0x2, 0x3, 0x2, 0x3]"}, {}},
+         "componentID | platforms",
+         {"20 | [0x0627, 0x0x0628, 0x09AB]", "21 | [0x1, 0x2, 0x3, 0x2, 0x3]"},
+         {}},
         // The walks over a dependency's children tell them by name, whatever
         // kind of node they are: a processing instruction named like an
         // element counts as one. It has no attributes, so the working
@@ -1041,11 +1056,15 @@ std::vector<DependencyCase> DependencyCases()
         {"AnEmptyCdataSectionOrCommentIsAnEmptyText",
          "<Device componentID=\"1\"><Dependency componentID=\"20\" version=\"1\"><Display><![CDATA[]]></Display>"
          "<Detail><!----></Detail></Dependency></Device>",
-         "componentID | display | detail", {"20 |  | "},
+         "componentID | display | detail",
+         {"20 |  | "},
          {{kDep + "failed to get the Display info from package.xml for dependent device", 0},
           {kDep + "failed to get the Detail info from package.xml for dependent device", 0}}},
-        {"NestedElementsBelowADependencyAreOnlyChildren", NestedBelowADependency(), "componentID | platforms",
-         {"outer | []"}, {}},
+        {"NestedElementsBelowADependencyAreOnlyChildren",
+         NestedBelowADependency(),
+         "componentID | platforms",
+         {"outer | []"},
+         {}},
     };
 }
 } // namespace
@@ -1144,8 +1163,8 @@ TEST_F(PackageReader, PlatformListIsTheWalkFromEveryBrandInTurn)
     }
     EXPECT_EQ(nBrands, 5u);
     EXPECT_EQ(records[0].getDepenendencyPlatforms(), vExpected);
-    EXPECT_EQ(vExpected, (std::vector<std::string>{"0xA", "0xB", "0xC", "0xD", "0xE", "0xF", "0xC", "0xD", "0xE",
-                                                   "0xF", "0xC", "0xD", "0xE", "0xF", "0xD", "0xE", "0xF", "0xF"}));
+    EXPECT_EQ(vExpected, (std::vector<std::string>{"0xA", "0xB", "0xC", "0xD", "0xE", "0xF", "0xC", "0xD", "0xE", "0xF",
+                                                   "0xC", "0xD", "0xE", "0xF", "0xD", "0xE", "0xF", "0xF"}));
     EXPECT_EQ(CountLines(vLog, "CSoftwareComponentInfo::getPlatformInfo() Entering"), 5u);
     EXPECT_EQ(CountLines(vLog, "CSoftwareComponentInfo::getPlatformInfo() Exiting"), 5u);
 }
@@ -1163,8 +1182,8 @@ TEST_F(PackageReader, ThousandsOfBrandChildrenAreReadQuicklyAndListEveryPlatform
     {
         strBrands += "<Brand><Model systemID=\"" + std::to_string(i) + "\"/></Brand>";
     }
-    WritePackage(Package("<Device componentID=\"1\"><Dependency componentID=\"20\">" + strBrands +
-                         "</Dependency></Device>"));
+    WritePackage(
+        Package("<Device componentID=\"1\"><Dependency componentID=\"20\">" + strBrands + "</Dependency></Device>"));
     const auto tStart = std::chrono::steady_clock::now();
     CSoftwareComponentInfo reader;
     OwnedRecords records(reader.getDependencyInfo());
@@ -1456,9 +1475,9 @@ TEST_F(PackageReader, ManyDependenciesWithDuplicatesKeepTheFirstOfEach)
     {
         for (int i = 0; i < 5000; ++i)
         {
-            strDevices += "<Dependency componentID=\"" + std::to_string(i) + "\" version=\"1." +
-                          std::to_string(i % 7) + "\" context=\"" + (nPass == 0 ? "first" : "second") +
-                          "\" path=\"p\\" + std::to_string(i % 3) + "\"/>";
+            strDevices += "<Dependency componentID=\"" + std::to_string(i) + "\" version=\"1." + std::to_string(i % 7) +
+                          "\" context=\"" + (nPass == 0 ? "first" : "second") + "\" path=\"p\\" +
+                          std::to_string(i % 3) + "\"/>";
         }
     }
     strDevices += "</Device>";
@@ -1605,19 +1624,18 @@ INSTANTIATE_TEST_SUITE_P(PackageReader, ContextTypes, ::testing::ValuesIn(Contex
 
 TEST_F(PackageReader, ContextTypesAreOrderedByPriority)
 {
-    WritePackage(Package(kTwoDevices,
-                         "<CONTEXT>" +
-                             ContextType("Second", "<Priority value=\"2\"/><INV_MODULE value=\"inv2\"/>"
-                                                   "<INV_INTERFACE value=\"ii2\"/><UPDATE_MODULE value=\"up2\"/>"
-                                                   "<UPDATE_INTERFACE value=\"ui2\"/>") +
-                             ContextType("First", "<INV_MODULE value=\"inv1\"/><Priority value=\"1\"/>") +
-                             "</CONTEXT>"));
+    WritePackage(Package(
+        kTwoDevices, "<CONTEXT>" +
+                         ContextType("Second", "<Priority value=\"2\"/><INV_MODULE value=\"inv2\"/>"
+                                               "<INV_INTERFACE value=\"ii2\"/><UPDATE_MODULE value=\"up2\"/>"
+                                               "<UPDATE_INTERFACE value=\"ui2\"/>") +
+                         ContextType("First", "<INV_MODULE value=\"inv1\"/><Priority value=\"1\"/>") + "</CONTEXT>"));
     StartLogging();
     CSoftwareComponentInfo reader;
     const std::size_t nMark = Messages().size();
     EXPECT_EQ(ContextTexts(reader.GetSupportedContextTypes()),
               (std::vector<std::string>{"1: First inv=inv1", "2: Second inv=inv2 invInterface=ii2 update=up2 "
-                                                               "updateInterface=ui2"}));
+                                                             "updateInterface=ui2"}));
     const std::string kCT = "CSoftwareComponentInfo::GetSupportedDevices() ";
     EXPECT_EQ(From(Messages(), nMark), (std::vector<std::string>{
                                            kCT + "Entering",
@@ -1707,8 +1725,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenPackage{"Truncated", "<SoftwareComponent vendorVersion=\"1\"><SupportedDevices><Device componentID=\"1\">"
                                    "<Dependency componentID=\"2\" version=\"1"},
         BrokenPackage{"MismatchedTags", "<SoftwareComponent><unclosed></SoftwareComponent>"},
-        BrokenPackage{"NotXml", "componentID=1\nversion=2\n"},
-        BrokenPackage{"Binary", "\x01\x02\xff\xfe<\x00>"},
+        BrokenPackage{"NotXml", "componentID=1\nversion=2\n"}, BrokenPackage{"Binary", "\x01\x02\xff\xfe<\x00>"},
         BrokenPackage{"Directory", nullptr}),
     [](const ::testing::TestParamInfo<BrokenPackage>& info) { return std::string(info.param.pszName); });
 
@@ -1769,11 +1786,15 @@ TEST_F(PackageReader, VeryLongValuesAreReadWhole)
 {
     const std::string strLong(1u << 20, 'A');
     const std::string strLongText(1u << 20, 'T');
-    WritePackage(Package("<Device componentID=\"" + strLong + "\"><Display>" + strLongText + "</Display>"
-                         "<PCIInfo deviceID=\"" + strLong + "\"/>"
-                         "<Dependency componentID=\"" + strLong + "\" version=\"" + strLong + "\" path=\"" + strLong +
-                         "\"><Detail>" + strLongText + "</Detail><Brand><Model systemID=\"" + strLong +
-                         "\"/></Brand><DepPCIInfo vendorID=\"" + strLong + "\"/></Dependency></Device>"));
+    WritePackage(Package("<Device componentID=\"" + strLong + "\"><Display>" + strLongText +
+                         "</Display>"
+                         "<PCIInfo deviceID=\"" +
+                         strLong +
+                         "\"/>"
+                         "<Dependency componentID=\"" +
+                         strLong + "\" version=\"" + strLong + "\" path=\"" + strLong + "\"><Detail>" + strLongText +
+                         "</Detail><Brand><Model systemID=\"" + strLong + "\"/></Brand><DepPCIInfo vendorID=\"" +
+                         strLong + "\"/></Dependency></Device>"));
     CSoftwareComponentInfo reader;
     EXPECT_EQ(reader.GetComponentID(), strLong);
     EXPECT_EQ(reader.GetComponentDisplayString(), strLongText);
@@ -1810,7 +1831,9 @@ TEST_F(PackageReader, ExternalEntityContentNeverAppears)
     const std::string strText =
         "<?xml version=\"1.0\"?>\n"
         "<!DOCTYPE SoftwareComponent [\n"
-        "  <!ENTITY secret SYSTEM \"" + strEntity + "\">\n"
+        "  <!ENTITY secret SYSTEM \"" +
+        strEntity +
+        "\">\n"
         "]>\n"
         "<SoftwareComponent vendorVersion=\"1\">&secret;<ComponentType value=\"FRMW\"><Display>&secret;</Display>"
         "</ComponentType><SupportedDevices><Device componentID=\"1\"><Display>&secret;</Display>"
@@ -1856,7 +1879,9 @@ TEST_F(PackageReader, ExternalEntityInAnAttributeIsNotRead)
     const std::string strSecret = "TOP-SECRET-CONTENT";
     vextest::WriteFile(m_dir.File("secret.txt"), strSecret);
     WritePackage("<?xml version=\"1.0\"?>\n<!DOCTYPE SoftwareComponent [\n"
-                 "  <!ENTITY secret SYSTEM \"file://" + m_dir.File("secret.txt") + "\">\n]>\n"
+                 "  <!ENTITY secret SYSTEM \"file://" +
+                 m_dir.File("secret.txt") +
+                 "\">\n]>\n"
                  "<SoftwareComponent><SupportedDevices><Device componentID=\"&secret;\">"
                  "<Dependency componentID=\"&secret;\" version=\"&secret;\"/></Device></SupportedDevices>"
                  "</SoftwareComponent>");
@@ -1933,22 +1958,28 @@ std::string LargePackage(int nDevices, int nDependencies)
     const int nPerDevice = nDependencies / nDevices;
     for (int d = 0; d < nDevices; ++d)
     {
-        strDevices += "<Device componentID=\"" + std::to_string(1000 + d) + "\">\n"
+        strDevices += "<Device componentID=\"" + std::to_string(1000 + d) +
+                      "\">\n"
                       "  <PCIInfo deviceID=\"005F\" subDeviceID=\"1F2D\" vendorID=\"1D4E\" subVendorID=\"1F0C\"/>\n"
-                      "  <Display>Device " + std::to_string(d) + "</Display>\n";
+                      "  <Display>Device " +
+                      std::to_string(d) + "</Display>\n";
         for (int i = 0; i < nPerDevice; ++i)
         {
             const int n = d * nPerDevice + i;
-            strDevices += std::string("  <") + (n % 2 == 0 ? "Dependency" : "SoftDependency") +
-                          " componentID=\"" + std::to_string(n) + "\" componentType=\"FRMW\" version=\"1.0." +
-                          std::to_string(n) + "\" path=\"FOLDER" + std::to_string(n) + "\\file.BIN\" releaseID=\"R" +
-                          std::to_string(n) + "\">\n"
-                          "    <Display>Dependency " + std::to_string(n) + "</Display>\n"
+            strDevices += std::string("  <") + (n % 2 == 0 ? "Dependency" : "SoftDependency") + " componentID=\"" +
+                          std::to_string(n) + "\" componentType=\"FRMW\" version=\"1.0." + std::to_string(n) +
+                          "\" path=\"FOLDER" + std::to_string(n) + "\\file.BIN\" releaseID=\"R" + std::to_string(n) +
+                          "\">\n"
+                          "    <Display>Dependency " +
+                          std::to_string(n) +
+                          "</Display>\n"
                           "    <Brand><Model systemID=\"0627\"/></Brand>\n"
                           "    <OperatingSystem osVendor=\"Vendor\" osArch=\"x86_64\" majorVersion=\"8\"/>\n"
-                          "    <DepPCIInfo deviceID=\"" + std::to_string(n % 65536) +
+                          "    <DepPCIInfo deviceID=\"" +
+                          std::to_string(n % 65536) +
                           "\" subDeviceID=\"1\" vendorID=\"2\" subVendorID=\"3\"/>\n"
-                          "  </" + (n % 2 == 0 ? "Dependency" : "SoftDependency") + ">\n";
+                          "  </" +
+                          (n % 2 == 0 ? "Dependency" : "SoftDependency") + ">\n";
         }
         strDevices += "</Device>\n";
     }

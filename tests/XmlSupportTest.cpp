@@ -173,8 +173,8 @@ namespace
 // "xz -c", "xz -c --format=lzma"); false when the tool is not there.
 bool CompressInPlace(const std::string& strCommand, const std::string& strPath)
 {
-    const vextest::CommandResult result = vextest::RunCommand(
-        {"/bin/sh", "-c", strCommand + " \"$0\" > \"$0.z\" && mv \"$0.z\" \"$0\"", strPath}, "/");
+    const vextest::CommandResult result =
+        vextest::RunCommand({"/bin/sh", "-c", strCommand + " \"$0\" > \"$0.z\" && mv \"$0.z\" \"$0\"", strPath}, "/");
     return result.nExitStatus == 0;
 }
 } // namespace
@@ -192,9 +192,15 @@ void ExpectExternalEntitiesNeverOpened(bool bCompress)
     vextest::WriteFile(dir.File("secret.txt"), "TOP-SECRET-CONTENT");
     const std::string strDoc = "<?xml version=\"1.0\"?>\n"
                                "<!DOCTYPE r [\n"
-                               "  <!ENTITY pipe SYSTEM \"file://" + strFifo + "\">\n"
-                               "  <!ENTITY secret SYSTEM \"file://" + dir.File("secret.txt") + "\">\n"
-                               "  <!ENTITY % param SYSTEM \"file://" + strFifo + "\">\n"
+                               "  <!ENTITY pipe SYSTEM \"file://" +
+                               strFifo +
+                               "\">\n"
+                               "  <!ENTITY secret SYSTEM \"file://" +
+                               dir.File("secret.txt") +
+                               "\">\n"
+                               "  <!ENTITY % param SYSTEM \"file://" +
+                               strFifo +
+                               "\">\n"
                                "  %param;\n"
                                "]>\n"
                                "<r a=\"x\"><t>&secret;</t><p>&pipe;</p></r>";
@@ -243,10 +249,7 @@ TEST(XmlSupport, EntityExpansionBombEndsQuicklyWithBoundedMemory)
     }
 }
 
-TEST(XmlSupport, DeeplyNestedDocumentIsRefused)
-{
-    EXPECT_FALSE(ParseMemory(vextest::NestedElements("d", 5000)));
-}
+TEST(XmlSupport, DeeplyNestedDocumentIsRefused) { EXPECT_FALSE(ParseMemory(vextest::NestedElements("d", 5000))); }
 
 TEST(XmlSupport, EvaluateReportsEachOutcome)
 {
@@ -458,7 +461,10 @@ TEST(XmlSupport, CorruptOrTruncatedCompressedFilesGiveNull)
     EXPECT_FALSE(ParseFile(strPath));
     vextest::WriteFile(strPath, std::string("\x1f\x8b\x08", 3) + std::string(64, '\xee'));
     EXPECT_FALSE(ParseFile(strPath));
-    vextest::WriteFile(strPath, std::string("\xfd" "7zXZ", 5) + std::string(64, '\0'));
+    vextest::WriteFile(strPath, std::string("\xfd"
+                                            "7zXZ",
+                                            5) +
+                                    std::string(64, '\0'));
     EXPECT_FALSE(ParseFile(strPath));
 }
 
@@ -481,8 +487,7 @@ TEST(XmlSupport, DiagnosedParseGivesTheParsersMessagesWithLineAndColumnAndPrints
     TempDir dir;
     vextest::WriteFile(dir.File("good.xml"), "<?xml version=\"1.0\"?>\n<r><c a=\"1\"/></r>\n");
     vextest::WriteFile(dir.File("bad.xml"), "<r>\n  <c a=\"1\" a=\"2\"/>\n</r>\n");
-    vextest::WriteFile(dir.File("warned.xml"),
-                       "<!DOCTYPE r SYSTEM \"r.dtd\">\n<r>\n<c>&undeclared;</c>\n</r>\n");
+    vextest::WriteFile(dir.File("warned.xml"), "<!DOCTYPE r SYSTEM \"r.dtd\">\n<r>\n<c>&undeclared;</c>\n</r>\n");
     vextest::MakeDirectory(dir.File("directory.xml"));
     {
         StderrCapture capture(dir.File("stderr"));
@@ -546,6 +551,5 @@ TEST(XmlSupport, DiagnosedParseOfACompressedFileGivesItsMessages)
     EXPECT_FALSE(parse.pDocument);
     ASSERT_FALSE(parse.vDiagnostics.empty());
     EXPECT_EQ(parse.vDiagnostics[0].nLine, 3);
-    EXPECT_NE(parse.vDiagnostics[0].strMessage.find("mismatch"), std::string::npos)
-        << parse.vDiagnostics[0].strMessage;
+    EXPECT_NE(parse.vDiagnostics[0].strMessage.find("mismatch"), std::string::npos) << parse.vDiagnostics[0].strMessage;
 }

@@ -506,8 +506,7 @@ std::vector<CDeviceInfo*> CDependenciesChecker::GetDependentDevices(const std::v
         }
         else if (m_pListener != nullptr)
         {
-            verdict(pDependency,
-                    m_nVersionComparisons != nComparisonsBefore ? EVerdict::Met : EVerdict::NotInstalled);
+            verdict(pDependency, m_nVersionComparisons != nComparisonsBefore ? EVerdict::Met : EVerdict::NotInstalled);
         }
     }
 

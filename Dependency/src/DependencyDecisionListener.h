@@ -27,27 +27,27 @@ struct SInventoryLookup
 {
     EInventoryLookup eOutcome = EInventoryLookup::Collected;
     std::string strReleaseID;
-    std::string strComponentPath;                  // the release directory (only when collected)
+    std::string strComponentPath;                        // the release directory (only when collected)
     const std::vector<CDeviceInfo*>* pRecords = nullptr; // the records kept for the release ID
     const SCollectorRun* pCollector = nullptr;           // what the collector did (only when collected)
 };
 
 struct SPlatformCheck
 {
-    bool bTablesRead = false;             // the SMBIOS tables could be read
-    std::vector<std::string> vPlatforms;  // the dependency's platform list
-    bool bChecked = false;                // false: the check was passed over
-    std::string strSystemID;              // this machine's ID (only when checked)
+    bool bTablesRead = false;            // the SMBIOS tables could be read
+    std::vector<std::string> vPlatforms; // the dependency's platform list
+    bool bChecked = false;               // false: the check was passed over
+    std::string strSystemID;             // this machine's ID (only when checked)
     bool bApplicable = true;
     const CSMBIOSInventory* pSMBIOS = nullptr; // valid during the call only
 };
 
 struct SOSCheck
 {
-    SOSInfo running;                   // the running OS from the inventory text
-    std::vector<SOSInfo> vRequired;    // the dependency's OS entries, in order
-    int nMatchedEntry = -1;            // index of the first matching entry, -1 for none
-    bool bApplicable = true;           // no entries, or one matched
+    SOSInfo running;                // the running OS from the inventory text
+    std::vector<SOSInfo> vRequired; // the dependency's OS entries, in order
+    int nMatchedEntry = -1;         // index of the first matching entry, -1 for none
+    bool bApplicable = true;        // no entries, or one matched
 };
 
 struct SDeviceCheck
@@ -61,7 +61,7 @@ struct SVersionComparison
     const CDeviceInfo* pInstalled = nullptr; // the matching inventory record
     std::string strRequired;
     std::string strInstalled;
-    int nResult = 0;                         // CompareVersions(required, installed)
+    int nResult = 0; // CompareVersions(required, installed)
 };
 
 enum class EVerdict
@@ -70,12 +70,12 @@ enum class EVerdict
     PlatformNotApplicable,
     OSNotApplicable,
     DeviceNotPresent,
-    OtherType,           // applicable, but not of the requested type
-    NoInventory,         // of the requested type, but no inventory was collected for its release
-    NotInstalled,        // no inventory record matched the dependency: not reported
-    Met,                 // every matching instance is at least at the required version
-    Unmet,               // an installed instance is older: reported
-    Failed               // the inventory of its release failed: reported as failed
+    OtherType,    // applicable, but not of the requested type
+    NoInventory,  // of the requested type, but no inventory was collected for its release
+    NotInstalled, // no inventory record matched the dependency: not reported
+    Met,          // every matching instance is at least at the required version
+    Unmet,        // an installed instance is older: reported
+    Failed        // the inventory of its release failed: reported as failed
 };
 
 class IDependencyDecisionListener
@@ -100,9 +100,7 @@ public:
                              bool /*bSameType*/)
     {
     }
-    virtual void OnVersionComparison(const CDeviceInfo* /*pDependency*/, const SVersionComparison& /*comparison*/)
-    {
-    }
+    virtual void OnVersionComparison(const CDeviceInfo* /*pDependency*/, const SVersionComparison& /*comparison*/) {}
     virtual void OnVerdict(const CDeviceInfo* /*pDependency*/, EVerdict /*eVerdict*/) {}
 };
 

@@ -37,8 +37,8 @@ private:
     {
         std::string strComponentType; // lower case
         int nDeviceType;
-        std::string strComponentID;   // non-PCI devices
-        SPCINumbers pciNumbers;       // other device types
+        std::string strComponentID; // non-PCI devices
+        SPCINumbers pciNumbers;     // other device types
         bool operator==(const SKey& other) const;
     };
     struct SKeyHash

@@ -25,14 +25,12 @@ int64_t TimeLimitMilliseconds(long nTimeoutSeconds)
 
 int64_t NowMilliseconds()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
         .count();
 }
 } // namespace
 
-CInventoryModule::CInventoryModule(const std::string& strModulePath)
-    : m_strModulePath(strModulePath)
+CInventoryModule::CInventoryModule(const std::string& strModulePath) : m_strModulePath(strModulePath)
 {
     VEXLOG("CInventoryModule::CInventoryModule  module file path  " + strModulePath);
 }
@@ -150,16 +148,15 @@ int CInventoryModule::RunCollector(const std::string& strCommand, long nConfigur
         // The guard: when the limit runs out, the platform layer ends the
         // collector's whole process group.
         bool bTimedOut = false;
-        m_run.nWaitStatus = CPlatformLayer::ExecuteCmdWithTimeout(
-            strCommand, TimeLimitMilliseconds(m_run.nLimitSeconds), bTimedOut);
+        m_run.nWaitStatus =
+            CPlatformLayer::ExecuteCmdWithTimeout(strCommand, TimeLimitMilliseconds(m_run.nLimitSeconds), bTimedOut);
         m_run.bTimedOut = bTimedOut;
     }
     else
     {
         // The shell, waited for until it ends; the configured limit is
         // handed on and, as with every shell command, not enforced.
-        m_run.nWaitStatus =
-            CPlatformLayer::ExecuteCmd(strCommand, false, TimeLimitMilliseconds(nConfiguredSeconds));
+        m_run.nWaitStatus = CPlatformLayer::ExecuteCmd(strCommand, false, TimeLimitMilliseconds(nConfiguredSeconds));
     }
     m_run.nEndedMs = NowMilliseconds();
     return m_run.nWaitStatus;

@@ -44,8 +44,7 @@ bool CLinuxDepenedencyWrapper::GetDependenciesInformation(CDeviceInfo::eDependen
 }
 
 std::string CLinuxDepenedencyWrapper::FormatReport(CDeviceInfo::eDependencyType eType,
-                                                   const std::vector<CDeviceInfo*>& vRecords,
-                                                   std::ostream& errorStream)
+                                                   const std::vector<CDeviceInfo*>& vRecords, std::ostream& errorStream)
 {
     std::string strReport = eType == CDeviceInfo::eDependencyTypeHard ? kHardHeading : kSoftHeading;
     bool bAnyFailed = false;

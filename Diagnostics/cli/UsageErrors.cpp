@@ -70,7 +70,7 @@ bool SplitNotIn(const std::string& strText, std::string& strValue, std::vector<s
     strValue = strText.substr(0, nAt);
     const std::string strList = strText.substr(nAt + strNotIn.size(), strText.size() - nAt - strNotIn.size() - 1);
     std::string::size_type nStart = 0;
-    for (std::string::size_type nComma = strList.find(','); ; nComma = strList.find(',', nStart))
+    for (std::string::size_type nComma = strList.find(',');; nComma = strList.find(',', nStart))
     {
         vAllowed.push_back(strList.substr(nStart, nComma == std::string::npos ? std::string::npos : nComma - nStart));
         if (nComma == std::string::npos)
@@ -213,8 +213,9 @@ int ReportParseError(const CLI::App& app, const CLI::ParseError& error, int argc
     {
         return Report("", "unknown subcommand " + Quoted(strFirst) + ": expected " + strExpected, err);
     }
-    return Report("", "unrecognized option " + Quoted(strFirst) + " (expected --help, --version or a subcommand: " +
-                          strExpected + ")",
+    return Report("",
+                  "unrecognized option " + Quoted(strFirst) +
+                      " (expected --help, --version or a subcommand: " + strExpected + ")",
                   err);
 }
 

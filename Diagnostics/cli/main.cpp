@@ -170,9 +170,10 @@ int main(int argc, char* argv[])
         "smbios", "Show where the SMBIOS table comes from, its identity strings and the system ID the checker uses");
     pSmbios->set_version_flag("--version", kVersionText, "Print the version and exit");
     pSmbios->footer(kSmbiosFooter);
-    pSmbios->add_option("--from-dump,--smbios-dump", smbiosOptions.strFromDump,
-                        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables "
-                        "(--smbios-dump is an alias)");
+    pSmbios->add_option(
+        "--from-dump,--smbios-dump", smbiosOptions.strFromDump,
+        "Read this binary SMBIOS dump (entry point at 0, table at 0x20) instead of the machine's tables "
+        "(--smbios-dump is an alias)");
     pSmbios->add_option("--log", smbiosOptions.strLogFile, "Write the SMBIOS reader's debug log to this file");
     SOutputFormat smbiosFormat;
     AddOutputFormat(pSmbios, smbiosFormat, {"text", "json"}, "Print text (the default) or JSON (as --json)");

@@ -105,9 +105,10 @@ void CExplainReport::ClassifyCollectorRuns()
         if (!CPlatformLayer::IsDirectory(run.strComponentPath))
         {
             const bool bThere = CPlatformLayer::CanOpen(run.strComponentPath, strError);
-            run.strReason = bThere                                 ? "the release path is not a directory"
-                            : strError == std::strerror(ENOENT) ? "the release directory does not exist"
-                                                                 : "the release directory cannot be examined: " + strError;
+            run.strReason = bThere ? "the release path is not a directory"
+                            : strError == std::strerror(ENOENT)
+                                ? "the release directory does not exist"
+                                : "the release directory cannot be examined: " + strError;
         }
         else if (!CPlatformLayer::CanOpen(run.strComponentPath, strError))
         {

@@ -64,8 +64,7 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     }
     else if (m_options.strType != "hard")
     {
-        return usage::Report("explain", "invalid package type '" + m_options.strType + "': expected hard or soft",
-                             err);
+        return usage::Report("explain", "invalid package type '" + m_options.strType + "': expected hard or soft", err);
     }
 
     CCollectorTimeLimit timeLimit;
@@ -83,8 +82,8 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
     if (!CDiagnosticLog::Open(m_options.strLogFile, strLogError))
     {
         err << "vexinspect explain: cannot open the log file "
-            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": "
-            << strLogError << "\n";
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": " << strLogError
+            << "\n";
         return nExitUnusableInput;
     }
 

@@ -204,8 +204,8 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         collectorJson["declaredTimeoutSeconds"] = collector.nDeclaredSeconds;
         collectorJson["enforcedLimitSeconds"] = collector.nLimitSeconds > 0 ? Json(collector.nLimitSeconds) : Json();
         collectorJson["timedOut"] = collector.bTimedOut;
-        collectorJson["exitStatus"] =
-            WIFEXITED(collector.nWaitStatus) ? Json(WEXITSTATUS(collector.nWaitStatus)) : Json();
+        collectorJson["exitStatus"] = WIFEXITED(collector.nWaitStatus) ? Json(WEXITSTATUS(collector.nWaitStatus))
+                                                                       : Json();
         collectorJson["signal"] = WIFSIGNALED(collector.nWaitStatus) ? Json(WTERMSIG(collector.nWaitStatus)) : Json();
         collectorJson["exceededDeclaredTimeout"] = collector.ExceededDeclaredLimit();
         collectorJson["outputDocument"] = TextOrNull(collector.strOutputPath);
@@ -243,9 +243,9 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         platformJson["checked"] = platform.bChecked;
         platformJson["systemID"] = platform.bChecked ? Json(platform.strSystemID) : Json();
         platformJson["systemIDOrigin"] = platform.bChecked ? Json(CSmbiosSummary::OriginKey(platform.eOrigin)) : Json();
-        platformJson["source"] = platform.bTablesRead
-                                     ? Json(CSmbiosSummary::SourceKey(platform.eSource, !run.smbios.strDumpFile.empty()))
-                                     : Json("none");
+        platformJson["source"] =
+            platform.bTablesRead ? Json(CSmbiosSummary::SourceKey(platform.eSource, !run.smbios.strDumpFile.empty()))
+                                 : Json("none");
         platformJson["applies"] = platform.bApplies;
         checks["platform"] = platformJson;
     }
@@ -311,8 +311,7 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
         entry["result"] = comparison.nResult;
         entry["comparedAs"] = CVersionRule::Method(comparison.strRequired, comparison.strInstalled);
         entry["meaning"] = CVersionRule::Meaning(comparison.nResult);
-        entry["caveat"] =
-            TextOrNull(CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled));
+        entry["caveat"] = TextOrNull(CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled));
         entry["installedDevice"] = DeviceJson(comparison.installed);
         comparisons.push_back(entry);
     }

@@ -107,8 +107,8 @@ struct SExplainedInventory
     std::string strReleaseID;
     std::string strComponentPath; // the release directory the collector ran in
     std::size_t nRecords = 0;
-    std::string strErrorMessage; // Failed and TimedOut
-    std::string strReason;       // NotRun, and Ran without records
+    std::string strErrorMessage;                  // Failed and TimedOut
+    std::string strReason;                        // NotRun, and Ran without records
     std::optional<SExplainedCollector> collector; // when the collector was started
 };
 

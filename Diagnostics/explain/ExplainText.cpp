@@ -151,8 +151,8 @@ std::string InventoryText(const SExplainedDependency& dependency, CDeviceInfo::e
     switch (inventory.eOutcome)
     {
     case SExplainedInventory::EOutcome::Ran:
-        strOutcome =
-            RecordsText(inventory.nRecords) + (inventory.strReason.empty() ? "" : " (" + inventory.strReason + ")");
+        strOutcome = RecordsText(inventory.nRecords) +
+                     (inventory.strReason.empty() ? "" : " (" + inventory.strReason + ")");
         break;
     case SExplainedInventory::EOutcome::Failed:
         strOutcome = "failed: " + inventory.strErrorMessage;
@@ -362,7 +362,8 @@ std::string DependencyText(const SExplainedRun& run, std::size_t nIndex, const S
                 << "), compared as " << CVersionRule::Method(comparison.strRequired, comparison.strInstalled) << ": "
                 << CVersionRule::Meaning(comparison.nResult);
             // Numbers that are not the ones written: said where they are compared.
-            const std::string strCaveat = CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled);
+            const std::string strCaveat =
+                CVersionRule::ComparisonCaveat(comparison.strRequired, comparison.strInstalled);
             if (!strCaveat.empty())
             {
                 oss << " (caveat: " << strCaveat << ")";

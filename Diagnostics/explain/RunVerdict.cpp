@@ -39,8 +39,7 @@ namespace
 {
 using textformat::Quote;
 
-SVerdictReason ReasonFor(const SExplainedDependency& dependency, const std::string& strKind,
-                         const std::string& strText)
+SVerdictReason ReasonFor(const SExplainedDependency& dependency, const std::string& strKind, const std::string& strText)
 {
     SVerdictReason reason;
     reason.strKind = strKind;
@@ -164,8 +163,8 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
                                                               "could read"));
     }
 
-    std::size_t nChecked = 0;       // compared, and met
-    std::size_t nNotInstalled = 0;  // applies, but its component is not installed
+    std::size_t nChecked = 0;        // compared, and met
+    std::size_t nNotInstalled = 0;   // applies, but its component is not installed
     std::size_t nWithoutVersion = 0; // applies, but requires no version
     std::size_t nOfType = 0;
     for (const SExplainedDependency& dependency : vDependencies)
@@ -194,11 +193,11 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
             }
             else if (*dependency.verdict == EVerdict::Unmet)
             {
-                vUnmet.push_back(ReasonFor(dependency, "unmet",
-                                           "installed " + Quote(dependency.strCurrentVersion) + ", " +
-                                               (eRequested == CDeviceInfo::eDependencyTypeSoft ? "recommended "
-                                                                                               : "required ") +
-                                               Quote(dependency.strVersion)));
+                vUnmet.push_back(
+                    ReasonFor(dependency, "unmet",
+                              "installed " + Quote(dependency.strCurrentVersion) + ", " +
+                                  (eRequested == CDeviceInfo::eDependencyTypeSoft ? "recommended " : "required ") +
+                                  Quote(dependency.strVersion)));
             }
             else if (*dependency.verdict == EVerdict::NotInstalled)
             {
@@ -217,17 +216,16 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
         case EVerdict::Failed:
         {
             const bool bTimedOut = dependency.inventory.eOutcome == SExplainedInventory::EOutcome::TimedOut;
-            vUnverifiable.push_back(ReasonFor(dependency, bTimedOut ? "inventory-timed-out" : "inventory-failed",
-                                              std::string("the inventory of release ") +
-                                                  Quote(dependency.strReleaseID) +
-                                                  (bTimedOut ? " timed out: " : " failed: ") +
-                                                  dependency.strErrorMessage));
+            vUnverifiable.push_back(
+                ReasonFor(dependency, bTimedOut ? "inventory-timed-out" : "inventory-failed",
+                          std::string("the inventory of release ") + Quote(dependency.strReleaseID) +
+                              (bTimedOut ? " timed out: " : " failed: ") + dependency.strErrorMessage));
             break;
         }
         case EVerdict::NoInventory:
-            vUnverifiable.push_back(ReasonFor(dependency, "no-inventory",
-                                              "no inventory was collected for release " +
-                                                  Quote(dependency.strReleaseID)));
+            vUnverifiable.push_back(
+                ReasonFor(dependency, "no-inventory",
+                          "no inventory was collected for release " + Quote(dependency.strReleaseID)));
             break;
         case EVerdict::ContextNotApplicable:
         case EVerdict::PlatformNotApplicable:
@@ -267,8 +265,8 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
         {
             // Nothing the checker would report, but not all of it was
             // compared: said as it is.
-            std::string strText = "no applicable " + strType + " dependency is unmet: " +
-                                  std::to_string(nChecked) + " checked and met";
+            std::string strText = "no applicable " + strType + " dependency is unmet: " + std::to_string(nChecked) +
+                                  " checked and met";
             if (nNotInstalled > 0)
             {
                 strText += ", " + std::to_string(nNotInstalled) +

@@ -13,10 +13,10 @@ struct SExplainedDependency;
 // is met and when nothing could be checked).
 enum class ERunVerdict
 {
-    Ready,        // everything applicable was checked and is met
-    Blocked,      // a hard run found unmet hard dependencies
-    Recommended,  // a soft run found unmet soft dependencies
-    Unverifiable  // something applicable could not be checked, or nothing was declared
+    Ready,       // everything applicable was checked and is met
+    Blocked,     // a hard run found unmet hard dependencies
+    Recommended, // a soft run found unmet soft dependencies
+    Unverifiable // something applicable could not be checked, or nothing was declared
 };
 
 // One reason of a verdict.

@@ -171,8 +171,8 @@ std::string CVersionRule::Caveat(const std::string& strVersion)
     {
         return std::string();
     }
-    return Quote(strVersion) + " is compared as the numbers " + NumbersText(NumbersAsRead(strVersion)) + " (" +
-           strWhy + ")";
+    return Quote(strVersion) + " is compared as the numbers " + NumbersText(NumbersAsRead(strVersion)) + " (" + strWhy +
+           ")";
 }
 
 std::string CVersionRule::ComparisonCaveat(const std::string& strRequired, const std::string& strInstalled)

@@ -112,8 +112,7 @@ nlohmann::ordered_json CSarifLog::ForLint(const std::string& strPackageDirectory
 nlohmann::ordered_json CSarifLog::ForFindings(const std::string& strRootDirectory, const std::string& strRootId,
                                               const std::vector<SLintRule>& vRules,
                                               const std::vector<SLintFinding>& vFindings,
-                                              const std::string& strErrorMeaning,
-                                              const std::string& strWarningMeaning)
+                                              const std::string& strErrorMeaning, const std::string& strWarningMeaning)
 {
     nlohmann::ordered_json driver;
     driver["name"] = "vexinspect";

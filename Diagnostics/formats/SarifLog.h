@@ -26,8 +26,7 @@ public:
     static nlohmann::ordered_json ForFindings(const std::string& strRootDirectory, const std::string& strRootId,
                                               const std::vector<SLintRule>& vRules,
                                               const std::vector<SLintFinding>& vFindings,
-                                              const std::string& strErrorMeaning,
-                                              const std::string& strWarningMeaning);
+                                              const std::string& strErrorMeaning, const std::string& strWarningMeaning);
 
     // The directory as an absolute file URI ending in "/" (a relative one is
     // taken from the current directory).

@@ -52,8 +52,8 @@ std::string CLintCommand::ToText(const std::vector<SLintFinding>& vFindings)
         {
             oss << ":" << finding.nColumn;
         }
-        oss << ": " << SeverityName(finding.eSeverity) << ": "
-            << finding.strMessage << " [" << finding.strCode << "]\n";
+        oss << ": " << SeverityName(finding.eSeverity) << ": " << finding.strMessage << " [" << finding.strCode
+            << "]\n";
     }
     const std::size_t nErrors = CountOf(vFindings, SLintFinding::ESeverity::Error);
     const std::size_t nWarnings = vFindings.size() - nErrors;

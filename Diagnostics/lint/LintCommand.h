@@ -11,8 +11,8 @@
 
 struct SLintOptions
 {
-    std::string strPackageDir; // the package directory; the current one when empty
-    bool bJson = false;          // --json, the same as strFormat "json"
+    std::string strPackageDir;      // the package directory; the current one when empty
+    bool bJson = false;             // --json, the same as strFormat "json"
     std::string strFormat = "text"; // text, json or sarif
 };
 

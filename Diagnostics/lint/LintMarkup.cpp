@@ -26,8 +26,8 @@ namespace
 // library's conversion modules (which a fully static checker may not find).
 bool IsEncodingOfTheXmlLibrary(const std::string& strEncoding)
 {
-    static const char* const kOwn[] = {"UTF-8",       "UTF8",        "UTF-16",      "UTF16", "UTF-16LE", "UTF-16BE",
-                                       "ISO-8859-1",  "ISO-LATIN-1", "ISO LATIN 1", "ASCII", "US-ASCII"};
+    static const char* const kOwn[] = {"UTF-8",      "UTF8",        "UTF-16",      "UTF16", "UTF-16LE", "UTF-16BE",
+                                       "ISO-8859-1", "ISO-LATIN-1", "ISO LATIN 1", "ASCII", "US-ASCII"};
     for (const char* pszOwn : kOwn)
     {
         if (strcasecmp(strEncoding.c_str(), pszOwn) == 0)
@@ -56,9 +56,9 @@ void CollectEntityReferences(const xmlNode* pNode, std::vector<const xmlNode*>& 
 
 bool IsExternal(const xmlEntity* pEntity)
 {
-    return pEntity != nullptr && (pEntity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY ||
-                                  pEntity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY ||
-                                  pEntity->etype == XML_EXTERNAL_PARAMETER_ENTITY);
+    return pEntity != nullptr &&
+           (pEntity->etype == XML_EXTERNAL_GENERAL_PARSED_ENTITY ||
+            pEntity->etype == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY || pEntity->etype == XML_EXTERNAL_PARAMETER_ENTITY);
 }
 
 // How a DTD or entity names what it would load: SYSTEM "..." or PUBLIC "..." "...".
@@ -91,8 +91,7 @@ long LineOfDeclaration(const std::string& strText, const std::string& strKeyword
         }
         return nAt;
     };
-    for (std::size_t nAt = strText.find(strKeyword); nAt != std::string::npos;
-         nAt = strText.find(strKeyword, nAt + 1))
+    for (std::size_t nAt = strText.find(strKeyword); nAt != std::string::npos; nAt = strText.find(strKeyword, nAt + 1))
     {
         if (strName.empty())
         {
@@ -157,10 +156,8 @@ xmlsupport::DocumentPtr CPackageLinter::ParseAndLintMarkup(const std::string& st
         }
         // A document without any content is empty at its first line, as the
         // library says ("Document is empty").
-        const long nLine = pCause != nullptr ? (pCause->nCode == XML_ERR_DOCUMENT_EMPTY && pCause->nLine == 0
-                                                     ? 1
-                                                     : pCause->nLine)
-                                             : 0;
+        const long nLine =
+            pCause != nullptr ? (pCause->nCode == XML_ERR_DOCUMENT_EMPTY && pCause->nLine == 0 ? 1 : pCause->nLine) : 0;
         const long nColumn = pCause != nullptr ? pCause->nColumn : 0;
         AddAt(pszUnparsableCode, strFile, nLine, nColumn, std::string(),
               strFile + (bRead ? " is not well-formed XML: " + strWhy : " cannot be read (" + strWhy + ")") + ": " +
@@ -206,8 +203,8 @@ void CPackageLinter::LintMarkup(const std::string& strFile, const std::string& s
     for (const xmlNode* pChild = pSubset != nullptr ? pSubset->children : nullptr; pChild != nullptr;
          pChild = pChild->next)
     {
-        const xmlEntity* pEntity =
-            pChild->type == XML_ENTITY_DECL ? reinterpret_cast<const xmlEntity*>(pChild) : nullptr;
+        const xmlEntity* pEntity = pChild->type == XML_ENTITY_DECL ? reinterpret_cast<const xmlEntity*>(pChild)
+                                                                   : nullptr;
         if (!IsExternal(pEntity))
         {
             continue;

@@ -79,7 +79,7 @@ ESystemIdMatch HowSystemIdMatches(const std::string& strSystemID)
         }
         const unsigned char cByte = static_cast<unsigned char>(strSystemID[1]);
         return strSystemID[0] == '0' && cByte != 0 && cByte != 0xFE ? ESystemIdMatch::MemoryOnly
-                                                                     : ESystemIdMatch::Never;
+                                                                    : ESystemIdMatch::Never;
     }
     if (strSystemID.size() == 4)
     {
@@ -114,8 +114,10 @@ bool CPackageLinter::LintPackageRoot(xmlDoc* pDocument)
     if (pComponent != pRoot)
     {
         Add("package-root-nested", kPackageFile, pRoot,
-            "the root element is " + NameOf(pRoot) + ", not SoftwareComponent: the checker reads the SoftwareComponent "
-            "of line " + std::to_string(LineOf(pComponent)) + " inside it all the same");
+            "the root element is " + NameOf(pRoot) +
+                ", not SoftwareComponent: the checker reads the SoftwareComponent "
+                "of line " +
+                std::to_string(LineOf(pComponent)) + " inside it all the same");
     }
     xmlsupport::NodeSetPtr pSupported = xmlsupport::Evaluate(pDocument, kSupportedDevicesXPath, eStatus);
     if (xmlsupport::NodeCount(pSupported.get()) == 0)
@@ -404,11 +406,11 @@ void CPackageLinter::LintDuplicates(xmlNode* pDependency, const std::vector<SPCI
         }
         if (pEqual != nullptr)
         {
-            const std::string strWhich =
-                vIdentities.empty()
-                    ? std::string()
-                    : " with PCI vendor=" + identity.strVendorID + " device=" + identity.strDeviceID +
-                          " subVendor=" + identity.strSubVendorID + " subDevice=" + identity.strSubDeviceID;
+            const std::string strWhich = vIdentities.empty() ? std::string()
+                                                             : " with PCI vendor=" + identity.strVendorID +
+                                                                   " device=" + identity.strDeviceID +
+                                                                   " subVendor=" + identity.strSubVendorID +
+                                                                   " subDevice=" + identity.strSubDeviceID;
             Add("duplicate-dependency", kPackageFile, pDependency,
                 NameOf(pDependency) + strWhich + " equals the dependency of line " + std::to_string(pEqual->nLine) +
                     " under the same device: the two collapse into one");

@@ -157,8 +157,10 @@ bool CPackageLinter::LintTimeout(const std::string& strReleaseID, const std::str
     if (strTimeout.find_first_not_of("0123456789") != std::string::npos)
     {
         Add("timeout-not-a-number", strConfigFile, pPlugin,
-            "timeout " + Quote(strTimeout) + " is not a plain number of seconds: the configuration reader reads it "
-            "as " + std::to_string(nTimeout) + " (the digits before the first other character)");
+            "timeout " + Quote(strTimeout) +
+                " is not a plain number of seconds: the configuration reader reads it "
+                "as " +
+                std::to_string(nTimeout) + " (the digits before the first other character)");
     }
     return true;
 }
@@ -181,7 +183,8 @@ void CPackageLinter::LintCollectorCommand(const std::string& strReleaseID, const
     {
         Add("collector-command-not-found", strConfigFile, pCommand,
             "the collector's command " + Quote(strCommand) + " runs " + Quote(strShown) + ", which " +
-                (strError == std::strerror(ENOENT) ? std::string("does not exist") : "cannot be examined (" + strError + ")") +
+                (strError == std::strerror(ENOENT) ? std::string("does not exist")
+                                                   : "cannot be examined (" + strError + ")") +
                 ": the shell finds nothing to run, and release " + Quote(strReleaseID) + " gets no inventory");
         return;
     }

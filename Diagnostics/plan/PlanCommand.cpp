@@ -26,15 +26,15 @@ namespace
 void ReportCollectorOutput(const SCollectorOutput& output, std::ostream& err)
 {
     const std::pair<const char*, const SCapturedStream*> streams[] = {{"standard output", &output.out},
-                                                                       {"standard error", &output.err}};
+                                                                      {"standard error", &output.err}};
     for (const auto& stream : streams)
     {
         if (stream.second->nBytes == 0)
         {
             continue;
         }
-        err << "vexinspect plan: the collectors wrote " << stream.second->nBytes << " bytes to their "
-            << stream.first << " (kept out of the JSON document)";
+        err << "vexinspect plan: the collectors wrote " << stream.second->nBytes << " bytes to their " << stream.first
+            << " (kept out of the JSON document)";
         if (!stream.second->bKept)
         {
             err << "; there was nowhere to keep them\n";
@@ -61,7 +61,8 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
         err << "vexinspect plan: the type must be hard, soft or both, not \"" << m_options.strType << "\"\n";
         return nExitUsage;
     }
-    if (m_options.bCollectorTimeoutGiven && !CCollectorTimeLimit::Parse(m_options.strCollectorTimeout, request.timeLimit))
+    if (m_options.bCollectorTimeoutGiven &&
+        !CCollectorTimeLimit::Parse(m_options.strCollectorTimeout, request.timeLimit))
     {
         err << "vexinspect plan: the collector timeout must be config, none or a positive number of seconds, not \""
             << m_options.strCollectorTimeout << "\"\n";
@@ -86,8 +87,7 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
         if (!CRepositoryFileSystem::ReadRegularFile(m_options.strInventory, repositorylimits::nMaxPackageXmlBytes,
                                                     request.strInventoryText, strError))
         {
-            err << "vexinspect plan: cannot read the inventory " << m_options.strInventory << ": " << strError
-                << "\n";
+            err << "vexinspect plan: cannot read the inventory " << m_options.strInventory << ": " << strError << "\n";
             return nExitUnusableInput;
         }
         strInventorySource = m_options.strInventory;
@@ -165,8 +165,7 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
 
     if (m_options.bJson)
     {
-        out << CPlanReport::ToJson(plan).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-            << "\n";
+        out << CPlanReport::ToJson(plan).dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
     }
     else
     {

@@ -112,10 +112,9 @@ Json EvaluationJson(const SPlanEvaluation& record)
     json["dependencies"] = Json::array();
     for (std::size_t i = 0; i < evaluation.vDependencies.size(); ++i)
     {
-        json["dependencies"].push_back(DependencyJson(evaluation.vDependencies[i],
-                                                      i < evaluation.vDependencyDoubts.size()
-                                                          ? evaluation.vDependencyDoubts[i]
-                                                          : std::vector<SEvaluationDoubt>()));
+        json["dependencies"].push_back(DependencyJson(
+            evaluation.vDependencies[i], i < evaluation.vDependencyDoubts.size() ? evaluation.vDependencyDoubts[i]
+                                                                                 : std::vector<SEvaluationDoubt>()));
     }
     json["doubts"] = Json::array();
     for (const SEvaluationDoubt& doubt : evaluation.vRunDoubts)
@@ -146,8 +145,7 @@ std::string VerdictLine(const SPlan& plan)
     case EPlanVerdict::Unverifiable:
         break;
     }
-    return "unverifiable: " + std::to_string(nDoubts) + " thing" + (nDoubts == 1 ? "" : "s") +
-           " could not be checked";
+    return "unverifiable: " + std::to_string(nDoubts) + " thing" + (nDoubts == 1 ? "" : "s") + " could not be checked";
 }
 } // namespace
 
@@ -280,8 +278,8 @@ Json CPlanReport::ToJson(const SPlan& plan)
 std::string CPlanReport::ToText(const SPlan& plan)
 {
     std::ostringstream oss;
-    oss << "Plan for the package's "
-        << (plan.strRequested == "both" ? std::string("hard and soft") : plan.strRequested) << " dependencies\n";
+    oss << "Plan for the package's " << (plan.strRequested == "both" ? std::string("hard and soft") : plan.strRequested)
+        << " dependencies\n";
     oss << "Package            : " << plan.strPackageDirectory;
     if (!plan.strTargetDisplay.empty() || !plan.strTargetVersion.empty())
     {
@@ -370,7 +368,7 @@ std::string CPlanReport::ToText(const SPlan& plan)
     }
     oss << "\nEvaluations        : " << plan.vEvaluations.size() << " checker run"
         << (plan.vEvaluations.size() == 1 ? "" : "s") << "; " << plan.nCollectorRuns << " collector"
-        << (plan.nCollectorRuns == 1 ? "" : "s") << " ran, " << nReused << " inventor"
-        << (nReused == 1 ? "y" : "ies") << " taken from an earlier run of the same collector\n";
+        << (plan.nCollectorRuns == 1 ? "" : "s") << " ran, " << nReused << " inventor" << (nReused == 1 ? "y" : "ies")
+        << " taken from an earlier run of the same collector\n";
     return oss.str();
 }

@@ -78,7 +78,8 @@ nlohmann::ordered_json CRepoCheckCommand::ToJson(const std::string& strRepositor
         nlohmann::ordered_json entry;
         entry["code"] = finding.strCode;
         entry["severity"] = SeverityName(finding.eSeverity);
-        entry["package"] = finding.strPackage.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(finding.strPackage);
+        entry["package"] = finding.strPackage.empty() ? nlohmann::ordered_json()
+                                                      : nlohmann::ordered_json(finding.strPackage);
         entry["file"] = finding.strFile;
         entry["line"] = finding.nLine;
         entry["message"] = finding.strMessage;

@@ -35,8 +35,8 @@ int CRepoIndexCommand::Run(std::ostream& out, std::ostream& err)
                                                                    : m_options.strOutput;
     CRepositoryLoader loader(m_options.strRepository, strWork);
     SRepositoryLoad load;
-    const std::string strReuse =
-        !bToStandardOutput && CCatalogFile::Exists(strCatalogPath) ? strCatalogPath : std::string();
+    const std::string strReuse = !bToStandardOutput && CCatalogFile::Exists(strCatalogPath) ? strCatalogPath
+                                                                                            : std::string();
     if (!loader.Load(CRepositoryScanner::EMode::Reuse, strReuse, true, load, strError))
     {
         err << "vexinspect repo index: cannot read the repository " << m_options.strRepository << ": " << strError
@@ -57,8 +57,7 @@ int CRepoIndexCommand::Run(std::ostream& out, std::ostream& err)
         err << "vexinspect repo index: cannot write the catalog " << strCatalogPath << ": " << strError << "\n";
         return nExitCannotWrite;
     }
-    const double dSeconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
 
     if (m_options.bJson)
     {
@@ -94,9 +93,9 @@ int CRepoIndexCommand::Run(std::ostream& out, std::ostream& err)
     {
         summary << "skipped: " << skipped.strPath << ": " << skipped.strReason << "\n";
     }
-    summary << (bToStandardOutput ? std::string("catalog") : strCatalogPath) << ": "
-            << load.content.vPackages.size() << " packages (" << load.content.nRead << " read, "
-            << load.content.nReused << " unchanged since the last index), " << load.content.vRefused.size()
-            << " refused, " << load.content.vSkipped.size() << " skipped\n";
+    summary << (bToStandardOutput ? std::string("catalog") : strCatalogPath) << ": " << load.content.vPackages.size()
+            << " packages (" << load.content.nRead << " read, " << load.content.nReused
+            << " unchanged since the last index), " << load.content.vRefused.size() << " refused, "
+            << load.content.vSkipped.size() << " skipped\n";
     return nExitWritten;
 }

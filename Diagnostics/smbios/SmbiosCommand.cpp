@@ -15,8 +15,8 @@ int CSmbiosCommand::Run(std::ostream& out, std::ostream& err)
     if (!CDiagnosticLog::Open(m_options.strLogFile, strLogError))
     {
         err << "vexinspect smbios: cannot open the log file "
-            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": "
-            << strLogError << "\n";
+            << (m_options.strLogFile.empty() ? CDiagnosticLog::pszDiscard : m_options.strLogFile) << ": " << strLogError
+            << "\n";
         return nExitUnusableInput;
     }
 

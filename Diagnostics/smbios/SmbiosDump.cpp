@@ -52,8 +52,8 @@ bool ReadWhole(const std::string& strPath, std::string& strBytes, std::string& s
         strBytes.append(vBuffer.data(), static_cast<std::size_t>(ifs.gcount()));
         if (strBytes.size() > CSmbiosDump::nMaximumSize)
         {
-            strError =
-                strPath + " is larger than " + std::to_string(CSmbiosDump::nMaximumSize) + " bytes: not an SMBIOS dump";
+            strError = strPath + " is larger than " + std::to_string(CSmbiosDump::nMaximumSize) +
+                       " bytes: not an SMBIOS dump";
             return false;
         }
     }
@@ -177,8 +177,8 @@ bool CSmbiosDump::Load(const std::string& strPath)
     }
 
     const char* pszTemp = std::getenv("TMPDIR");
-    std::string strTemplate =
-        std::string(pszTemp != nullptr && *pszTemp != '\0' ? pszTemp : "/tmp") + "/vexinspect-smbios-XXXXXX";
+    std::string strTemplate = std::string(pszTemp != nullptr && *pszTemp != '\0' ? pszTemp : "/tmp") +
+                              "/vexinspect-smbios-XXXXXX";
     std::vector<char> vTemplate(strTemplate.begin(), strTemplate.end());
     vTemplate.push_back('\0');
     if (mkdtemp(vTemplate.data()) == nullptr)

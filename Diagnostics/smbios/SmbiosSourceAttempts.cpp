@@ -53,8 +53,7 @@ std::vector<SSmbiosSourceAttempt> CSmbiosSourceAttempts::Find(const SMBIOSSource
     std::vector<SSmbiosSourceAttempt> vAttempts;
     const bool bUsed = bTableRead;
     // The sysfs export: the entry point, then the table.
-    if (!Refused("sysfs", sources.strEntryPointPath, vAttempts) &&
-        !Refused("sysfs", sources.strTablePath, vAttempts))
+    if (!Refused("sysfs", sources.strEntryPointPath, vAttempts) && !Refused("sysfs", sources.strTablePath, vAttempts))
     {
         if (bUsed && eSource == CSMBIOSInventory::eTableSourceSysfs)
         {

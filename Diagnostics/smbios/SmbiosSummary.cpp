@@ -56,8 +56,7 @@ SSmbiosSummary CSmbiosSummary::Read(const SMBIOSSources& sources, const std::str
     summary.bTableRead = inventory.Initialize() != 0;
     if (strDumpFile.empty())
     {
-        summary.vSourcesTried =
-            CSmbiosSourceAttempts::Find(sources, summary.bTableRead, inventory.GetTableSource());
+        summary.vSourcesTried = CSmbiosSourceAttempts::Find(sources, summary.bTableRead, inventory.GetTableSource());
     }
     if (!summary.bTableRead)
     {
@@ -245,8 +244,8 @@ std::string CSmbiosSummary::TooShortOriginText(CSMBIOSInventory::eSystemIdOrigin
                                     std::to_string(nShortRevisionLength) + ")";
     // Below offset 7 even the marker is taken from behind the structure.
     const bool bMarkerBehind = nShortRevisionLength <= kSingleByteIdOffset;
-    const std::string strMarker =
-        bMarkerBehind ? "the marker 0xFE at offset 6 is taken from the bytes behind it" : "it has the marker 0xFE";
+    const std::string strMarker = bMarkerBehind ? "the marker 0xFE at offset 6 is taken from the bytes behind it"
+                                                : "it has the marker 0xFE";
     const std::string strTableEnds = ", and the table ends before the byte at offset 6: physical-memory fallback";
     switch (eOrigin)
     {
@@ -352,8 +351,8 @@ std::string CSmbiosSummary::SourceText(const SSmbiosSummary& summary)
 std::string CSmbiosSummary::SystemIdText(const std::string& strSystemID, CSMBIOSInventory::eSystemIdOrigin eOrigin,
                                          unsigned int nShortRevisionLength)
 {
-    std::string strOrigin =
-        nShortRevisionLength == 0 ? std::string() : TooShortOriginText(eOrigin, nShortRevisionLength);
+    std::string strOrigin = nShortRevisionLength == 0 ? std::string()
+                                                      : TooShortOriginText(eOrigin, nShortRevisionLength);
     if (strOrigin.empty())
     {
         strOrigin = OriginText(eOrigin);
@@ -450,10 +449,10 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["manufacturer"] = summary.strManufacturer;
     json["productName"] = summary.strProductName;
     json["serialNumber"] = summary.strSerialNumber;
-    json["systemVersion"] =
-        summary.system.bPresent ? nlohmann::ordered_json(summary.system.strVersion) : nlohmann::ordered_json();
-    json["systemUUID"] =
-        summary.system.bUUIDPresent ? nlohmann::ordered_json(summary.system.strUUID) : nlohmann::ordered_json();
+    json["systemVersion"] = summary.system.bPresent ? nlohmann::ordered_json(summary.system.strVersion)
+                                                    : nlohmann::ordered_json();
+    json["systemUUID"] = summary.system.bUUIDPresent ? nlohmann::ordered_json(summary.system.strUUID)
+                                                     : nlohmann::ordered_json();
     json["oemStrings"] = summary.vOEMStrings;
     nlohmann::ordered_json counts = nlohmann::ordered_json::array();
     for (const auto& count : summary.vStructureCounts)
@@ -466,8 +465,8 @@ nlohmann::ordered_json CSmbiosSummary::ToJson(const SSmbiosSummary& summary)
     json["structureCounts"] = counts;
     json["systemID"] = summary.strSystemID;
     json["systemIDOrigin"] = OriginKey(summary.eSystemIdOrigin);
-    json["revisionStructureLength"] =
-        summary.bRevisionStructure ? nlohmann::ordered_json(summary.nRevisionLength) : nlohmann::ordered_json();
+    json["revisionStructureLength"] = summary.bRevisionStructure ? nlohmann::ordered_json(summary.nRevisionLength)
+                                                                 : nlohmann::ordered_json();
     json["revisionStructureTooShort"] = summary.bRevisionStructure && summary.bRevisionTooShort;
     return json;
 }

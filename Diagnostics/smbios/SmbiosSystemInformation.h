@@ -15,9 +15,9 @@
 // SMBIOS 2.6 on, the first three fields are stored little-endian.
 struct SSmbiosSystemInformation
 {
-    bool bPresent = false;      // a type-1 structure of at least 8 bytes
+    bool bPresent = false; // a type-1 structure of at least 8 bytes
     std::string strVersion;
-    bool bUUIDPresent = false;  // the structure is long enough to hold it
+    bool bUUIDPresent = false; // the structure is long enough to hold it
     std::string strUUID;
 };
 

@@ -121,7 +121,8 @@ bool CArchivePackage::ExtractMetadata(IRawInput& input, const std::vector<std::s
                 return true;
             }
             const std::size_t nSlash = member.strName.rfind('/');
-            const std::string strParent = nSlash == std::string::npos ? std::string() : member.strName.substr(0, nSlash);
+            const std::string strParent = nSlash == std::string::npos ? std::string()
+                                                                      : member.strName.substr(0, nSlash);
             if (!CRepositoryFileSystem::MakeDirectories(strTarget, strParent, strMemberError))
             {
                 return false;

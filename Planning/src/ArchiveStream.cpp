@@ -147,8 +147,8 @@ bool CArchiveStream::WithinAllowance(std::string& strError) const
     const uint64_t nAllowed = std::max(nMinimumAllowance, nRawSize * nMaximumRatio);
     if (m_nProduced > nAllowed)
     {
-        strError = "decompresses to more than " + std::to_string(nAllowed) + " bytes from " +
-                   std::to_string(nRawSize) + " (a ratio beyond " + std::to_string(nMaximumRatio) +
+        strError = "decompresses to more than " + std::to_string(nAllowed) + " bytes from " + std::to_string(nRawSize) +
+                   " (a ratio beyond " + std::to_string(nMaximumRatio) +
                    " to 1, which no real package reaches): a compression bomb";
         return false;
     }
@@ -258,7 +258,8 @@ long CArchiveStream::Read(void* pBuffer, std::size_t nSize, std::string& strErro
             }
             if (nStatus != Z_OK && nStatus != Z_BUF_ERROR)
             {
-                strError = std::string("the gzip stream is damaged") + (z.msg != nullptr ? ": " + std::string(z.msg) : "");
+                strError = std::string("the gzip stream is damaged") +
+                           (z.msg != nullptr ? ": " + std::string(z.msg) : "");
                 return -1;
             }
         }

@@ -82,8 +82,8 @@ SResolution CCandidateResolver::Resolve(const CDeviceInfo& dependency, const SCo
     const CInventoryMatchIndex installedIndex(context.vInstalled);
     // A package that needs its own component at some version needs an
     // older one first: an intermediate version.
-    const bool bIntermediate =
-        context.pRequirer != nullptr && CRepositoryIndex::Provides(*context.pRequirer, dependency);
+    const bool bIntermediate = context.pRequirer != nullptr &&
+                               CRepositoryIndex::Provides(*context.pRequirer, dependency);
     const std::string strRequired = dependency.getVersion();
     std::size_t nBest = CRepositoryIndex::npos;
     bool bInCycle = false;
@@ -108,8 +108,7 @@ SResolution CCandidateResolver::Resolve(const CDeviceInfo& dependency, const SCo
         else if (!CRepositoryIndex::Provides(candidate, dependency))
         {
             rejected.strKind = "wrong-identity";
-            rejected.strReason = "provides another identity (component type " + Quote(candidate.strComponentType) +
-                                 ")";
+            rejected.strReason = "provides another identity (component type " + Quote(candidate.strComponentType) + ")";
         }
         else if (CDependenciesChecker::CompareVersions(strRequired, candidate.strVersion) > 0)
         {
@@ -155,9 +154,9 @@ SResolution CCandidateResolver::Resolve(const CDeviceInfo& dependency, const SCo
                 if (nBest != CRepositoryIndex::npos)
                 {
                     const SPackageDescription& passed = index.At(nBest);
-                    resolution.vRejected.push_back(SRejectedCandidate{
-                        passed.strPath, passed.strVersion, "not-chosen",
-                        "qualifies, but " + Quote(candidate.strPath) + " is preferred"});
+                    resolution.vRejected.push_back(
+                        SRejectedCandidate{passed.strPath, passed.strVersion, "not-chosen",
+                                           "qualifies, but " + Quote(candidate.strPath) + " is preferred"});
                 }
                 nBest = nCandidate;
             }

@@ -26,10 +26,10 @@ struct SResolution
     enum class EOutcome
     {
         Resolved,
-        Missing,                   // no package qualifies
-        Cycle,                     // only packages that are being planned above it qualify
+        Missing,                    // no package qualifies
+        Cycle,                      // only packages that are being planned above it qualify
         MissingIntermediateVersion, // only the package that needs it provides it: an intermediate version is missing
-        Downgrade                  // only packages that would downgrade a component qualify
+        Downgrade                   // only packages that would downgrade a component qualify
     };
 
     EOutcome eOutcome = EOutcome::Missing;

@@ -454,9 +454,9 @@ bool CCatalog::Parse(const std::string& strText, SCatalog& catalog, std::string&
     const int64_t nVersion = fields.Integer("schemaVersion");
     if (!fields.Ok() || nVersion != nSchemaVersion)
     {
-        strError = fields.Ok() ? "schema version " + std::to_string(nVersion) + ", not " +
-                                     std::to_string(nSchemaVersion)
-                               : fields.Problem();
+        strError = fields.Ok()
+                       ? "schema version " + std::to_string(nVersion) + ", not " + std::to_string(nSchemaVersion)
+                       : fields.Problem();
         return false;
     }
     if (fields.Text("kind") != "vexinspect-catalog")

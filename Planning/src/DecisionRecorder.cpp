@@ -37,8 +37,7 @@ void CDecisionRecorder::OnInventoryLookup(const CDeviceInfo* pDependency, const 
     }
 }
 
-void CDecisionRecorder::OnContextCheck(const CDeviceInfo* pDependency, const std::string& strContext,
-                                       bool bApplicable)
+void CDecisionRecorder::OnContextCheck(const CDeviceInfo* pDependency, const std::string& strContext, bool bApplicable)
 {
     if (m_pNext != nullptr)
     {

@@ -13,8 +13,8 @@
 struct SEvaluatedDependency
 {
     SDeclaredDependency declared;
-    CDeviceInfo record;                // the dependency as the checker held it when it decided
-    std::optional<EVerdict> verdict;   // none: the checker did not reach a verdict
+    CDeviceInfo record;                  // the dependency as the checker held it when it decided
+    std::optional<EVerdict> verdict;     // none: the checker did not reach a verdict
     std::vector<std::string> vInstalled; // versions of the installed instances it compared with
 };
 

@@ -154,7 +154,8 @@ bool CDirectoryPackage::Scan(const std::string& strDirectory, SDirectoryContent&
         strError = "package.xml is not a regular file";
         return false;
     }
-    if (bReadPackageXml && !CRepositoryFileSystem::ReadRegularFile(strDirectory + "/package.xml", repositorylimits::nMaxPackageXmlBytes,
+    if (bReadPackageXml &&
+        !CRepositoryFileSystem::ReadRegularFile(strDirectory + "/package.xml", repositorylimits::nMaxPackageXmlBytes,
                                                 content.strPackageXml, strError))
     {
         strError = "package.xml: " + strError;
@@ -169,8 +170,8 @@ bool CDirectoryPackage::Digest(const std::string& strDirectory, const SDirectory
     CSha256 sha;
     for (const SPackageEntry& entry : content.vEntries)
     {
-        if (!DigestEntry(strDirectory, entry, sha, [](const char*, std::size_t, std::string&) { return true; },
-                         strError))
+        if (!DigestEntry(
+                strDirectory, entry, sha, [](const char*, std::size_t, std::string&) { return true; }, strError))
         {
             return false;
         }

@@ -22,9 +22,9 @@ struct SDirectoryContent
 {
     std::string strPackageXml;
     std::vector<SPackageEntry> vEntries; // in path order
-    uint64_t nSize = 0;      // the bytes of its files
-    int64_t nModifiedNs = 0; // the newest modification time of its entries
-    std::string strStamp;    // digest of every entry's path, size and modification time
+    uint64_t nSize = 0;                  // the bytes of its files
+    int64_t nModifiedNs = 0;             // the newest modification time of its entries
+    std::string strStamp;                // digest of every entry's path, size and modification time
 };
 
 // A package of the repository held as a directory with package.xml. A

@@ -56,10 +56,10 @@ struct SPackageDescription
 {
     std::string strPath; // relative to the repository root, "/"-separated
     EPackageFormat eFormat = EPackageFormat::Directory;
-    uint64_t nSize = 0;        // archive: its size; directory: the bytes of its files
-    int64_t nModifiedNs = 0;   // archive: its modification time; directory: the newest of its files
-    std::string strStamp;      // digest of the path, size and modification time of every file
-    std::string strDigest;     // "sha256:" + digest of the content; empty until computed
+    uint64_t nSize = 0;      // archive: its size; directory: the bytes of its files
+    int64_t nModifiedNs = 0; // archive: its modification time; directory: the newest of its files
+    std::string strStamp;    // digest of the path, size and modification time of every file
+    std::string strDigest;   // "sha256:" + digest of the content; empty until computed
 
     std::string strPackageID;
     std::string strDisplay;

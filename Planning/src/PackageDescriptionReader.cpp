@@ -11,8 +11,8 @@
 namespace
 {
 // The reader's query for every dependency element, hard and soft.
-const char* const kDependencyXPath =
-    "//SoftwareComponent/SupportedDevices/Device/Dependency | //SoftwareComponent/SupportedDevices/Device/SoftDependency";
+const char* const kDependencyXPath = "//SoftwareComponent/SupportedDevices/Device/Dependency | "
+                                     "//SoftwareComponent/SupportedDevices/Device/SoftDependency";
 const char* const kDevicesXPath = "//SoftwareComponent/SupportedDevices/Device";
 const char* const kNameXPath = "//SoftwareComponent/Name/Display";
 

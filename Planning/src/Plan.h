@@ -16,7 +16,7 @@
 // installed is "(target)") and its dependency that needed the next package.
 struct SChainLink
 {
-    std::string strPackage; // repository path, or "" for the package being installed
+    std::string strPackage;    // repository path, or "" for the package being installed
     std::string strDependency; // the dependency's display name
     std::string strComponent;  // "component 104500 (FRMW)" or "PCI 1A2B:1593:1F0C:0002 (FRMW)"
     std::string strRequired;
@@ -79,7 +79,7 @@ struct SPlanWarning
 // One checker run the plan made.
 struct SPlanEvaluation
 {
-    std::string strPackage; // "" for the package being installed
+    std::string strPackage;      // "" for the package being installed
     std::size_t nAfterSteps = 0; // how many planned steps the simulated state held
     SEvaluation evaluation;
 };

@@ -55,9 +55,9 @@ private:
 
     const CSimulatedState& m_state;
     CCollectorInventorySource m_collectors;
-    std::map<std::string, SCachedRun> m_mapRuns; // by fingerprint
+    std::map<std::string, SCachedRun> m_mapRuns;          // by fingerprint
     std::map<std::string, std::string> m_mapFingerprints; // by release directory
-    std::vector<SCachedRun> m_vUnfingerprinted;   // runs of directories that could not be fingerprinted
+    std::vector<SCachedRun> m_vUnfingerprinted;           // runs of directories that could not be fingerprinted
     std::vector<SCollectorUse> m_vUses;
     std::size_t m_nRuns = 0;
 };

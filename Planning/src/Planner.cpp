@@ -17,8 +17,8 @@ std::string ComponentText(const CDeviceInfo& record)
     if (record.getDeviceType() == CDeviceInfo::eDeviceTypePCI)
     {
         const SPCIInfo pci = record.getPCIInfo();
-        return "PCI " + pci.strVendorID + ":" + pci.strDeviceID + ":" + pci.strSubVendorID + ":" +
-               pci.strSubDeviceID + " (" + record.getComponentType() + ")";
+        return "PCI " + pci.strVendorID + ":" + pci.strDeviceID + ":" + pci.strSubVendorID + ":" + pci.strSubDeviceID +
+               " (" + record.getComponentType() + ")";
     }
     return "component " + record.getComponentID() + " (" + record.getComponentType() + ")";
 }
@@ -27,8 +27,7 @@ std::string ComponentText(const CDeviceInfo& record)
 
 CPlanner::CPlanner(const CRepositoryIndex& index, CPackageSource& source, CScratchArea& scratch,
                    IEvaluationJudge& judge)
-    : m_index(index), m_source(source), m_scratch(scratch), m_inventory(m_state),
-      m_evaluator(m_inventory, judge)
+    : m_index(index), m_source(source), m_scratch(scratch), m_inventory(m_state), m_evaluator(m_inventory, judge)
 {
 }
 
@@ -220,9 +219,8 @@ bool CPlanner::EnsureCopy(std::size_t nPackage, std::string& strDirectory)
         SPackageDescription actual;
         if (!CRepositoryFileSystem::ReadRegularFile(strDirectory + "/package.xml",
                                                     repositorylimits::nMaxPackageXmlBytes, strPackageXml, strError) ||
-            !m_pReader->Read(strPackageXml, actual, strError) ||
-            actual.strComponentType != package.strComponentType || actual.strVersion != package.strVersion ||
-            actual.vDevices.size() != package.vDevices.size() ||
+            !m_pReader->Read(strPackageXml, actual, strError) || actual.strComponentType != package.strComponentType ||
+            actual.strVersion != package.strVersion || actual.vDevices.size() != package.vDevices.size() ||
             actual.vDependencies.size() != package.vDependencies.size() ||
             actual.vReleaseDirectories != package.vReleaseDirectories)
         {
@@ -334,10 +332,10 @@ void CPlanner::CheckProvidedNotInstalled(const SNode& node, const SEvaluation& e
             continue;
         }
         const std::string strWhat = Quote(dependency.declared.strDisplay) + " needs " +
-                                    ComponentText(dependency.record) + " at " +
-                                    Quote(dependency.declared.strVersion) + " or later; no collector reports it " +
-                                    "installed, and step " + std::to_string(pInstalled->nStep) + " (" +
-                                    pInstalled->strPackage + ") provides it at " + Quote(pInstalled->strVersion);
+                                    ComponentText(dependency.record) + " at " + Quote(dependency.declared.strVersion) +
+                                    " or later; no collector reports it " + "installed, and step " +
+                                    std::to_string(pInstalled->nStep) + " (" + pInstalled->strPackage +
+                                    ") provides it at " + Quote(pInstalled->strVersion);
         if (CDependenciesChecker::CompareVersions(dependency.declared.strVersion, pInstalled->strVersion) > 0)
         {
             SPlanBlocker blocker;
@@ -354,8 +352,8 @@ void CPlanner::CheckProvidedNotInstalled(const SNode& node, const SEvaluation& e
         }
         else
         {
-            m_plan.vWarnings.push_back(SPlanWarning{"provided-not-installed", PackageName(node),
-                                                    strWhat + ", enough either way"});
+            m_plan.vWarnings.push_back(
+                SPlanWarning{"provided-not-installed", PackageName(node), strWhat + ", enough either way"});
         }
     }
 }
@@ -434,8 +432,8 @@ bool CPlanner::Satisfy(const SNode& node, CDeviceInfo::eDependencyType eType, co
                 {
                     strCycle += (strCycle.empty() ? "" : " -> ") + strPackage;
                 }
-                blocker.strReason = "needs " + strNeed + ", and every package that provides it needs this one first: " +
-                                    strCycle;
+                blocker.strReason = "needs " + strNeed +
+                                    ", and every package that provides it needs this one first: " + strCycle;
                 break;
             }
             case SResolution::EOutcome::MissingIntermediateVersion:
@@ -444,16 +442,16 @@ bool CPlanner::Satisfy(const SNode& node, CDeviceInfo::eDependencyType eType, co
                                     "), and the repository holds no intermediate version";
                 break;
             case SResolution::EOutcome::Downgrade:
-                blocker.strReason = "needs " + strNeed + ", and every package that provides it would downgrade "
+                blocker.strReason = "needs " + strNeed +
+                                    ", and every package that provides it would downgrade "
                                     "another component";
                 break;
             default:
-                blocker.strReason = "needs " + strNeed + ", and no package of the repository provides it" +
-                                    (resolution.strRequestedPath.empty()
-                                         ? std::string(" (its path names no place in the repository)")
-                                         : resolution.bRequestedPathHoldsPackage
-                                               ? std::string()
-                                               : " (no package at " + resolution.strRequestedPath + ")");
+                blocker.strReason =
+                    "needs " + strNeed + ", and no package of the repository provides it" +
+                    (resolution.strRequestedPath.empty() ? std::string(" (its path names no place in the repository)")
+                     : resolution.bRequestedPathHoldsPackage ? std::string()
+                                                             : " (no package at " + resolution.strRequestedPath + ")");
                 break;
             }
             AddBlocker(blocker);
@@ -536,8 +534,8 @@ CPlanner::ERequire CPlanner::Require(std::size_t nPackage, const SNode& requirer
     step.strRequiredVersion = dependency.declared.strVersion;
     step.strRequestedPath = resolution.strRequestedPath;
     step.bSubstituted = resolution.bSubstituted;
-    step.bSteppingStone =
-        requirer.pDescription != nullptr && CRepositoryIndex::Provides(*requirer.pDescription, dependency.record);
+    step.bSteppingStone = requirer.pDescription != nullptr &&
+                          CRepositoryIndex::Provides(*requirer.pDescription, dependency.record);
     step.vChain = vChain;
     step.vRejected = resolution.vRejected;
     m_plan.vSteps.push_back(step);

@@ -40,8 +40,8 @@ bool FeedDirectory(const std::string& strRoot, const std::string& strRelative, s
         if (entry.eKind == CRepositoryFileSystem::EKind::Regular)
         {
             std::string strContent;
-            if (!CRepositoryFileSystem::ReadRegularFile(strFull, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes),
-                                                        strContent, strError))
+            if (!CRepositoryFileSystem::ReadRegularFile(
+                    strFull, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes), strContent, strError))
             {
                 return false;
             }

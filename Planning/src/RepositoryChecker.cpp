@@ -48,20 +48,18 @@ SRepositoryFinding DependencyFinding(const char* pszCode, const SPackageDescript
 }
 
 // What the dependency's path finds, and what the plan would take instead.
-void CheckPath(const CRepositoryIndex& index, const SPackageDescription& package,
-               const SDeclaredDependency& dependency, const SResolution& resolution,
-               std::vector<SRepositoryFinding>& vFindings)
+void CheckPath(const CRepositoryIndex& index, const SPackageDescription& package, const SDeclaredDependency& dependency,
+               const SResolution& resolution, std::vector<SRepositoryFinding>& vFindings)
 {
-    const std::string strInstead =
-        resolution.eOutcome == SResolution::EOutcome::Resolved && resolution.bSubstituted
-            ? "; a plan would take " + index.At(resolution.nPackage).strPath + " (" +
-                  Quote(index.At(resolution.nPackage).strVersion) + ") instead"
-            : std::string();
+    const std::string strInstead = resolution.eOutcome == SResolution::EOutcome::Resolved && resolution.bSubstituted
+                                       ? "; a plan would take " + index.At(resolution.nPackage).strPath + " (" +
+                                             Quote(index.At(resolution.nPackage).strVersion) + ") instead"
+                                       : std::string();
     if (!resolution.bRequestedPathHoldsPackage)
     {
-        vFindings.push_back(DependencyFinding(
-            "path-missing", package, dependency,
-            "its path " + Quote(dependency.strPath) + " names no package of the repository" + strInstead));
+        vFindings.push_back(DependencyFinding("path-missing", package, dependency,
+                                              "its path " + Quote(dependency.strPath) +
+                                                  " names no package of the repository" + strInstead));
         return;
     }
     const SPackageDescription& atPath = index.At(index.AtPath(resolution.strRequestedPath));
@@ -236,11 +234,12 @@ void CheckDuplicates(const CRepositoryIndex& index, std::vector<SRepositoryFindi
             finding.eSeverity = ESeverity::Error;
             finding.strPackage = right.strPath;
             finding.strFile = FileOf(right);
-            finding.strMessage = "provides " + std::string(vIdentities[i].getDeviceType() == CDeviceInfo::eDeviceTypePCI
-                                                               ? "a PCI identity"
-                                                               : "component " + Quote(vIdentities[i].getComponentID())) +
-                                 " at version " + Quote(right.strVersion) + ", as " + left.strPath +
-                                 " does at " + Quote(left.strVersion) + ", with different content";
+            finding.strMessage = "provides " +
+                                 std::string(vIdentities[i].getDeviceType() == CDeviceInfo::eDeviceTypePCI
+                                                 ? "a PCI identity"
+                                                 : "component " + Quote(vIdentities[i].getComponentID())) +
+                                 " at version " + Quote(right.strVersion) + ", as " + left.strPath + " does at " +
+                                 Quote(left.strVersion) + ", with different content";
             vFindings.push_back(finding);
         }
     }
@@ -291,8 +290,8 @@ void CheckCatalog(const SRepositoryContent& content, const SCatalog* pCatalog, c
         }
         else if (it->second->strStamp != package.strStamp)
         {
-            add(package.strPath, "the catalog's stamp of " + package.strPath +
-                                     " (sizes and modification times) is not the tree's");
+            add(package.strPath,
+                "the catalog's stamp of " + package.strPath + " (sizes and modification times) is not the tree's");
         }
     }
     for (const auto& entry : mapListed)
@@ -379,10 +378,9 @@ std::vector<SRepositoryFinding> CRepositoryChecker::Check(const CRepositoryIndex
             {
                 vFindings.push_back(DependencyFinding(
                     "missing-intermediate-version", package, dependency,
-                    package.strPath + " updates this component to " + Quote(package.strVersion) +
-                        " and needs it at " + Quote(dependency.strVersion) +
-                        " first, but the repository holds no version from " + Quote(dependency.strVersion) +
-                        " up to below " + Quote(package.strVersion)));
+                    package.strPath + " updates this component to " + Quote(package.strVersion) + " and needs it at " +
+                        Quote(dependency.strVersion) + " first, but the repository holds no version from " +
+                        Quote(dependency.strVersion) + " up to below " + Quote(package.strVersion)));
             }
             if (resolution.eOutcome == SResolution::EOutcome::Resolved &&
                 std::find(vEdges[nPackage].begin(), vEdges[nPackage].end(), resolution.nPackage) ==

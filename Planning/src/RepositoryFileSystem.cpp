@@ -120,8 +120,7 @@ void RemoveBelow(int nDirectory)
         }
         if (S_ISDIR(info.st_mode))
         {
-            const int nChild =
-                openat(nDirectory, strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            const int nChild = openat(nDirectory, strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
             if (nChild >= 0)
             {
                 // A directory the collector left without search or write
@@ -227,8 +226,8 @@ bool CRepositoryFileSystem::ListDirectory(const std::string& strPath, std::vecto
     return true;
 }
 
-bool CRepositoryFileSystem::ReadRegularFile(const std::string& strPath, std::size_t nMaxBytes,
-                                            std::string& strContent, std::string& strError)
+bool CRepositoryFileSystem::ReadRegularFile(const std::string& strPath, std::size_t nMaxBytes, std::string& strContent,
+                                            std::string& strError)
 {
     strContent.clear();
     struct stat info;

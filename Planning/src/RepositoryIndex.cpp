@@ -8,10 +8,9 @@ const std::size_t CRepositoryIndex::npos = static_cast<std::size_t>(-1);
 
 CRepositoryIndex::CRepositoryIndex(std::vector<SPackageDescription> vPackages) : m_vPackages(std::move(vPackages))
 {
-    std::sort(m_vPackages.begin(), m_vPackages.end(),
-              [](const SPackageDescription& left, const SPackageDescription& right) {
-                  return left.strPath < right.strPath;
-              });
+    std::sort(
+        m_vPackages.begin(), m_vPackages.end(),
+        [](const SPackageDescription& left, const SPackageDescription& right) { return left.strPath < right.strPath; });
     for (std::size_t nIndex = 0; nIndex < m_vPackages.size(); ++nIndex)
     {
         const SPackageDescription& package = m_vPackages[nIndex];

@@ -32,8 +32,8 @@ public:
     // eMode Trust uses the catalog when there is a readable one and reads
     // the tree (without digests) otherwise; Reuse and Fresh read what they
     // must. False only when the repository's root cannot be read.
-    bool Load(CRepositoryScanner::EMode eMode, const std::string& strCatalogPath, bool bDigests,
-              SRepositoryLoad& load, std::string& strError);
+    bool Load(CRepositoryScanner::EMode eMode, const std::string& strCatalogPath, bool bDigests, SRepositoryLoad& load,
+              std::string& strError);
 
     CPackageSource& Source() { return m_source; }
 

@@ -58,8 +58,7 @@ bool CRepositoryScanner::Scan(EMode eMode, const SCatalog* pCatalog, bool bDiges
                 content.vRefused.push_back(SRefusedPackage{location.strPath, strStampError});
                 continue;
             }
-            if (strStamp != pListed->strStamp ||
-                (pListed->eFormat == EPackageFormat::Directory) != location.bDirectory)
+            if (strStamp != pListed->strStamp || (pListed->eFormat == EPackageFormat::Directory) != location.bDirectory)
             {
                 content.vRefused.push_back(SRefusedPackage{
                     location.strPath, "it changed since the catalog was written (the size or modification time of "
@@ -101,8 +100,8 @@ bool CRepositoryScanner::Scan(EMode eMode, const SCatalog* pCatalog, bool bDiges
         {
             if (mapInTree.count(entry.first) == 0)
             {
-                content.vRefused.push_back(SRefusedPackage{
-                    entry.first, "the catalog lists it, but the repository holds no package there"});
+                content.vRefused.push_back(
+                    SRefusedPackage{entry.first, "the catalog lists it, but the repository holds no package there"});
             }
         }
     }

@@ -45,8 +45,7 @@ public:
 
     CRepositoryScanner(const std::string& strRoot, CPackageSource& source);
 
-    bool Scan(EMode eMode, const SCatalog* pCatalog, bool bDigests, SRepositoryContent& content,
-              std::string& strError);
+    bool Scan(EMode eMode, const SCatalog* pCatalog, bool bDigests, SRepositoryContent& content, std::string& strError);
 
 private:
     std::string m_strRoot;

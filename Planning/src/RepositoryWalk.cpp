@@ -12,9 +12,9 @@ namespace
 // What the walk says of an entry it neither walks nor reads.
 std::string SkippedWords(CRepositoryFileSystem::EKind eKind)
 {
-    return std::string(CRepositoryFileSystem::KindWords(eKind)) +
-           (eKind == CRepositoryFileSystem::EKind::SymbolicLink ? ": links in a repository are not followed"
-                                                                 : ": not read");
+    return std::string(CRepositoryFileSystem::KindWords(eKind)) + (eKind == CRepositoryFileSystem::EKind::SymbolicLink
+                                                                       ? ": links in a repository are not followed"
+                                                                       : ": not read");
 }
 
 class CWalker
@@ -70,9 +70,9 @@ public:
             {
                 if (nDepth + 1 > repositorylimits::nMaxDepth)
                 {
-                    m_vSkipped.push_back(SRefusedPackage{
-                        strPath, "lies more than " + std::to_string(repositorylimits::nMaxDepth) +
-                                     " directories deep: not walked"});
+                    m_vSkipped.push_back(SRefusedPackage{strPath, "lies more than " +
+                                                                      std::to_string(repositorylimits::nMaxDepth) +
+                                                                      " directories deep: not walked"});
                     continue;
                 }
                 if (!Directory(strPath, nDepth + 1, strError))

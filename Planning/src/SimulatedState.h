@@ -10,7 +10,7 @@
 // One identity a planned step puts on the machine.
 struct SInstalledIdentity
 {
-    CDeviceInfo identity;  // as an inventory record would show it
+    CDeviceInfo identity;   // as an inventory record would show it
     std::string strVersion; // the package's version
     std::size_t nStep = 0;  // the step (1-based) that installs it
     std::string strPackage; // the package's path

@@ -322,14 +322,15 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
         }
         if (!ChecksumHolds(block))
         {
-            strError = "the archive has a damaged header (its checksum does not hold) after " + std::to_string(m_nMembers) +
-                       " members";
+            strError = "the archive has a damaged header (its checksum does not hold) after " +
+                       std::to_string(m_nMembers) + " members";
             return false;
         }
         uint64_t nSize = 0;
         if (!FieldNumber(block + 124, 12, nSize))
         {
-            strError = "the archive has a header with an unreadable size after " + std::to_string(m_nMembers) + " members";
+            strError = "the archive has a header with an unreadable size after " + std::to_string(m_nMembers) +
+                       " members";
             return false;
         }
         const char cType = block[156];
@@ -346,7 +347,7 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
         else
         {
             const std::string strPrefix = std::memcmp(block + 257, "ustar\0", 6) == 0 ? FieldText(block + 345, 155)
-                                                                                     : std::string();
+                                                                                      : std::string();
             const std::string strBase = FieldText(block, 100);
             strRawName = strPrefix.empty() ? strBase : strPrefix + "/" + strBase;
         }
@@ -374,7 +375,8 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
                 std::string strValue;
                 if (!PaxValue(strData, "path", strValue, bFound))
                 {
-                    strError = "the archive has a damaged extended header after " + std::to_string(m_nMembers) + " members";
+                    strError = "the archive has a damaged extended header after " + std::to_string(m_nMembers) +
+                               " members";
                     return false;
                 }
                 if (bFound)
@@ -383,7 +385,8 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
                 }
                 if (!PaxValue(strData, "size", strValue, bFound))
                 {
-                    strError = "the archive has a damaged extended header after " + std::to_string(m_nMembers) + " members";
+                    strError = "the archive has a damaged extended header after " + std::to_string(m_nMembers) +
+                               " members";
                     return false;
                 }
                 if (bFound)
@@ -409,7 +412,8 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
 
         if (++m_nMembers > nMaxMembers)
         {
-            strError = "the archive holds more than " + std::to_string(nMaxMembers) + " members: no package is that large";
+            strError = "the archive holds more than " + std::to_string(nMaxMembers) +
+                       " members: no package is that large";
             return false;
         }
         if (strRawName.size() > nMaxNameBytes)
@@ -425,7 +429,8 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
         }
         if (cType != '0' && cType != '\0' && cType != '7' && cType != '5')
         {
-            strError = "the archive member " + Quote(strRawName) + " has the unknown type " + Quote(std::string(1, cType));
+            strError = "the archive member " + Quote(strRawName) + " has the unknown type " +
+                       Quote(std::string(1, cType));
             return false;
         }
         std::string strReason;

@@ -52,8 +52,7 @@ public:
     // read by returning false, with its reason); or skipped. Each may be
     // called once per member; Next skips what was not read.
     bool ReadData(std::string& strData, std::size_t nMaxBytes, std::string& strError);
-    bool StreamData(const std::function<bool(const char*, std::size_t, std::string&)>& consumer,
-                    std::string& strError);
+    bool StreamData(const std::function<bool(const char*, std::size_t, std::string&)>& consumer, std::string& strError);
     bool SkipData(std::string& strError);
 
     std::size_t MemberCount() const { return m_nMembers; }

@@ -39,8 +39,8 @@ bool ReadFollowing(const std::string& strPath, std::string& strContent)
     {
         return false;
     }
-    return CRepositoryFileSystem::ReadRegularFile(szResolved, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes),
-                                                  strContent, strError);
+    return CRepositoryFileSystem::ReadRegularFile(
+        szResolved, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes), strContent, strError);
 }
 
 std::string DirectoryOf(const std::string& strPath)
@@ -67,8 +67,8 @@ bool CopyEntry(const std::string& strFrom, const std::string& strTo, std::size_t
     case CRepositoryFileSystem::EKind::Regular:
     {
         std::string strContent;
-        if (!CRepositoryFileSystem::ReadRegularFile(strFrom, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes),
-                                                    strContent, strError))
+        if (!CRepositoryFileSystem::ReadRegularFile(
+                strFrom, static_cast<std::size_t>(repositorylimits::nMaxMetadataBytes), strContent, strError))
         {
             strError = strFrom + ": " + strError;
             return false;

@@ -85,8 +85,7 @@ public:
     // group is then ended as at the time limit and the signal takes its
     // ordinary effect on this process. Returns the shell's wait status (as
     // ExecuteCmd does) and sets bTimedOut when the limit was reached.
-    virtual int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
-                                      bool& bTimedOut) = 0;
+    virtual int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs, bool& bTimedOut) = 0;
     // The value of an environment variable; false when it is not set.
     virtual bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) = 0;
     // Changes the working directory; on failure false, with the system's

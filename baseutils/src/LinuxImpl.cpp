@@ -216,7 +216,10 @@ std::vector<std::string> CLinuxImpl::ListDirectory(std::string& strDirectory, bo
     return vEntries;
 }
 
-std::vector<std::string> CLinuxImpl::GetFileList(std::string& strDirectory) { return ListDirectory(strDirectory, true); }
+std::vector<std::string> CLinuxImpl::GetFileList(std::string& strDirectory)
+{
+    return ListDirectory(strDirectory, true);
+}
 
 std::vector<std::string> CLinuxImpl::GetFileListName(std::string& strDirectory)
 {

@@ -45,8 +45,7 @@ public:
     bool IsStreamOrDevice(const std::string& strPath) override;
     int OpenHeldFile(const std::string& strPath, std::string& strText) override;
     void CloseHeldFile(int nFd) override;
-    int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
-                              bool& bTimedOut) override;
+    int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs, bool& bTimedOut) override;
     bool GetEnvironmentVariable(const std::string& strName, std::string& strValue) override;
     bool ChangeDirectory(const std::string& strPath, std::string& strError) override;
     bool GetModificationTime(const std::string& strPath, int64_t& nMilliseconds) override;

@@ -66,8 +66,8 @@ SCapturedStream TakeFile(int nFd, std::size_t nKeepBytes)
     std::size_t nRead = 0;
     while (nRead < stream.strHead.size())
     {
-        const ssize_t nGot = pread(nFd, &stream.strHead[nRead], stream.strHead.size() - nRead,
-                                   static_cast<off_t>(nRead));
+        const ssize_t nGot =
+            pread(nFd, &stream.strHead[nRead], stream.strHead.size() - nRead, static_cast<off_t>(nRead));
         if (nGot < 0 && errno == EINTR)
         {
             continue;

@@ -239,8 +239,8 @@ void CLogger::WriteFormatted(const char* pszFile, unsigned int nLine, const std:
     }
 
     const std::string strName = getFileName(pszFile != nullptr ? pszFile : "");
-    m_ofsLog << m_strStamp << ": " << std::setw(25) << strName << ":" << std::setw(5) << nLine << ": "
-             << strMessage << '\n';
+    m_ofsLog << m_strStamp << ": " << std::setw(25) << strName << ":" << std::setw(5) << nLine << ": " << strMessage
+             << '\n';
     m_ofsLog.flush();
     // About the line's length (a line number of more than five digits
     // counts as five).

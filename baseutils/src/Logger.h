@@ -169,34 +169,34 @@ constexpr SourceName<N> MakeSourceName(const char (&path)[N])
 } // namespace vexlog
 
 // The calling source file's name as the log shows it.
-#define VEXLOG_SOURCE                                                                      \
-    ([]() -> const char* {                                                                 \
-        static constexpr auto kSourceName = vexlog::MakeSourceName(__FILE__);              \
-        return kSourceName.text;                                                           \
+#define VEXLOG_SOURCE                                                                                                  \
+    ([]() -> const char* {                                                                                             \
+        static constexpr auto kSourceName = vexlog::MakeSourceName(__FILE__);                                          \
+        return kSourceName.text;                                                                                       \
     }())
 
 // Logs one message with the caller's source file and line. The message
 // expression is evaluated only while logging is on.
-#define VEXLOG(message)                                                                    \
-    do                                                                                     \
-    {                                                                                      \
-        CLogger* pVexLogger_ = CLogger::GetInstance();                                     \
-        if (pVexLogger_->IsWriting())                                                      \
-            pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                          \
+#define VEXLOG(message)                                                                                                \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        CLogger* pVexLogger_ = CLogger::GetInstance();                                                                 \
+        if (pVexLogger_->IsWriting())                                                                                  \
+            pVexLogger_->log(VEXLOG_SOURCE, __LINE__, (message));                                                      \
     } while (0)
 
 // VEXLOG for places that must not throw: a failure to build or write the
 // line (memory exhausted) is swallowed.
-#define VEXLOG_NOTHROW(message)                                                                    \
-    do                                                                                             \
-    {                                                                                              \
-        try                                                                                        \
-        {                                                                                          \
-            VEXLOG(message);                                                                       \
-        }                                                                                          \
-        catch (...)                                                                                \
-        {                                                                                          \
-        }                                                                                          \
+#define VEXLOG_NOTHROW(message)                                                                                        \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        try                                                                                                            \
+        {                                                                                                              \
+            VEXLOG(message);                                                                                           \
+        }                                                                                                              \
+        catch (...)                                                                                                    \
+        {                                                                                                              \
+        }                                                                                                              \
     } while (0)
 
 // While it lives, lines are recorded by any recorder but not written: for

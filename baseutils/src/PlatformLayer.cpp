@@ -47,8 +47,7 @@ int CPlatformLayer::ExecuteCmdNoWait(const std::string& strCommand, bool bWait, 
     return GetPlatform()->ExecuteCmdNoWait(strCommand, bWait, nTimeLimitMs);
 }
 
-int CPlatformLayer::ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
-                                          bool& bTimedOut)
+int CPlatformLayer::ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs, bool& bTimedOut)
 {
     return GetPlatform()->ExecuteCmdWithTimeout(strCommand, nTimeLimitMs, bTimedOut);
 }
@@ -133,10 +132,7 @@ bool CPlatformLayer::ExamineFile(const std::string& strPath, SFileState& state, 
     return GetPlatform()->ExamineFile(strPath, state, strError);
 }
 
-bool CPlatformLayer::BeginStreamCapture(std::string& strError)
-{
-    return GetPlatform()->BeginStreamCapture(strError);
-}
+bool CPlatformLayer::BeginStreamCapture(std::string& strError) { return GetPlatform()->BeginStreamCapture(strError); }
 
 void CPlatformLayer::TakeCapturedStreams(std::size_t nKeepBytes, SCapturedStream& out, SCapturedStream& err)
 {

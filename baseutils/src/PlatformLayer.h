@@ -27,8 +27,7 @@ public:
     static void* GetProcAddress(void* pHandle, const std::string& strSymbol);
     static int ExecuteCmd(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs);
     static int ExecuteCmdNoWait(const std::string& strCommand, bool bWait, const int64_t& nTimeLimitMs);
-    static int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs,
-                                     bool& bTimedOut);
+    static int ExecuteCmdWithTimeout(const std::string& strCommand, const int64_t& nTimeLimitMs, bool& bTimedOut);
     static void Sleep(int nSeconds);
     static std::string getCurrentDirectory();
     static std::string getCurrentProcessDirectory();

@@ -13,10 +13,9 @@
 CSMBIOSInventory::CSMBIOSInventory() : CSMBIOSInventory(SMBIOSSources()) {}
 
 CSMBIOSInventory::CSMBIOSInventory(const SMBIOSSources& sources)
-    : m_tokenFlag(0), m_rawTable(nullptr), m_rawTableLength(0), m_isESXi(0), m_mapBase(nullptr),
-      m_mapLength(0), m_sources(sources), m_eTableSource(eTableSourceNone), m_nEntryPointMajor(0),
-      m_nEntryPointMinor(0), m_bEntryPoint64Bit(false), m_nEntryPointDocRevision(0),
-      m_eSystemIdOrigin(eSystemIdNotRead)
+    : m_tokenFlag(0), m_rawTable(nullptr), m_rawTableLength(0), m_isESXi(0), m_mapBase(nullptr), m_mapLength(0),
+      m_sources(sources), m_eTableSource(eTableSourceNone), m_nEntryPointMajor(0), m_nEntryPointMinor(0),
+      m_bEntryPoint64Bit(false), m_nEntryPointDocRevision(0), m_eSystemIdOrigin(eSystemIdNotRead)
 {
     if (CPlatformLayer::IsFileExits(strEnableLogFileName))
     {

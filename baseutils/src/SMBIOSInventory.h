@@ -190,8 +190,7 @@ private:
     // Offset and length of string number nNumber (0 and 1 both select the
     // first) of the string set starting at nSetStart; false when it does not
     // end inside the table.
-    bool LocateString(std::size_t nSetStart, unsigned int nNumber, std::size_t& nStart,
-                      std::size_t& nLength) const;
+    bool LocateString(std::size_t nSetStart, unsigned int nNumber, std::size_t& nStart, std::size_t& nLength) const;
     // The offset of a structure start inside the held table.
     std::size_t OffsetOf(const unsigned char* pStruct) const;
     // Offset inside the table of the type-212 entry listing token, searching

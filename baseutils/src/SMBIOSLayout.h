@@ -65,10 +65,7 @@ inline unsigned char ByteSum(const unsigned char* pBytes, std::size_t nLength)
     return nSum;
 }
 
-inline uint16_t ReadLE16(const unsigned char* pBytes)
-{
-    return static_cast<uint16_t>(pBytes[0] | (pBytes[1] << 8));
-}
+inline uint16_t ReadLE16(const unsigned char* pBytes) { return static_cast<uint16_t>(pBytes[0] | (pBytes[1] << 8)); }
 
 inline uint32_t ReadLE32(const unsigned char* pBytes)
 {

@@ -123,8 +123,7 @@ int CSMBIOSInventory::ReadTableFromESXiDevice(int nFd)
     // Only the 31 bytes of the entry point were read: a length byte that
     // claims more cannot be verified and fails like a bad checksum.
     const std::size_t nEntryLength = pEntryPoint[kEntryPointLengthOffset];
-    if (nEntryLength != 0 &&
-        (nEntryLength > kEntryPointLength || ByteSum(pEntryPoint, nEntryLength) != 0))
+    if (nEntryLength != 0 && (nEntryLength > kEntryPointLength || ByteSum(pEntryPoint, nEntryLength) != 0))
     {
         VEXLOG("Checksum Failure");
         delete[] pEntryPoint;

@@ -236,8 +236,7 @@ int CSMBIOSInventory::getBrixRevisionData(int offset, int length, unsigned char*
     return getDataFromTable(kRevisionType, offset, length, ppData, 0);
 }
 
-std::string CSMBIOSInventory::GetStringFromStructure(int type, int offset, const char* pszName,
-                                                     const char* pszFailure)
+std::string CSMBIOSInventory::GetStringFromStructure(int type, int offset, const char* pszName, const char* pszFailure)
 {
     VEXLOG(std::string("Entered ") + pszName);
     unsigned char* pBuffer = nullptr;
@@ -366,8 +365,7 @@ int CSMBIOSInventory::GetDataWithMatchingBDF(const bdf_index* pBDF, Data_Locatio
         // says, except that a number above 1 with an empty set moves the copy
         // two bytes on, just past the set.
         std::size_t nCopy = nStruct + nLength;
-        if (m_rawTable[nNumber] > 1 && nCopy + 1 < nTableLength && m_rawTable[nCopy] == 0 &&
-            m_rawTable[nCopy + 1] == 0)
+        if (m_rawTable[nNumber] > 1 && nCopy + 1 < nTableLength && m_rawTable[nCopy] == 0 && m_rawTable[nCopy + 1] == 0)
         {
             nCopy += 2;
         }

@@ -16,8 +16,8 @@ using namespace packagenodes;
 
 namespace
 {
-const char* const kDependenciesXPath =
-    " //SoftwareComponent/SupportedDevices/Device/Dependency | //SoftwareComponent/SupportedDevices/Device/SoftDependency";
+const char* const kDependenciesXPath = " //SoftwareComponent/SupportedDevices/Device/Dependency | "
+                                       "//SoftwareComponent/SupportedDevices/Device/SoftDependency";
 // Platform entries of one dependency beyond which later Brand elements add
 // no more (see getDependencyInfo).
 const std::size_t kPlatformRepeatLimit = 100000;
@@ -92,7 +92,7 @@ std::size_t RecordBytes(const xmlNode* pDependency, const std::vector<SPCIInfo>&
     for (const xmlNode* pNode : {pDependency, static_cast<const xmlNode*>(pDependency->parent)})
     {
         for (const xmlAttr* pAttribute = pNode != nullptr && pNode->type == XML_ELEMENT_NODE ? pNode->properties
-                                                                                            : nullptr;
+                                                                                             : nullptr;
              pAttribute != nullptr; pAttribute = pAttribute->next)
         {
             if (const char* pszValue = xmlsupport::FirstChildContent(reinterpret_cast<const xmlNode*>(pAttribute)))
@@ -162,8 +162,7 @@ void ReadParentDevice(const xmlNode* pParent, SParentDevice& parent)
 bool CSoftwareComponentInfo::SIndexedDependencyEqual::operator()(const SIndexedDependency& left,
                                                                  const SIndexedDependency& right) const
 {
-    return left.strParentComponentID == right.strParentComponentID &&
-           left.pRecord->IsSameDependency(*right.pRecord);
+    return left.strParentComponentID == right.strParentComponentID && left.pRecord->IsSameDependency(*right.pRecord);
 }
 
 CSoftwareComponentInfo::SIndexedDependency CSoftwareComponentInfo::MakeIndexEntry(const CDeviceInfo* pRecord)
@@ -215,9 +214,9 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
     // Bytes the records built so far hold, and the most they may hold.
     std::size_t nBudgetUsed = 0;
     const std::size_t nDocumentBytes = m_ParseStamp.bValid ? static_cast<std::size_t>(m_ParseStamp.nSize) : 0;
-    const std::size_t nRecordBudget =
-        nDocumentBytes > kMinimumRecordBudget / kRecordBudgetPerByte ? nDocumentBytes * kRecordBudgetPerByte
-                                                                      : kMinimumRecordBudget;
+    const std::size_t nRecordBudget = nDocumentBytes > kMinimumRecordBudget / kRecordBudgetPerByte
+                                          ? nDocumentBytes * kRecordBudgetPerByte
+                                          : kMinimumRecordBudget;
 #endif
 
     const std::size_t nCount = xmlsupport::NodeCount(pNodeSet.get());
@@ -390,8 +389,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
                 if (vPlatforms.size() < kPlatformRepeatLimit && nPlatformsBefore < vDependencyBrandPlatforms.size())
                 {
                     vPlatforms.insert(vPlatforms.end(),
-                                      vDependencyBrandPlatforms.begin() +
-                                          static_cast<std::ptrdiff_t>(nPlatformsBefore),
+                                      vDependencyBrandPlatforms.begin() + static_cast<std::ptrdiff_t>(nPlatformsBefore),
                                       vDependencyBrandPlatforms.end());
                 }
                 nPlatformsBefore += CountModelPlatforms(pChild);
@@ -453,8 +451,7 @@ std::vector<CDeviceInfo*> CSoftwareComponentInfo::getDependencyInfo()
         // it is refused as a failed allocation is, with the same
         // consequence: a refused entry ends the list, a refused per-PCI copy
         // is lost alone.
-        const std::size_t nRecordBytes =
-            RecordBytes(pDependency, parentDevice.vPCIInfo, vOSInfo, vPlatforms, pciInfo);
+        const std::size_t nRecordBytes = RecordBytes(pDependency, parentDevice.vPCIInfo, vOSInfo, vPlatforms, pciInfo);
         auto FitsTheBudget = [&]() {
             if (nRecordBytes > nRecordBudget - nBudgetUsed)
             {

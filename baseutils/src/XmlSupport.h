@@ -100,8 +100,8 @@ struct SParseDiagnostic
         Fatal    // the document does not parse
     };
 
-    long nLine = 0;   // 1-based; 0 when unknown
-    long nColumn = 0; // 1-based; 0 when unknown
+    long nLine = 0;         // 1-based; 0 when unknown
+    long nColumn = 0;       // 1-based; 0 when unknown
     std::string strMessage; // libxml2's own text, without its line end
     ELevel eLevel = ELevel::Fatal;
     int nCode = 0; // libxml2's error number (xmlParserErrors); 0 when the file could not be read
@@ -109,7 +109,7 @@ struct SParseDiagnostic
 
 struct SDiagnosedParse
 {
-    DocumentPtr pDocument; // exactly what ParseFile gives
+    DocumentPtr pDocument;                      // exactly what ParseFile gives
     std::vector<SParseDiagnostic> vDiagnostics; // in the order the parser reported them
 };
 

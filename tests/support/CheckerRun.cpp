@@ -31,10 +31,10 @@ bool CanUseMountNamespace()
 {
     static const bool bUsable = [] {
         TempDir dir;
-        const CommandResult result = RunCommand(
-            {"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c",
-             "mount -t tmpfs vexdep-probe " + Quote(dir.Path()) + " && exit 42"},
-            dir.Path());
+        const CommandResult result =
+            RunCommand({"/usr/bin/unshare", "--mount", "--propagation", "private", "/bin/sh", "-c",
+                        "mount -t tmpfs vexdep-probe " + Quote(dir.Path()) + " && exit 42"},
+                       dir.Path());
         return result.nExitStatus == 42;
     }();
     return bUsable;
@@ -88,7 +88,8 @@ CommandResult RunInPackage(const std::vector<std::string>& vArgs, const std::str
     {
         if (firmware.eKind == Firmware::Kind::Sysfs)
         {
-            strScript += "chmod 0400 /sys/firmware/dmi/tables/smbios_entry_point /sys/firmware/dmi/tables/DMI || fail\n";
+            strScript +=
+                "chmod 0400 /sys/firmware/dmi/tables/smbios_entry_point /sys/firmware/dmi/tables/DMI || fail\n";
         }
         if (firmware.eKind != Firmware::Kind::Memory)
         {

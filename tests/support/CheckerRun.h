@@ -13,10 +13,10 @@ struct Firmware
 {
     enum class Kind
     {
-        Host,   // the machine's own (no private mount namespace)
-        None,   // empty /sys/firmware and /dev (no SMBIOS source at all)
-        Sysfs,  // the given entry point and table files under /sys/firmware/dmi/tables
-        Memory  // empty /sys/firmware, a /dev/mem holding the given image
+        Host,  // the machine's own (no private mount namespace)
+        None,  // empty /sys/firmware and /dev (no SMBIOS source at all)
+        Sysfs, // the given entry point and table files under /sys/firmware/dmi/tables
+        Memory // empty /sys/firmware, a /dev/mem holding the given image
     };
     Kind eKind = Kind::None;
     std::string strEntryPoint; // Sysfs

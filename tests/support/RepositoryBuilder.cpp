@@ -135,8 +135,8 @@ std::string TarArchive(const std::vector<TarEntry>& vEntries)
             strArchive += Padded(strLong);
         }
         const bool bData = entry.cType == '0' || entry.cType == '7';
-        strArchive += Header(entry.strName, entry.cType, bData ? entry.strContent.size() : 0, entry.nMode,
-                             entry.strLinkName);
+        strArchive +=
+            Header(entry.strName, entry.cType, bData ? entry.strContent.size() : 0, entry.nMode, entry.strLinkName);
         if (bData)
         {
             strArchive += Padded(entry.strContent);
@@ -206,7 +206,8 @@ std::string MachineInventory(const std::string& strDevices)
 
 std::string MachineComponent(const std::string& strComponentID)
 {
-    return "  <Device componentID=\"" + strComponentID + "\"><Application componentType=\"FRMW\" version=\"1\"/></Device>\n";
+    return "  <Device componentID=\"" + strComponentID +
+           "\"><Application componentType=\"FRMW\" version=\"1\"/></Device>\n";
 }
 
 std::string MachinePCI(const std::string& strPCI)
@@ -224,8 +225,8 @@ std::string PackageXml(const PackageSpec& spec)
     for (std::size_t nDevice = 0; nDevice < spec.vDevices.size(); ++nDevice)
     {
         const DeviceSpec& device = spec.vDevices[nDevice];
-        strXml += "    <Device componentID=\"" + Escape(device.strComponentID) + "\">\n      <Display lang=\"en\">Device " +
-                  Escape(device.strComponentID) + "</Display>\n";
+        strXml += "    <Device componentID=\"" + Escape(device.strComponentID) +
+                  "\">\n      <Display lang=\"en\">Device " + Escape(device.strComponentID) + "</Display>\n";
         for (const std::string& strPCI : device.vPCI)
         {
             strXml += "      <PCIInfo " + PCIAttributes(strPCI) + "/>\n";
@@ -260,8 +261,8 @@ std::string PackageXml(const PackageSpec& spec)
                     std::istringstream iss(dependency.strOS);
                     std::string strVendor, strMajor, strMinor;
                     iss >> strVendor >> strMajor >> strMinor;
-                    strXml += "        <DepOperatingSystem osVendor=\"" + strVendor + "\" osArch=\"x86_64\" majorVersion=\"" +
-                              strMajor + "\" minorVersion=\"" + strMinor +
+                    strXml += "        <DepOperatingSystem osVendor=\"" + strVendor +
+                              "\" osArch=\"x86_64\" majorVersion=\"" + strMajor + "\" minorVersion=\"" + strMinor +
                               "\" spMajorVersion=\"0\" spMinorVersion=\"0\"/>\n";
                 }
                 strXml += "      </" + strTag + ">\n";
@@ -275,10 +276,9 @@ std::string PackageXml(const PackageSpec& spec)
 void WritePackage(const std::string& strRepository, const PackageSpec& spec)
 {
     TempDir staging;
-    const std::string strBuild =
-        spec.eFormat == PackageFormat::Directory
-            ? (spec.strPath.empty() ? strRepository : strRepository + "/" + spec.strPath)
-            : staging.Path();
+    const std::string strBuild = spec.eFormat == PackageFormat::Directory
+                                     ? (spec.strPath.empty() ? strRepository : strRepository + "/" + spec.strPath)
+                                     : staging.Path();
     RunCommand({"/bin/mkdir", "-p", strBuild}, "/");
     WriteFile(strBuild + "/package.xml", PackageXml(spec));
     WriteFile(strBuild + "/payload.bin", "payload of " + spec.strPath + "\n");

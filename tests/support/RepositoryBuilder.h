@@ -51,7 +51,7 @@ struct DependencySpec
     std::string strPath; // backslashes allowed
     std::string strReleaseID = "INV";
     std::string strDisplay;
-    std::string strPCI; // "vendor:device:subvendor:subdevice" for a PCI dependency
+    std::string strPCI;                  // "vendor:device:subvendor:subdevice" for a PCI dependency
     std::vector<std::string> vPlatforms; // system IDs without 0x
     std::string strOS;                   // "vendor major minor" for one OS entry
 };

@@ -28,12 +28,11 @@ std::string HardBlock(const std::string& strDisplay, const std::string& strCurre
            "\n\tVEX DownloadPath     : {BASE}" + strPath + "\n";
 }
 
-std::string SoftBlock(const std::string& strDisplay, const std::string& strCurrent,
-                      const std::string& strRecommended, const std::string& strDetail, const std::string& strPath)
+std::string SoftBlock(const std::string& strDisplay, const std::string& strCurrent, const std::string& strRecommended,
+                      const std::string& strDetail, const std::string& strPath)
 {
-    return strDisplay + "\n\tCurrent  Version     : " + strCurrent + "\n\tRecommended Version  : " +
-           strRecommended + "\n\tDetail               : " + strDetail + "\n\tVEX DownloadPath     : {BASE}" +
-           strPath + "\n";
+    return strDisplay + "\n\tCurrent  Version     : " + strCurrent + "\n\tRecommended Version  : " + strRecommended +
+           "\n\tDetail               : " + strDetail + "\n\tVEX DownloadPath     : {BASE}" + strPath + "\n";
 }
 
 std::string ErrorLine(const std::string& strMessage) { return "\n\tError Message         : " + strMessage; }
@@ -71,8 +70,7 @@ std::string Dep(const std::string& strTag, const std::string& strAttributes, con
 }
 
 std::string Attributes(const std::string& strComponentID, const std::string& strVersion,
-                       const std::string& strReleaseID, const std::string& strPath,
-                       const std::string& strType = "FRMW")
+                       const std::string& strReleaseID, const std::string& strPath, const std::string& strType = "FRMW")
 {
     return "componentID=\"" + strComponentID + "\" componentType=\"" + strType + "\" version=\"" + strVersion +
            "\" path=\"" + strPath + "\" releaseID=\"" + strReleaseID + "\"";
@@ -171,9 +169,9 @@ std::vector<Scenario> BuildCatalogue()
                               kHardHeading + HardBlock("Unmet A", "1.9", "2.0", "A/a.bin") +
                                   HardBlock("Failed B", "Failed", "1.0", "B/b.bin") + kFailedClosing + kEnd,
                               ErrorLine("collector could not reach the device")));
-        s.vRuns.push_back(Run({"soft"}, 2,
-                              kSoftHeading + SoftBlock("Soft D", "3.0.9", "3.1", "needed for the new modes", "D/d.tgz") +
-                                  kEnd));
+        s.vRuns.push_back(
+            Run({"soft"}, 2,
+                kSoftHeading + SoftBlock("Soft D", "3.0.9", "3.1", "needed for the new modes", "D/d.tgz") + kEnd));
         vScenarios.push_back(s);
     }
 
@@ -182,11 +180,10 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "soft-failed-twice",
-            Package(NonPCIDevice(
-                "500",
-                Dep("SoftDependency", Attributes("201", "2.0", "RF", "F1\\sub\\f.tgz"), Display("First") +
-                                                                                           Detail("first detail")) +
-                    Dep("SoftDependency", Attributes("202", "2.0", "RF", "F2\\g.tgz"), Detail("second detail")))),
+            Package(NonPCIDevice("500", Dep("SoftDependency", Attributes("201", "2.0", "RF", "F1\\sub\\f.tgz"),
+                                            Display("First") + Detail("first detail")) +
+                                            Dep("SoftDependency", Attributes("202", "2.0", "RF", "F2\\g.tgz"),
+                                                Detail("second detail")))),
             kMachine);
         AddRelease(s, "RF", FailedInventory("inventory tool crashed"));
         s.vRuns.push_back(Run({"soft"}, 2,
@@ -252,8 +249,7 @@ std::vector<Scenario> BuildCatalogue()
         // Without "inv.xml" no device is present: nothing applies.
         Scenario s = MakeScenario(
             "no-inventory-text",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("401", "2.0", "R1", "x.bin"), Display("X")))),
-            "");
+            Package(NonPCIDevice("500", Dep("Dependency", Attributes("401", "2.0", "R1", "x.bin"), Display("X")))), "");
         AddRelease(s, "R1", InventoryDocument(Installed("401", "1.0")));
         s.vRuns.push_back(Nothing({"hard"}));
         vScenarios.push_back(s);
@@ -266,7 +262,8 @@ std::vector<Scenario> BuildCatalogue()
             Package(NonPCIDevice(
                 "500",
                 Dep("Dependency", Attributes("501", "2.0", "R1", "a.bin") + " context=\"all\"", Display("All lower")) +
-                    Dep("Dependency", Attributes("502", "2.0", "R1", "b.bin") + " context=\"os\"", Display("OS lower")) +
+                    Dep("Dependency", Attributes("502", "2.0", "R1", "b.bin") + " context=\"os\"",
+                        Display("OS lower")) +
                     Dep("Dependency", Attributes("503", "2.0", "R1", "c.bin") + " context=\"PREOS\"",
                         Display("Pre-OS")) +
                     Dep("Dependency", Attributes("504", "2.0", "R1", "d.bin") + " context=\"OS ALL\"",
@@ -288,18 +285,18 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "operating-systems",
-            Package(NonPCIDevice(
-                "500",
-                Dep("Dependency", Attributes("601", "2.0", "R1", "a.bin"), Display("No OS entry")) +
-                    Dep("Dependency", Attributes("602", "2.0", "R1", "b.bin"), Display("Matching") + OS("Linux", "9", "2")) +
-                    Dep("Dependency", Attributes("603", "2.0", "R1", "c.bin"),
-                        Display("Second matches") + OS("Linux", "8", "8") + OS("LINUX", "9", "2")) +
-                    Dep("Dependency", Attributes("604", "2.0", "R1", "d.bin"),
-                        Display("Version rule") + OS("linux", "9.0", "02")) +
-                    Dep("Dependency", Attributes("605", "2.0", "R1", "e.bin"),
-                        Display("Other OS") + OS("Windows", "10", "0")) +
-                    Dep("Dependency", Attributes("606", "2.0", "R1", "f.bin"),
-                        Display("Other release") + OS("Linux", "9", "3")))),
+            Package(
+                NonPCIDevice("500", Dep("Dependency", Attributes("601", "2.0", "R1", "a.bin"), Display("No OS entry")) +
+                                        Dep("Dependency", Attributes("602", "2.0", "R1", "b.bin"),
+                                            Display("Matching") + OS("Linux", "9", "2")) +
+                                        Dep("Dependency", Attributes("603", "2.0", "R1", "c.bin"),
+                                            Display("Second matches") + OS("Linux", "8", "8") + OS("LINUX", "9", "2")) +
+                                        Dep("Dependency", Attributes("604", "2.0", "R1", "d.bin"),
+                                            Display("Version rule") + OS("linux", "9.0", "02")) +
+                                        Dep("Dependency", Attributes("605", "2.0", "R1", "e.bin"),
+                                            Display("Other OS") + OS("Windows", "10", "0")) +
+                                        Dep("Dependency", Attributes("606", "2.0", "R1", "f.bin"),
+                                            Display("Other release") + OS("Linux", "9", "3")))),
             kMachine);
         AddRelease(s, "R1",
                    InventoryDocument(Installed("601", "1") + Installed("602", "1") + Installed("603", "1") +
@@ -318,20 +315,22 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "parent-devices",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("701", "2.0", "R1", "a.bin"),
-                                            Display("Non-PCI parent present"))) +
-                    NonPCIDevice("501", Dep("Dependency", Attributes("702", "2.0", "R1", "b.bin"),
-                                            Display("Non-PCI parent absent"))) +
-                    PCIDevice("600", "0010",
-                              Dep("Dependency", Attributes("703", "2.0", "R1", "c.bin"), Display("PCI parent present")) +
-                                  Dep("Dependency", "componentType=\"FRMW\" version=\"9.1\" path=\"n.bin\" releaseID=\"R1\"",
-                                      Display("PCI dependency") +
-                                          "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00ff\" subVendorID=\"1F0C\" "
-                                          "subDeviceID=\"0002\"/>"
-                                          "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"0100\" subVendorID=\"1F0C\" "
-                                          "subDeviceID=\"0002\"/>")) +
-                    PCIDevice("601", "0011",
-                              Dep("Dependency", Attributes("704", "2.0", "R1", "d.bin"), Display("PCI parent absent")))),
+            Package(
+                NonPCIDevice("500", Dep("Dependency", Attributes("701", "2.0", "R1", "a.bin"),
+                                        Display("Non-PCI parent present"))) +
+                NonPCIDevice("501", Dep("Dependency", Attributes("702", "2.0", "R1", "b.bin"),
+                                        Display("Non-PCI parent absent"))) +
+                PCIDevice("600", "0010",
+                          Dep("Dependency", Attributes("703", "2.0", "R1", "c.bin"), Display("PCI parent present")) +
+                              Dep("Dependency",
+                                  "componentType=\"FRMW\" version=\"9.1\" path=\"n.bin\" releaseID=\"R1\"",
+                                  Display("PCI dependency") +
+                                      "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"00ff\" subVendorID=\"1F0C\" "
+                                      "subDeviceID=\"0002\"/>"
+                                      "<DepPCIInfo vendorID=\"8A8A\" deviceID=\"0100\" subVendorID=\"1F0C\" "
+                                      "subDeviceID=\"0002\"/>")) +
+                PCIDevice("601", "0011",
+                          Dep("Dependency", Attributes("704", "2.0", "R1", "d.bin"), Display("PCI parent absent")))),
             kMachine);
         AddRelease(s, "R1",
                    InventoryDocument(Installed("701", "1") + Installed("702", "1") + Installed("703", "1") +
@@ -346,10 +345,10 @@ std::vector<Scenario> BuildCatalogue()
     // Platforms: this machine is 0x0b.
     {
         const std::string strDeps =
-            Dep("Dependency", Attributes("801", "2.0", "R1", "a.bin"), Display("For this platform") +
-                                                                        Platforms({"0A", "0b"})) +
-            Dep("Dependency", Attributes("802", "2.0", "R1", "b.bin"), Display("For other platforms") +
-                                                                        Platforms({"0B", "0c"})) +
+            Dep("Dependency", Attributes("801", "2.0", "R1", "a.bin"),
+                Display("For this platform") + Platforms({"0A", "0b"})) +
+            Dep("Dependency", Attributes("802", "2.0", "R1", "b.bin"),
+                Display("For other platforms") + Platforms({"0B", "0c"})) +
             Dep("Dependency", Attributes("803", "2.0", "R1", "c.bin"), Display("For every platform"));
         const std::string strInventory =
             InventoryDocument(Installed("801", "1") + Installed("802", "1") + Installed("803", "1"));
@@ -374,13 +373,13 @@ std::vector<Scenario> BuildCatalogue()
     }
     {
         // A two-byte system ID is written in upper case with four digits.
-        Scenario s = MakeScenario(
-            "platform-two-byte",
-            Package(NonPCIDevice(
-                "500", Dep("Dependency", Attributes("811", "2.0", "R1", "a.bin"), Display("Upper") + Platforms({"07C1"})) +
-                           Dep("Dependency", Attributes("812", "2.0", "R1", "b.bin"),
-                               Display("Lower") + Platforms({"07c1"})))),
-            kMachine);
+        Scenario s =
+            MakeScenario("platform-two-byte",
+                         Package(NonPCIDevice("500", Dep("Dependency", Attributes("811", "2.0", "R1", "a.bin"),
+                                                         Display("Upper") + Platforms({"07C1"})) +
+                                                         Dep("Dependency", Attributes("812", "2.0", "R1", "b.bin"),
+                                                             Display("Lower") + Platforms({"07c1"})))),
+                         kMachine);
         AddRelease(s, "R1", InventoryDocument(Installed("811", "1") + Installed("812", "1")));
         s.firmware = BrixFirmware(0xFE, 0x07C1);
         s.vRuns.push_back(Run({"hard"}, 1, kHardHeading + HardBlock("Upper", "1", "2.0", "a.bin") + kEnd));
@@ -403,11 +402,10 @@ std::vector<Scenario> BuildCatalogue()
     {
         // A machine whose system ID only physical memory gives (0x0B, single
         // byte), and a dependency for another platform: nothing applies.
-        Scenario s = MakeScenario(
-            "platform-memory-single-byte",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("821", "2.0", "R1", "a.bin"),
-                                            Display("For platform 0C") + Platforms({"0C"})))),
-            kMachine);
+        Scenario s = MakeScenario("platform-memory-single-byte",
+                                  Package(NonPCIDevice("500", Dep("Dependency", Attributes("821", "2.0", "R1", "a.bin"),
+                                                                  Display("For platform 0C") + Platforms({"0C"})))),
+                                  kMachine);
         AddRelease(s, "R1", InventoryDocument(Installed("821", "1")));
         SmbiosMemoryImage image;
         image.PlaceSmbios(0xF0010,
@@ -426,10 +424,10 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "instruction-named-like-a-child",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("831", "2.0", "R1", "a.bin"),
-                                            Display("Named like PCIInfo") + "<?DepPCIInfo?>") +
-                                            Dep("Dependency", Attributes("832", "2.0", "R1", "b.bin"),
-                                                Display("Plain")))),
+            Package(
+                NonPCIDevice("500", Dep("Dependency", Attributes("831", "2.0", "R1", "a.bin"),
+                                        Display("Named like PCIInfo") + "<?DepPCIInfo?>") +
+                                        Dep("Dependency", Attributes("832", "2.0", "R1", "b.bin"), Display("Plain")))),
             kMachine);
         AddRelease(s, "R1", InventoryDocument(Installed("831", "1") + Installed("832", "1")));
         s.vRuns.push_back(Run({"hard"}, 1, kHardHeading + HardBlock("Plain", "1", "2.0", "b.bin") + kEnd));
@@ -441,9 +439,10 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "package-order",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("903", "3", "R1", "c"), Display("Third ID first")) +
-                                            Dep("Dependency", Attributes("901", "3", "R1", "a"), Display("First ID")) +
-                                            Dep("Dependency", Attributes("902", "3", "R1", "b"), Display("Second ID")))),
+            Package(
+                NonPCIDevice("500", Dep("Dependency", Attributes("903", "3", "R1", "c"), Display("Third ID first")) +
+                                        Dep("Dependency", Attributes("901", "3", "R1", "a"), Display("First ID")) +
+                                        Dep("Dependency", Attributes("902", "3", "R1", "b"), Display("Second ID")))),
             kMachine);
         AddRelease(s, "R1", InventoryDocument(Installed("901", "1") + Installed("902", "2") + Installed("903", "2.9")));
         s.vRuns.push_back(Run({"hard"}, 1,
@@ -457,9 +456,10 @@ std::vector<Scenario> BuildCatalogue()
     {
         Scenario s = MakeScenario(
             "version-rules",
-            Package(NonPCIDevice("500", Dep("Dependency", Attributes("951", "A10", "R1", "a"), Display("Letters")) +
-                                            Dep("Dependency", Attributes("952", "9", "R1", "b"), Display("Nine")) +
-                                            Dep("Dependency", Attributes("953", "2.0", "R1", "c"), Display("Several")))),
+            Package(
+                NonPCIDevice("500", Dep("Dependency", Attributes("951", "A10", "R1", "a"), Display("Letters")) +
+                                        Dep("Dependency", Attributes("952", "9", "R1", "b"), Display("Nine")) +
+                                        Dep("Dependency", Attributes("953", "2.0", "R1", "c"), Display("Several")))),
             kMachine);
         AddRelease(s, "R1",
                    InventoryDocument(Installed("951", "a07") + Installed("952", "10a") + Installed("953", "1.5") +
@@ -479,9 +479,8 @@ std::vector<Scenario> BuildCatalogue()
             Package(NonPCIDevice("500", Dep("Dependency", Attributes("981", "2.0", "RT", "t.bin"), Display("Slow")))),
             kMachine);
         s.mapFiles["RT/PIEConfig.xml"] = PieConfig("collect.sh", "inventory.xml", "1");
-        s.mapFiles["RT/collect.sh"] =
-            "#!/bin/sh\necho run >> runs.log\nsleep 2\ncat > inventory.xml <<'INVENTORY'\n" +
-            InventoryDocument(Installed("981", "1.5")) + "\nINVENTORY\n";
+        s.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nsleep 2\ncat > inventory.xml <<'INVENTORY'\n" +
+                                      InventoryDocument(Installed("981", "1.5")) + "\nINVENTORY\n";
         s.vRuns.push_back(Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "1.5", "2.0", "t.bin") + kEnd));
         vScenarios.push_back(s);
 
@@ -489,7 +488,8 @@ std::vector<Scenario> BuildCatalogue()
         guarded.strName = "collector-timeout";
         guarded.vEnvironment = {"VEXDEP_COLLECTOR_TIMEOUT=config"};
         guarded.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nexec sleep 600\n";
-        guarded.vRuns = {Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
+        guarded.vRuns = {Run({"hard"}, 1,
+                             kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
                              ErrorLine("Inventory collector timed out after 1 seconds"))};
         vScenarios.push_back(guarded);
 
@@ -498,7 +498,8 @@ std::vector<Scenario> BuildCatalogue()
         fixed.vEnvironment = {"VEXDEP_COLLECTOR_TIMEOUT=1"};
         fixed.mapFiles["RT/PIEConfig.xml"] = PieConfig("collect.sh", "inventory.xml", "600");
         fixed.mapFiles["RT/collect.sh"] = "#!/bin/sh\necho run >> runs.log\nexec sleep 600\n";
-        fixed.vRuns = {Run({"hard"}, 1, kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
+        fixed.vRuns = {Run({"hard"}, 1,
+                           kHardHeading + HardBlock("Slow", "Failed", "2.0", "t.bin") + kFailedClosing + kEnd,
                            ErrorLine("Inventory collector timed out after 1 seconds"))};
         vScenarios.push_back(fixed);
     }
@@ -508,11 +509,11 @@ std::vector<Scenario> BuildCatalogue()
         Scenario s;
         s.strName = "sample-package";
         s.mapFiles["@copy"] = VEXDEP_SOURCE_DIR "/examples/package";
-        s.vRuns.push_back(
-            Run({"hard"}, 1,
-                kHardHeading +
-                    HardBlock("Storage Backplane Firmware", "3.10.0", "3.20.0", "FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN") +
-                    HardBlock("Network Adapter Firmware", "22.0.9", "22.1.4", "FOLDER09/NIC/NIC_FW_22.1.4.BIN") + kEnd));
+        s.vRuns.push_back(Run(
+            {"hard"}, 1,
+            kHardHeading +
+                HardBlock("Storage Backplane Firmware", "3.10.0", "3.20.0", "FOLDER04/BACKPLANE/BP_FW_3.20.0.BIN") +
+                HardBlock("Network Adapter Firmware", "22.0.9", "22.1.4", "FOLDER09/NIC/NIC_FW_22.1.4.BIN") + kEnd));
         s.vRuns.push_back(Run({"soft"}, 2,
                               kSoftHeading +
                                   SoftBlock("Storage Controller Driver", "7.3.0", "7.4.2",
@@ -560,10 +561,9 @@ void AddRelease(Scenario& scenario, const std::string& strReleaseID, const std::
 
 Firmware BrixFirmware(uint8_t nSingleByteId, uint16_t nTwoByteId)
 {
-    const std::string strTable = SmbiosTable({BiosInformationStructure("Brix", "2.19.1"),
-                                              SystemInformationStructure("Brix", "Server R1", "1", "SN0001"),
-                                              OemStringsStructure({"Brix System", "5[0000]"}),
-                                              RevisionStructure(nSingleByteId, nTwoByteId)});
+    const std::string strTable = SmbiosTable(
+        {BiosInformationStructure("Brix", "2.19.1"), SystemInformationStructure("Brix", "Server R1", "1", "SN0001"),
+         OemStringsStructure({"Brix System", "5[0000]"}), RevisionStructure(nSingleByteId, nTwoByteId)});
     EntryPoint2Options options;
     options.nTableLength = static_cast<uint16_t>(strTable.size());
     options.nTableAddress = 0xF1000;

@@ -16,8 +16,8 @@ struct ScenarioRun
 {
     std::vector<std::string> vArgs; // the arguments after the program name
     int nExitStatus = 255;
-    std::string strStdout;          // "{BASE}" stands for the download base address
-    std::string strStderr;          // "{PACKAGE}" stands for the package directory
+    std::string strStdout; // "{BASE}" stands for the download base address
+    std::string strStderr; // "{PACKAGE}" stands for the package directory
 };
 
 // A complete update package, the firmware the machine shows, and the runs

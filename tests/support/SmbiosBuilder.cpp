@@ -40,7 +40,10 @@ std::string Byte(unsigned int nValue) { return std::string(1, static_cast<char>(
 
 std::string Le16(uint16_t nValue) { return Byte(nValue) + Byte(nValue >> 8); }
 
-std::string Le32(uint32_t nValue) { return Le16(static_cast<uint16_t>(nValue)) + Le16(static_cast<uint16_t>(nValue >> 16)); }
+std::string Le32(uint32_t nValue)
+{
+    return Le16(static_cast<uint16_t>(nValue)) + Le16(static_cast<uint16_t>(nValue >> 16));
+}
 
 std::string Le64(uint64_t nValue)
 {
@@ -105,8 +108,8 @@ std::string SmbiosEntryPoint2(const EntryPoint2Options& options)
     strEntry += Byte(options.nMajor);
     strEntry += Byte(options.nMinor);
     strEntry += Le16(options.nMaxStructureSize);
-    strEntry += Byte(0);                  // entry point revision, 0x0A
-    strEntry += std::string(5, '\0');     // formatted area, 0x0B
+    strEntry += Byte(0);              // entry point revision, 0x0A
+    strEntry += std::string(5, '\0'); // formatted area, 0x0B
     strEntry += options.bBreakIntermediateAnchor ? "_DMX_" : "_DMI_";
     strEntry += '\0'; // intermediate checksum, 0x15
     strEntry += Le16(options.nTableLength);
@@ -222,8 +225,7 @@ std::string TokenStructure(const std::vector<TokenEntry>& vEntries, bool bWithEn
 }
 
 std::string SystemSlotStructure(uint8_t nBus, uint8_t nDevFn, uint16_t nSlotId,
-                                const std::vector<std::string>& vStrings, uint8_t nDesignationNumber,
-                                uint16_t nHandle)
+                                const std::vector<std::string>& vStrings, uint8_t nDesignationNumber, uint16_t nHandle)
 {
     std::string strBody;
     strBody += Byte(nDesignationNumber); // 0x04

@@ -29,8 +29,8 @@ std::string SmbiosStringSet(const std::vector<std::string>& vStrings);
 // One structure: header (type, formatted length = 4 + body size, handle),
 // the rest of the formatted area (strBody, the bytes from offset 4 on), then
 // the string set.
-std::string SmbiosStructure(uint8_t nType, const std::string& strBody,
-                            const std::vector<std::string>& vStrings = {}, uint16_t nHandle = 0);
+std::string SmbiosStructure(uint8_t nType, const std::string& strBody, const std::vector<std::string>& vStrings = {},
+                            uint16_t nHandle = 0);
 
 // A structure written as given, for malformed tables: the formatted-length
 // byte is nLengthByte whatever the body holds, and the bytes behind the body
@@ -138,8 +138,7 @@ struct TokenEntry
     uint8_t nAndMask;
     uint8_t nOrValue;
 };
-std::string TokenStructure(const std::vector<TokenEntry>& vEntries, bool bWithEndEntry = true,
-                           uint16_t nHandle = 0);
+std::string TokenStructure(const std::vector<TokenEntry>& vEntries, bool bWithEndEntry = true, uint16_t nHandle = 0);
 
 // Type 9, system slots (formatted length 0x11): designation string number at
 // 0x04, slot ID at 0x09, bus at 0x0F, device/function at 0x10.

@@ -75,7 +75,7 @@ void ReadBoth(int nOutFd, int nErrFd, std::string& strOut, std::string& strErr)
 } // namespace
 
 SPCIInfo MakePCIIdentity(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
-                     const std::string& strSubVendor)
+                         const std::string& strSubVendor)
 {
     SPCIInfo pci;
     pci.strDeviceID = strDevice;
@@ -142,8 +142,7 @@ std::string Trimmed(const std::string& strText)
 
 std::string PCIText(const SPCIInfo& pci)
 {
-    std::string strText = pci.strDeviceID + "/" + pci.strSubDeviceID + "/" + pci.strVendorID + "/" +
-                          pci.strSubVendorID;
+    std::string strText = pci.strDeviceID + "/" + pci.strSubDeviceID + "/" + pci.strVendorID + "/" + pci.strSubVendorID;
     if (!pci.strComponentID.empty())
     {
         strText += " component=" + pci.strComponentID;
@@ -589,10 +588,10 @@ std::string JsonSchemaErrors(const std::string& strSchema, const std::string& st
 {
     TempDir dir;
     WriteFile(dir.File("document.json"), strDocument);
-    const CommandResult result =
-        RunCommand({"/usr/bin/python3", std::string(VEXDEP_SOURCE_DIR) + "/tests/validate-json.py",
-                    std::string(VEXDEP_SOURCE_DIR) + "/docs/json/" + strSchema + ".schema.json", dir.File("document.json")},
-                   dir.Path());
+    const CommandResult result = RunCommand(
+        {"/usr/bin/python3", std::string(VEXDEP_SOURCE_DIR) + "/tests/validate-json.py",
+         std::string(VEXDEP_SOURCE_DIR) + "/docs/json/" + strSchema + ".schema.json", dir.File("document.json")},
+        dir.Path());
     if (result.nExitStatus == 0)
     {
         return std::string();

@@ -31,7 +31,7 @@ Records Own(const std::vector<CDeviceInfo*>& vRecords);
 
 // A PCI identity from its four IDs (device, subdevice, vendor, subvendor).
 SPCIInfo MakePCIIdentity(const std::string& strDevice, const std::string& strSubDevice, const std::string& strVendor,
-                     const std::string& strSubVendor);
+                         const std::string& strSubVendor);
 
 // A record's fields as text, so that a table row can list what a reader
 // must give. RecordField names one field: componentID, componentType,

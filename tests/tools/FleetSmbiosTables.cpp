@@ -33,11 +33,11 @@ int main(int argc, char* argv[])
     const std::string strSerial = argc == 6 ? argv[5] : std::string("SN") + argv[2];
 
     // The single-byte ID 0xFE says that the two-byte ID holds the system ID.
-    const std::string strTable = vextest::SmbiosTable(
-        {vextest::BiosInformationStructure(strManufacturer, "2.19.1"),
-         vextest::SystemInformationStructure(strManufacturer, strProduct, "1", strSerial),
-         vextest::OemStringsStructure({"Brix System", "5[0000]"}),
-         vextest::RevisionStructure(0xFE, static_cast<uint16_t>(nSystemId))});
+    const std::string strTable =
+        vextest::SmbiosTable({vextest::BiosInformationStructure(strManufacturer, "2.19.1"),
+                              vextest::SystemInformationStructure(strManufacturer, strProduct, "1", strSerial),
+                              vextest::OemStringsStructure({"Brix System", "5[0000]"}),
+                              vextest::RevisionStructure(0xFE, static_cast<uint16_t>(nSystemId))});
     vextest::EntryPoint2Options options;
     options.nTableLength = static_cast<uint16_t>(strTable.size());
     options.nTableAddress = 0xF1000;
