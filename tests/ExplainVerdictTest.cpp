@@ -446,3 +446,120 @@ TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesThePlatformsAreUnverifia
     EXPECT_NE(smbios.strStdout.find("/dev/mem: Permission denied\n"), std::string::npos) << smbios.strStdout;
     EXPECT_NE(smbios.strStdout.find("run as root"), std::string::npos) << smbios.strStdout;
 }
+
+TEST(ExplainVerdict, AComponentNotInstalledOrADependencyWithoutVersionIsNeverCalledCheckedAndMet)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("sample-package"), dir.Path());
+    // Every installed version raised to what the package asks for, and the
+    // enclosure processor (a hard dependency of every context) not installed.
+    for (const char* pszRelease : {"REL001", "REL002"})
+    {
+        const std::string strCollector = dir.File(std::string(pszRelease) + "/collect.sh");
+        std::string strText = ReadFile(strCollector);
+        for (const auto& change :
+             std::vector<std::pair<std::string, std::string>>{{"3.10.0", "3.20.0"},
+                                                              {"22.0.9", "22.1.4"},
+                                                              {"7.3.0", "7.4.2"},
+                                                              {"10.5.2", "11.0.0"},
+                                                              {"componentID=\"104600\"", "componentID=\"999999\""}})
+        {
+            for (std::string::size_type nAt = strText.find(change.first); nAt != std::string::npos;
+                 nAt = strText.find(change.first, nAt + change.second.size()))
+            {
+                strText.replace(nAt, change.first.size(), change.second);
+            }
+        }
+        WriteFile(strCollector, strText, true);
+    }
+    // vexdepcheck reports nothing: a component that is not installed is not
+    // older than the required version.
+    EXPECT_EQ(RunCommand({CheckerExecutable(), "hard"}, dir.Path()).nExitStatus, 255);
+    int nStatus = -1;
+    const Json notInstalled = Explain({"hard", "--exit-verdict"}, dir.Path(), nStatus);
+    EXPECT_EQ(notInstalled["verdict"], "ready") << notInstalled["reasons"].dump();
+    EXPECT_EQ(nStatus, 0);
+    const std::vector<std::string> vNotInstalled = ReasonTexts(notInstalled, "all-met");
+    ASSERT_EQ(vNotInstalled.size(), 1u) << notInstalled["reasons"].dump();
+    // The sample machine lacks one other component the package names: two
+    // are not installed now.
+    EXPECT_TRUE(AnyHolds(vNotInstalled, "2 checked and met, 2 not installed (the checker reports only an installed "
+                                        "component that is older)"))
+        << vNotInstalled[0];
+    EXPECT_FALSE(AnyHolds(vNotInstalled, "with no required version")) << vNotInstalled[0];
+
+    // Installed again, but the dependency asks for no version.
+    const std::string strCollector = dir.File("REL001/collect.sh");
+    std::string strText = ReadFile(strCollector);
+    strText.replace(strText.find("componentID=\"999999\""), 20, "componentID=\"104600\"");
+    WriteFile(strCollector, strText, true);
+    std::string strPackage = ReadFile(dir.File("package.xml"));
+    const std::string strVersioned = "componentID=\"104600\" componentType=\"FRMW\" version=\"2.3\"";
+    ASSERT_NE(strPackage.find(strVersioned), std::string::npos);
+    strPackage.replace(strPackage.find(strVersioned), strVersioned.size(),
+                       "componentID=\"104600\" componentType=\"FRMW\"");
+    WriteFile(dir.File("package.xml"), strPackage);
+    EXPECT_EQ(RunCommand({CheckerExecutable(), "hard"}, dir.Path()).nExitStatus, 255);
+    const Json withoutVersion = Explain({"hard"}, dir.Path(), nStatus);
+    EXPECT_EQ(withoutVersion["verdict"], "ready") << withoutVersion["reasons"].dump();
+    const std::vector<std::string> vWithoutVersion = ReasonTexts(withoutVersion, "all-met");
+    ASSERT_EQ(vWithoutVersion.size(), 1u) << withoutVersion["reasons"].dump();
+    EXPECT_TRUE(AnyHolds(vWithoutVersion, "2 checked and met, 1 not installed (the checker reports only an installed "
+                                          "component that is older), 1 with no required version (nothing to compare: "
+                                          "never reported unmet)"))
+        << vWithoutVersion[0];
+}
+
+TEST(ExplainVerdict, LintAndExplainRefuseADirectoryTheyCannotEnterInTheSameWords)
+{
+    SKIP_UNLESS_NOBODY();
+    TempDir parent;
+    ::chmod(parent.Path().c_str(), 0755);
+    const std::string strLocked = parent.File("locked");
+    MakeDirectory(strLocked);
+    WriteScenario(FindScenario("sample-package"), strLocked);
+    ::chmod(strLocked.c_str(), 0);
+    const CommandResult explain = RunAsNobody({kInspect, "explain", "hard", "--package-dir", strLocked}, "/");
+    const CommandResult lint = RunAsNobody({kInspect, "lint", "--package-dir", strLocked}, "/");
+    ::chmod(strLocked.c_str(), 0755);
+    EXPECT_EQ(explain.nExitStatus, 66);
+    EXPECT_EQ(lint.nExitStatus, explain.nExitStatus);
+    const std::string strReason = "cannot enter the package directory " + strLocked + ": Permission denied\n";
+    EXPECT_EQ(explain.strStderr, "vexinspect explain: " + strReason);
+    EXPECT_EQ(lint.strStderr, "vexinspect lint: " + strReason);
+}
+
+TEST(ExplainVerdict, LintSaysAConfigurationItCannotReadIsPermissionDenied)
+{
+    SKIP_UNLESS_NOBODY();
+    RootOwnedPackage package("sample-package");
+    ::chmod(package.File("REL001/PIEConfig.xml").c_str(), 0600);
+    const CommandResult result = RunAsNobody({kInspect, "lint", "--json"}, package.Path());
+    const Json lint = Json::parse(result.strStdout);
+    bool bFound = false;
+    for (const Json& finding : lint["findings"])
+    {
+        const std::string strMessage = finding["message"];
+        bFound = bFound || (finding["file"] == "REL001/PIEConfig.xml" &&
+                            strMessage.find("Permission denied") != std::string::npos);
+        EXPECT_EQ(strMessage.find("does not exist"), std::string::npos) << strMessage;
+    }
+    EXPECT_TRUE(bFound) << result.strStdout;
+}
+
+TEST(ExplainVerdict, AnEmptyPackageDescriptionIsDocumentIsEmptyAtLineOneForLintAndExplain)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("sample-package"), dir.Path());
+    WriteFile(dir.File("package.xml"), "");
+    const CommandResult lint = RunCommand({kInspect, "lint"}, dir.Path());
+    EXPECT_EQ(lint.nExitStatus, 2);
+    EXPECT_NE(lint.strStdout.find("package.xml:1:1: error: package.xml is not well-formed XML: Document is empty"),
+              std::string::npos)
+        << lint.strStdout;
+    int nStatus = -1;
+    const Json explain = Explain({"hard"}, dir.Path(), nStatus);
+    EXPECT_EQ(Kinds(explain), std::vector<std::string>({"package-description-unparsable"}));
+    EXPECT_EQ(explain["reasons"][0]["text"],
+              "package.xml does not parse (line 1, column 1: Document is empty): nothing is declared");
+}

@@ -177,6 +177,7 @@ void CExplainReport::ClassifyCollectorRuns()
         }
     }
     circumstances.strInventoryTextProblem = m_run.strInventoryTextProblem;
+    circumstances.strPackageDescriptionProblem = m_run.strPackageDescriptionProblem;
     m_run.verdict =
         CRunVerdict::Decide(m_run.eRequested, m_run.ePackageDescription, m_run.vDependencies, circumstances);
 }

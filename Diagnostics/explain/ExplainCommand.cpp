@@ -115,9 +115,13 @@ int CExplainCommand::Run(std::ostream& out, std::ostream& err)
 
     CExplainReport report;
     report.SetRun(eType, strWorkingDirectory, bPackageDescriptionFound, strInventoryXml);
-    if (bPackageDescriptionFound && !xmlsupport::ParseFile("package.xml"))
+    if (bPackageDescriptionFound)
     {
-        report.SetPackageDescription(EPackageDescription::Unparsable);
+        const xmlsupport::SDiagnosedParse parse = xmlsupport::ParseFileWithDiagnostics("package.xml");
+        if (!parse.pDocument)
+        {
+            report.SetPackageDescription(EPackageDescription::Unparsable, textformat::ParseFailure(parse.vDiagnostics));
+        }
     }
     // For a document a program parses, what the collectors write must not
     // land in it: their two streams are captured for the run, and each

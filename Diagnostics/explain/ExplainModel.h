@@ -214,6 +214,7 @@ struct SExplainedRun
     // Why the device list could not be read (missing, unreadable, does not
     // parse: the system's or the parser's words), or empty.
     std::string strInventoryTextProblem;
+    std::string strPackageDescriptionProblem; // the parser's place and message when package.xml does not parse
     SOSInfo runningOS;
     SSmbiosSummary smbios;
     CCollectorTimeLimit collectorTimeLimit;

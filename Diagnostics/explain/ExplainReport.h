@@ -40,7 +40,11 @@ public:
     void SetCollectorTimeLimit(const CCollectorTimeLimit& limit, const std::string& strRejectedValue);
     // How package.xml was found (missing, unparsable, parsed); parsed when
     // not set and the description was found.
-    void SetPackageDescription(EPackageDescription eState) { m_run.ePackageDescription = eState; }
+    void SetPackageDescription(EPackageDescription eState, const std::string& strProblem = std::string())
+    {
+        m_run.ePackageDescription = eState;
+        m_run.strPackageDescriptionProblem = strProblem;
+    }
     // Where what the collectors write is captured (when it is): each run's
     // share is taken when the checker reports the run. Not owned.
     void SetCollectorOutputCapture(CCollectorOutputCapture* pCapture) { m_pOutputCapture = pCapture; }

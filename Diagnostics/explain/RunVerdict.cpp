@@ -154,8 +154,12 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
     }
     else if (ePackage == EPackageDescription::Unparsable)
     {
-        vUnverifiable.push_back(
-            RunReason("package-description-unparsable", "package.xml does not parse: nothing is declared"));
+        vUnverifiable.push_back(RunReason("package-description-unparsable",
+                                          "package.xml does not parse" +
+                                              (circumstances.strPackageDescriptionProblem.empty()
+                                                   ? std::string()
+                                                   : " (" + circumstances.strPackageDescriptionProblem + ")") +
+                                              ": nothing is declared"));
     }
     else if (vDependencies.empty())
     {

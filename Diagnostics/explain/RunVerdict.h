@@ -45,6 +45,9 @@ struct SRunCircumstances
     // Why the machine's device list ("inv.xml") could not be read ("inv.xml
     // does not exist", the parser's message), or empty.
     std::string strInventoryTextProblem;
+    // Why package.xml does not parse (the parser's place and message), or
+    // empty.
+    std::string strPackageDescriptionProblem;
 };
 
 struct SRunVerdict

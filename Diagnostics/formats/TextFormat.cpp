@@ -1,5 +1,7 @@
 #include "TextFormat.h"
 
+#include <libxml/xmlerror.h>
+
 namespace textformat
 {
 std::string Label(const std::string& strLabel, std::size_t nWidth)
@@ -18,10 +20,13 @@ std::string ParseFailure(const std::vector<xmlsupport::SParseDiagnostic>& vDiagn
         {
             continue;
         }
+        // A document without any content is empty at its first line, as
+        // the library says ("Document is empty").
+        const long nLine = diagnostic.nCode == XML_ERR_DOCUMENT_EMPTY && diagnostic.nLine == 0 ? 1 : diagnostic.nLine;
         std::string strPlace;
-        if (diagnostic.nLine > 0)
+        if (nLine > 0)
         {
-            strPlace = "line " + std::to_string(diagnostic.nLine) +
+            strPlace = "line " + std::to_string(nLine) +
                        (diagnostic.nColumn > 0 ? ", column " + std::to_string(diagnostic.nColumn) : std::string()) +
                        ": ";
         }

@@ -69,7 +69,11 @@ void CPackageLinter::LintRelease(const std::string& strReleaseID, const xmlNode*
                 "): its collector never runs, and its dependencies get no inventory and are never reported");
         return;
     }
-    if (!CPlatformLayer::IsFileExistsAbs(strConfigPath))
+    // A configuration that is there but cannot be read is not missing: the
+    // parse below names the system's reason ("Permission denied").
+    const bool bConfigThere = CPlatformLayer::IsFileExistsAbs(strConfigPath) ||
+                              (!CPlatformLayer::CanOpen(strConfigPath, strError) && strError != std::strerror(ENOENT));
+    if (!bConfigThere)
     {
         Add("pieconfig-missing", kPackageFile, pFirstUse,
             Quote(strConfigFile) + " does not exist: the collector of release " + Quote(strReleaseID) +
