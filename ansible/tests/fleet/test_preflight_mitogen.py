@@ -74,22 +74,22 @@ def report_of(run):
         return json.load(handle)
 
 
-@pytest.mark.parametrize('spec', multihost.HOSTS, ids=[spec.name for spec in multihost.HOSTS])
-def test_each_host_gets_its_verdict_over_mitogen(run, spec):
-    host = dict((entry['host'], entry) for entry in report_of(run)['hosts'])[spec.name]
-    assert host['category'] == spec.verdict, host
-    assert (host['hard_verdict'], host['soft_verdict']) == (spec.hard, spec.soft), host
-    assert host['verdict_types'] == spec.types, host
-    if spec.kinds:
-        assert set(reason['kind'] for reason in host['reasons']) == spec.kinds, host
+@pytest.mark.parametrize('host_setup', multihost.HOSTS, ids=[host_setup.name for host_setup in multihost.HOSTS])
+def test_each_host_gets_its_verdict_over_mitogen(run, host_setup):
+    host = dict((entry['host'], entry) for entry in report_of(run)['hosts'])[host_setup.name]
+    assert host['category'] == host_setup.verdict, host
+    assert (host['hard_verdict'], host['soft_verdict']) == (host_setup.hard, host_setup.soft), host
+    assert host['verdict_types'] == host_setup.types, host
+    if host_setup.kinds:
+        assert set(reason['kind'] for reason in host['reasons']) == host_setup.kinds, host
     texts = ' '.join([host['message'] or ''] + [reason['text'] for reason in host['reasons']] +
                      [process['command'] for process in (host['timed_out'] or {}).get('running', [])])
-    assert spec.says.lower() in texts.lower(), host
+    assert host_setup.says.lower() in texts.lower(), host
 
 
 def test_every_host_is_in_the_report(run):
     report = report_of(run)
-    assert sorted(host['host'] for host in report['hosts']) == sorted(spec.name for spec in multihost.HOSTS)
+    assert sorted(host['host'] for host in report['hosts']) == sorted(host_setup.name for host_setup in multihost.HOSTS)
 
 
 def test_hung_host_is_ended_within_the_deadline_and_nothing_is_left(run):

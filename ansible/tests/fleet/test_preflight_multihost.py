@@ -76,35 +76,35 @@ OLD = inventory('3.10.0', '2.2', '10.2.0')
 # One managed host of the test fleet and what the report must say about it:
 # its verdict, the hard and soft verdicts, the types that decide the verdict,
 # the reason kinds, and a text its reasons or message must hold.
-Spec = collections.namedtuple('Spec', 'name system_id installed flags host_vars listening verdict hard soft '
+HostSetup = collections.namedtuple('HostSetup', 'name system_id installed flags host_vars listening verdict hard soft '
                                       'types kinds says')
-Spec.__new__.__defaults__ = ('0A1C', CURRENT, (), {}, True, 'ready', 'ready', 'ready', ['hard', 'soft'], set(), '')
+HostSetup.__new__.__defaults__ = ('0A1C', CURRENT, (), {}, True, 'ready', 'ready', 'ready', ['hard', 'soft'], set(), '')
 
 HOSTS = [
-    Spec('alpha'),
-    Spec('bravo', system_id='0A1D', installed=OLD, verdict='blocked', hard='blocked', soft='recommended',
+    HostSetup('alpha'),
+    HostSetup('bravo', system_id='0A1D', installed=OLD, verdict='blocked', hard='blocked', soft='recommended',
          types=['hard'], kinds={'unmet'}, says='installed "3.10.0", required "3.20.0"'),
-    Spec('charlie', system_id=None, flags=('collector-fails',), verdict='unverifiable', hard='unverifiable',
+    HostSetup('charlie', system_id=None, flags=('collector-fails',), verdict='unverifiable', hard='unverifiable',
          types=['hard'], kinds={'inventory-failed'}, says='backplane controller did not answer'),
-    Spec('delta', listening=False, verdict='unreachable', hard=None, soft=None, types=[], says='connect'),
+    HostSetup('delta', listening=False, verdict='unreachable', hard=None, soft=None, types=[], says='connect'),
     # Its soft collector fails: the host is unverifiable, never "ready".
-    Spec('echo', flags=('soft-collector-fails',), verdict='unverifiable', soft='unverifiable', types=['soft'],
+    HostSetup('echo', flags=('soft-collector-fails',), verdict='unverifiable', soft='unverifiable', types=['soft'],
          kinds={'inventory-failed'}, says='agent service is not running'),
     # Its collector never ends, and no collector time limit is set.
-    Spec('foxtrot', flags=('collector-hangs',), verdict='timed-out', hard=None, soft=None, types=[],
+    HostSetup('foxtrot', flags=('collector-hangs',), verdict='timed-out', hard=None, soft=None, types=[],
          says='sleep 86400'),
-    Spec('golf', host_vars={'preflight_remote_tmp_parent': MISSING_PARENT}, verdict='failed', hard=None,
+    HostSetup('golf', host_vars={'preflight_remote_tmp_parent': MISSING_PARENT}, verdict='failed', hard=None,
          soft=None, types=[], says='temporary parent %s does not exist on this host' % MISSING_PARENT),
     # Its collectors print progress on their standard output: kept out of the JSON the module reads.
-    Spec('hotel', flags=('collector-talks',)),
+    HostSetup('hotel', flags=('collector-talks',)),
 ]
 
 
 def start_test_fleet(tables_tool, hosts=HOSTS):
     fleet = fleethosts.Fleet(tables_tool)
-    for spec in hosts:
-        fleet.add(spec.name, system_id=spec.system_id, inventory=spec.installed, flags=spec.flags,
-                  listening=spec.listening, host_vars=spec.host_vars)
+    for host_setup in hosts:
+        fleet.add(host_setup.name, system_id=host_setup.system_id, inventory=host_setup.installed, flags=host_setup.flags,
+                  listening=host_setup.listening, host_vars=host_setup.host_vars)
     return fleet
 
 
@@ -168,25 +168,25 @@ def hosts_of(run):
     return dict((host['host'], host) for host in report_of(run)['hosts'])
 
 
-@pytest.mark.parametrize('spec', HOSTS, ids=[spec.name for spec in HOSTS])
-def test_each_host_gets_its_verdict(runs, spec):
-    host = hosts_of(runs.main)[spec.name]
-    assert host['category'] == spec.verdict, host
-    assert (host['hard_verdict'], host['soft_verdict']) == (spec.hard, spec.soft), host
-    assert host['verdict_types'] == spec.types, host
-    if spec.kinds:
-        assert set(reason['kind'] for reason in host['reasons']) == spec.kinds, host
+@pytest.mark.parametrize('host_setup', HOSTS, ids=[host_setup.name for host_setup in HOSTS])
+def test_each_host_gets_its_verdict(runs, host_setup):
+    host = hosts_of(runs.main)[host_setup.name]
+    assert host['category'] == host_setup.verdict, host
+    assert (host['hard_verdict'], host['soft_verdict']) == (host_setup.hard, host_setup.soft), host
+    assert host['verdict_types'] == host_setup.types, host
+    if host_setup.kinds:
+        assert set(reason['kind'] for reason in host['reasons']) == host_setup.kinds, host
     texts = ' '.join([host['message'] or ''] + [reason['text'] for reason in host['reasons']] +
                      [process['command'] for process in (host['timed_out'] or {}).get('running', [])])
-    assert spec.says.lower() in texts.lower(), host
+    assert host_setup.says.lower() in texts.lower(), host
 
 
 def test_every_host_is_in_the_report(runs):
     report = report_of(runs.main)
-    assert sorted(host['host'] for host in report['hosts']) == sorted(spec.name for spec in HOSTS)
-    expected = collections.Counter(spec.verdict for spec in HOSTS)
+    assert sorted(host['host'] for host in report['hosts']) == sorted(host_setup.name for host_setup in HOSTS)
+    expected = collections.Counter(host_setup.verdict for host_setup in HOSTS)
     assert report['counts'] == dict((category, expected.get(category, 0)) for category in report['counts'])
-    by_type = collections.Counter(t for spec in HOSTS if spec.verdict == 'unverifiable' for t in spec.types)
+    by_type = collections.Counter(t for host_setup in HOSTS if host_setup.verdict == 'unverifiable' for t in host_setup.types)
     assert report['unverifiable_by_type'] == {'hard': by_type['hard'], 'soft': by_type['soft']}
     assert report['title'] == 'Fleet preflight of the test fleet'
     assert (report['package']['name'], report['package']['version']) == ('Brix Enclosure Management Firmware',
@@ -233,7 +233,7 @@ def test_hosts_keep_no_temporary_directory(runs):
     # Ansible's own temporary directories are gone too.
     saved = json.loads(load(runs.main[1], 'preflight-results.json'))
     checked = [entry['check']['package_dir'] for entry in saved['hosts'] if (entry['check'] or {}).get('package_dir')]
-    assert len(checked) == sum(1 for spec in HOSTS if spec.verdict not in ('unreachable', 'failed')), checked
+    assert len(checked) == sum(1 for host_setup in HOSTS if host_setup.verdict not in ('unreachable', 'failed')), checked
     for directory in checked:
         assert os.path.dirname(directory) == runs.fleet.host_tmp
         assert not os.path.exists(directory)
@@ -272,7 +272,7 @@ def test_each_host_takes_one_ssh_command(runs):
 def test_check_mode_checks_and_writes_the_report_but_installs_nothing(runs):
     result, report_dir = runs.check
     hosts = hosts_of(runs.check)
-    assert sorted(hosts) == sorted(spec.name for spec in HOSTS if spec.name != 'foxtrot'), result.stdout
+    assert sorted(hosts) == sorted(host_setup.name for host_setup in HOSTS if host_setup.name != 'foxtrot'), result.stdout
     main = hosts_of(runs.main)
     for name, host in hosts.items():
         assert host['category'] == main[name]['category'], (name, host)
@@ -285,8 +285,8 @@ def test_report_files(runs):
     _, report_dir = runs.main
     markdown = load(report_dir, 'fleet-report.md')
     assert markdown.startswith('# Fleet preflight of the test fleet\n')
-    verdicts = collections.Counter(spec.verdict for spec in HOSTS)
-    by_type = collections.Counter(t for spec in HOSTS if spec.verdict == 'unverifiable' for t in spec.types)
+    verdicts = collections.Counter(host_setup.verdict for host_setup in HOSTS)
+    by_type = collections.Counter(t for host_setup in HOSTS if host_setup.verdict == 'unverifiable' for t in host_setup.types)
     unverifiable = '%d (%s)' % (verdicts['unverifiable'], ', '.join('%s %d' % (t, by_type[t]) for t in ('hard', 'soft')
                                                                     if by_type[t]))
     assert '%d of %d hosts can take the update now; blocked: %d, unverifiable: %s, timed out: %d, failed: %d, ' \
@@ -303,7 +303,7 @@ def test_report_files(runs):
     for reference in ('src="http', "src='http", 'href="http', '<link', '<script src', '@import', 'url('):
         assert reference not in page, reference
     saved = json.loads(load(report_dir, 'preflight-results.json'))
-    assert sorted(entry['host'] for entry in saved['hosts']) == sorted(spec.name for spec in HOSTS)
+    assert sorted(entry['host'] for entry in saved['hosts']) == sorted(host_setup.name for host_setup in HOSTS)
 
 
 def test_junit_report_is_valid(runs):
@@ -316,7 +316,7 @@ def test_junit_report_is_valid(runs):
     assert checked.returncode == 0, checked.stderr
     text = load(report_dir, 'fleet-report.junit.xml')
     assert text.count('<testcase ') == len(HOSTS)
-    assert text.count('<failure ') == sum(1 for spec in HOSTS if spec.verdict not in ('ready', 'recommended'))
+    assert text.count('<failure ') == sum(1 for host_setup in HOSTS if host_setup.verdict not in ('ready', 'recommended'))
 
 
 def test_the_html_report_renders_in_headless_chromium(runs, tmp_path):
@@ -329,8 +329,8 @@ def test_the_html_report_renders_in_headless_chromium(runs, tmp_path):
     dom = chromium.dump_dom(page)
     # What the browser built from the page: the bar, a row per host, the prerequisites.
     assert 'aria-label="hosts per verdict"' in dom
-    for spec in HOSTS:
-        assert '<td>%s</td>' % spec.name in dom, spec.name
+    for host_setup in HOSTS:
+        assert '<td>%s</td>' % host_setup.name in dom, host_setup.name
     assert BACKPLANE in dom
     measured = chromium.measure(page, 'echo')
     assert measured['scrollWidth'] <= measured['clientWidth'], measured

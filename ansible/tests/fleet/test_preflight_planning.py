@@ -53,25 +53,25 @@ from fleetrepository import (AGENT_11, BP_315, BP_320, SEP_23, installed, prepar
 
 # A host of the planning fleet: its check verdict, and its plan's status, verdict and steps (in order) or
 # the kinds of what stops it.
-Spec = collections.namedtuple('Spec', 'name system_id installed flags listening verdict plan_status plan_verdict '
+HostSetup = collections.namedtuple('HostSetup', 'name system_id installed flags listening verdict plan_status plan_verdict '
                                       'steps blockers')
-Spec.__new__.__defaults__ = ('0A1C', multihost.CURRENT, (), True, 'ready', 'not-needed', None, [], [])
+HostSetup.__new__.__defaults__ = ('0A1C', multihost.CURRENT, (), True, 'ready', 'not-needed', None, [], [])
 
 HOSTS = [
-    Spec('alpha'),
+    HostSetup('alpha'),
     # Everything old on the platform that needs the enclosure processor too.
-    Spec('bravo', system_id='0A1D', installed=installed('3.10.0', '2.2', '10.2.0'), verdict='blocked',
+    HostSetup('bravo', system_id='0A1D', installed=installed('3.10.0', '2.2', '10.2.0'), verdict='blocked',
          plan_status='planned', plan_verdict='complete', steps=[BP_315, BP_320, SEP_23, AGENT_11]),
     # Over the intermediate version already: only the backplane firmware.
-    Spec('kilo', installed=installed('3.17.0', '2.4.1', '11.0.0'), verdict='blocked', plan_status='planned',
+    HostSetup('kilo', installed=installed('3.17.0', '2.4.1', '11.0.0'), verdict='blocked', plan_status='planned',
          plan_verdict='complete', steps=[BP_320]),
     # An expander whose firmware the repository does not hold.
-    Spec('lima', installed=installed('3.10.0', '2.4.1', '11.0.0', expander='1.0'), verdict='blocked',
+    HostSetup('lima', installed=installed('3.10.0', '2.4.1', '11.0.0', expander='1.0'), verdict='blocked',
          plan_status='planned', plan_verdict='blocked', steps=[BP_315], blockers=['missing']),
     # The hard collector fails: neither the check nor the plan can be trusted.
-    Spec('charlie', system_id=None, flags=('collector-fails',), verdict='unverifiable', plan_status='planned',
+    HostSetup('charlie', system_id=None, flags=('collector-fails',), verdict='unverifiable', plan_status='planned',
          plan_verdict='unverifiable', blockers=['unverifiable']),
-    Spec('delta', listening=False, verdict='unreachable', plan_status='not-planned'),
+    HostSetup('delta', listening=False, verdict='unreachable', plan_status='not-planned'),
 ]
 WAVES = [(1, [BP_315], []), (2, [BP_320], ['kilo']), (3, [SEP_23], []), (4, [AGENT_11], ['bravo'])]
 
@@ -87,9 +87,9 @@ def runs(tmp_path_factory):
     repository = prepare_repository(str(work / 'repository'))
     package = prepare_package(str(work / 'package'))
     fleet = fleethosts.Fleet(tables_tool)
-    for spec in HOSTS:
-        fleet.add(spec.name, system_id=spec.system_id, inventory=spec.installed, flags=spec.flags,
-                  listening=spec.listening)
+    for host_setup in HOSTS:
+        fleet.add(host_setup.name, system_id=host_setup.system_id, inventory=host_setup.installed, flags=host_setup.flags,
+                  listening=host_setup.listening)
     try:
         fleet.start()
         fleet.inventory_path = fleet.inventory(group_vars={'preflight_remote_tmp_parent': fleet.host_tmp})
@@ -140,24 +140,24 @@ def without(items, keys=('format', 'digest')):
     return [dict((key, value) for key, value in item.items() if key not in keys) for item in items]
 
 
-@pytest.mark.parametrize('spec', HOSTS, ids=[spec.name for spec in HOSTS])
-def test_each_host_gets_its_plan(runs, spec):
-    host = hosts_of(runs.first)[spec.name]
-    assert host['category'] == spec.verdict, host
+@pytest.mark.parametrize('host_setup', HOSTS, ids=[host_setup.name for host_setup in HOSTS])
+def test_each_host_gets_its_plan(runs, host_setup):
+    host = hosts_of(runs.first)[host_setup.name]
+    assert host['category'] == host_setup.verdict, host
     plan = host['plan']
-    assert plan['status'] == spec.plan_status, plan
-    assert plan['verdict'] == spec.plan_verdict, plan
-    assert [step['package'] for step in plan['steps']] == spec.steps, plan
-    assert sorted(set(blocker['kind'] for blocker in plan['blockers'])) == spec.blockers, plan
+    assert plan['status'] == host_setup.plan_status, plan
+    assert plan['verdict'] == host_setup.plan_verdict, plan
+    assert [step['package'] for step in plan['steps']] == host_setup.steps, plan
+    assert sorted(set(blocker['kind'] for blocker in plan['blockers'])) == host_setup.blockers, plan
 
 
-@pytest.mark.parametrize('spec', [spec for spec in HOSTS if spec.plan_status == 'planned'],
-                         ids=[spec.name for spec in HOSTS if spec.plan_status == 'planned'])
-def test_each_plan_is_the_one_vexinspect_makes_on_the_host(runs, spec):
+@pytest.mark.parametrize('host_setup', [host_setup for host_setup in HOSTS if host_setup.plan_status == 'planned'],
+                         ids=[host_setup.name for host_setup in HOSTS if host_setup.plan_status == 'planned'])
+def test_each_plan_is_the_one_vexinspect_makes_on_the_host(runs, host_setup):
     saved = json.loads(load(runs.second[1], 'preflight-results.json'))
-    entry = [e for e in saved['hosts'] if e['host'] == spec.name][0]
+    entry = [e for e in saved['hosts'] if e['host'] == host_setup.name][0]
     module = entry['plan']['plan']
-    direct = direct_plan(runs, spec.name)
+    direct = direct_plan(runs, host_setup.name)
     assert module['verdict'] == direct['verdict']
     # The packed repository's packages are metadata copies: their format and digest are the copies' own.
     assert without(module['steps']) == without(direct['steps'])
@@ -224,10 +224,10 @@ def test_check_mode_and_limit_plan_the_limited_hosts_in_one_more_task(runs):
     result, _ = runs.limited
     hosts = hosts_of(runs.limited)
     assert sorted(hosts) == ['bravo', 'kilo'], result.stdout
-    for spec in HOSTS:
-        if spec.name in hosts:
-            plan = hosts[spec.name]['plan']
-            assert (plan['verdict'], [step['package'] for step in plan['steps']]) == (spec.plan_verdict, spec.steps)
+    for host_setup in HOSTS:
+        if host_setup.name in hosts:
+            plan = hosts[host_setup.name]['plan']
+            assert (plan['verdict'], [step['package'] for step in plan['steps']]) == (host_setup.plan_verdict, host_setup.steps)
     for name in ('bravo', 'kilo'):
         port = [host.port for host in runs.fleet.hosts if host.name == name][0]
         commands = [line for line in result.stdout.splitlines()
