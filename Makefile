@@ -60,6 +60,8 @@ DEB_PACKAGES := cmake g++ make pkg-config libxml2-dev libgtest-dev valgrind libx
 FUZZ_TARGETS := PackageReaderFuzzer InventoryDocumentFuzzer PluginConfigFuzzer SmbiosFuzzer \
                 CompareVersionsFuzzer EvaluationFuzzer RepositoryReaderFuzzer
 
+# When make started: make test tells how long the builds before its phases took.
+MAKE_STARTED := $(shell date +%s)
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 # The test phases run in pipelines whose status must be that of the phase.
 SHELL := /bin/bash
@@ -93,12 +95,16 @@ build:
 # the tests of all of them, and the status is that of the worst.
 test: deps build portable
 	@logs=$(BUILD_DIR)/test-logs; mkdir -p $$logs; status=0; set -o pipefail; \
-	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS) 2>&1 | tee $$logs/main.log || status=1; \
-	$(MAKE) --no-print-directory lint 2>&1 | tee $$logs/lint.log || status=1; \
-	$(MAKE) --no-print-directory test-asan 2>&1 | tee $$logs/asan.log || status=1; \
-	$(MAKE) --no-print-directory fuzz-smoke 2>&1 | tee $$logs/fuzz.log || status=1; \
-	echo; tests/count-tests.sh main=$$logs/main.log lint=$$logs/lint.log sanitizers=$$logs/asan.log \
-	  fuzz-smoke=$$logs/fuzz.log; \
+	times="build $$(( $$(date +%s) - $(MAKE_STARTED) )) s"; \
+	phase() { local name=$$1 start=$$SECONDS; shift; \
+	  "$$@" 2>&1 | tee $$logs/$$name.log || status=1; times="$$times, $$name $$((SECONDS - start)) s"; }; \
+	phase main ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS); \
+	phase lint $(MAKE) --no-print-directory lint; \
+	phase sanitizers $(MAKE) --no-print-directory test-asan; \
+	phase fuzz-smoke $(MAKE) --no-print-directory fuzz-smoke; \
+	echo; tests/count-tests.sh main=$$logs/main.log lint=$$logs/lint.log sanitizers=$$logs/sanitizers.log \
+	  fuzz-smoke=$$logs/fuzz-smoke.log; \
+	echo "wall time: $$times"; \
 	exit $$status
 
 # One static executable for every server: no dynamic dependency, at most
@@ -160,7 +166,7 @@ package: deps
 fuzz-build:
 	cmake -S . -B $(FUZZ_DIR) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	      -DVEXDEP_FUZZ=ON -DVEXDEP_BUILD_TESTS=OFF $(CMAKE_FLAGS)
-	cmake --build $(FUZZ_DIR) -j$(JOBS)
+	cmake --build $(FUZZ_DIR) -j$(JOBS) --target $(FUZZ_TARGETS)
 
 # Every target for FUZZ_SECONDS in turn. New inputs collect in
 # $(FUZZ_DIR)/corpus/<target>, the full output in $(FUZZ_DIR)/logs, and any
