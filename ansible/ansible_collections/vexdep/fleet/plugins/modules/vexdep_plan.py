@@ -38,31 +38,47 @@ options:
     description:
       - The update package's directory on the managed host (holding C(package.xml) and the machine's
         C(inv.xml)).
-      - Exactly one of I(package_dir), I(package_archive) and I(src) is required.
+      - Exactly one of I(package_dir), I(package_archive), I(package_content) and I(src) is required.
     type: path
   package_archive:
     description:
       - A C(.tar.gz) of the update package on the managed host, unpacked privately and removed again.
     type: path
+  package_content:
+    description:
+      - The C(.tar.gz) of the update package itself, base64-encoded, unpacked privately as I(package_archive)
+        is. The action fills it in from I(src); a playbook seldom sets it.
+    type: str
   src:
     description:
-      - A C(.tar.gz) of the update package on the controller. The action copies it into the task's
-        temporary directory on the host and plans it as I(package_archive) in the same round trip.
+      - A C(.tar.gz) of the update package on the controller. The action sends it in the module's arguments
+        (I(package_content)) while it and the repository's archive together are at most 1 MiB, else it copies
+        it into the task's temporary directory on the host and plans it as I(package_archive); either way in
+        the same round trip.
     type: path
   repository:
     description:
       - The repository's directory on the managed host; it is only read.
-      - Exactly one of I(repository), I(repository_archive) and I(repository_src) is required.
+      - Exactly one of I(repository), I(repository_archive), I(repository_content) and I(repository_src) is
+        required.
     type: path
   repository_archive:
     description:
       - An archive of the repository on the managed host, as C(vexinspect repo pack) writes it (any tar
         archive of a repository does), unpacked privately and removed again.
     type: path
+  repository_content:
+    description:
+      - The repository's archive itself, base64-encoded, unpacked privately as I(repository_archive) is. The
+        action fills it in from I(repository_src); a playbook seldom sets it.
+    type: str
   repository_src:
     description:
-      - The archive of the repository on the controller. The action copies it into the task's temporary
-        directory on the host and plans with it as I(repository_archive), in the same round trip.
+      - The archive of the repository on the controller. The action sends it in the module's arguments
+        (I(repository_content)) when it fits within 1 MiB with the package's archive (a packed repository of
+        hundreds of packages takes tens of KiB), else it copies it into the task's temporary directory on the
+        host and plans with it as I(repository_archive); either way in the same round trip, so that a planned
+        host costs one command.
     type: path
   type:
     description:
@@ -195,7 +211,7 @@ import shutil
 import time
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.vexdep.fleet.plugins.module_utils.archive import unpack
+from ansible_collections.vexdep.fleet.plugins.module_utils.archive import SENT_ARCHIVE, unpack
 from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, run_until
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
@@ -224,6 +240,26 @@ def existing_directory(path, what):
     return path
 
 
+# The options that name one input (its content, archive on the host, archive on
+# the controller, directory) and how messages name its archive and directory.
+PACKAGE_OPTIONS = ('package_content', 'package_archive', 'src', 'package_dir', 'package archive', 'package directory')
+REPOSITORY_OPTIONS = ('repository_content', 'repository_archive', 'repository_src', 'repository', 'repository archive',
+                      'repository')
+
+
+def unpacked_or_directory(params, options, unpacked):
+    """The private directory the input's archive (content or file) unpacks to, added to unpacked, or the input's
+    existing directory."""
+    content_option, archive_option, src_option, directory_option, archive_what, directory_what = options
+    content = params.get(content_option)
+    archive = SENT_ARCHIVE if content is not None else params.get(archive_option) or params.get(src_option)
+    if not archive:
+        return existing_directory(params[directory_option], directory_what)
+    directory = unpack(archive, params.get('tmp_parent'), archive_what, content=content)
+    unpacked.append(directory)
+    return directory
+
+
 def trimmed(document, evaluations=False):
     """The plan document the module returns."""
     if evaluations:
@@ -243,18 +279,8 @@ def run_plan(module, params, runner=run_until, now=time.time):
     plan_type = params.get('type') or 'both'
     unpacked = []
     try:
-        package_archive = params.get('package_archive') or params.get('src')
-        if package_archive:
-            package_dir = unpack(package_archive, params.get('tmp_parent'))
-            unpacked.append(package_dir)
-        else:
-            package_dir = existing_directory(params['package_dir'], 'package directory')
-        repository_archive = params.get('repository_archive') or params.get('repository_src')
-        if repository_archive:
-            repository = unpack(repository_archive, params.get('tmp_parent'), 'repository archive')
-            unpacked.append(repository)
-        else:
-            repository = existing_directory(params['repository'], 'repository')
+        package_dir = unpacked_or_directory(params, PACKAGE_OPTIONS, unpacked)
+        repository = unpacked_or_directory(params, REPOSITORY_OPTIONS, unpacked)
         replace = {package_dir.rstrip('/'): '<package>', repository.rstrip('/'): '<repository>'}
         result = {'changed': False, 'requested': plan_type, 'vexinspect': vexinspect, 'timed_out': None,
                   'left_behind': [], 'plan': None}
@@ -280,9 +306,11 @@ def main():
         argument_spec=dict(
             package_dir=dict(type='path'),
             package_archive=dict(type='path'),
+            package_content=dict(type='str', no_log=True),
             src=dict(type='path'),
             repository=dict(type='path'),
             repository_archive=dict(type='path'),
+            repository_content=dict(type='str', no_log=True),
             repository_src=dict(type='path'),
             type=dict(type='str', choices=['hard', 'soft', 'both'], default='both'),
             vexinspect=dict(type='path'),
@@ -291,10 +319,10 @@ def main():
             tmp_parent=dict(type='path'),
             evaluations=dict(type='bool', default=False),
         ),
-        required_one_of=[('package_dir', 'package_archive', 'src'),
-                         ('repository', 'repository_archive', 'repository_src')],
-        mutually_exclusive=[('package_dir', 'package_archive', 'src'),
-                            ('repository', 'repository_archive', 'repository_src')],
+        required_one_of=[('package_dir', 'package_archive', 'package_content', 'src'),
+                         ('repository', 'repository_archive', 'repository_content', 'repository_src')],
+        mutually_exclusive=[('package_dir', 'package_archive', 'package_content', 'src'),
+                            ('repository', 'repository_archive', 'repository_content', 'repository_src')],
         supports_check_mode=True,
     )
     try:

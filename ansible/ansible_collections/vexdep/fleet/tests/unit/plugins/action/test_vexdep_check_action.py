@@ -178,16 +178,31 @@ class RecordingPlan(Recording, vexdep_plan.ActionModule):
     """The plan's action, with the same steps recorded."""
 
 
-def test_the_plan_copies_both_archives_whatever_their_size(tmp_path):
+def test_the_plan_sends_both_archives_in_the_arguments_when_they_fit_together(tmp_path):
     package = archive_of(tmp_path, 100)
     repository = tmp_path / 'repository.tar.gz'
-    repository.write_bytes(os.urandom(100))
+    repository.write_bytes(os.urandom(remote_files.INLINE_LIMIT - 100))
     action = RecordingPlan({'src': package, 'repository_src': str(repository), 'type': 'hard'})
     result = action.run(task_vars={})
     assert result['verdict'] == 'ready'
-    assert action.steps == ['make temporary directory', 'transfer /remote/ansible-tmp-1/package.tar.gz',
-                            'transfer /remote/ansible-tmp-1/repository.tar.gz', 'permissions', 'module',
-                            'remove /remote/ansible-tmp-1']
-    assert action.module_args['package_archive'] == '/remote/ansible-tmp-1/package.tar.gz'
+    # One command on the host: no temporary directory, no transfer.
+    assert action.steps == ['module']
+    with open(package, 'rb') as handle:
+        assert base64.b64decode(action.module_args['package_content']) == handle.read()
+    assert base64.b64decode(action.module_args['repository_content']) == repository.read_bytes()
+    for argument in ('src', 'repository_src', 'package_archive', 'repository_archive'):
+        assert argument not in action.module_args
+
+
+def test_the_plan_copies_the_repository_that_does_not_fit_with_the_package(tmp_path):
+    package = archive_of(tmp_path, 100)
+    repository = tmp_path / 'repository.tar.gz'
+    repository.write_bytes(os.urandom(remote_files.INLINE_LIMIT - 99))
+    action = RecordingPlan({'src': package, 'repository_src': str(repository), 'type': 'hard'})
+    action.run(task_vars={})
+    assert action.steps == ['make temporary directory', 'transfer /remote/ansible-tmp-1/repository.tar.gz',
+                            'permissions', 'module', 'remove /remote/ansible-tmp-1']
     assert action.module_args['repository_archive'] == '/remote/ansible-tmp-1/repository.tar.gz'
-    assert 'package_content' not in action.module_args
+    assert 'repository_content' not in action.module_args
+    with open(package, 'rb') as handle:
+        assert base64.b64decode(action.module_args['package_content']) == handle.read()

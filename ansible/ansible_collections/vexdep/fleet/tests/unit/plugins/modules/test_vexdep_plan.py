@@ -3,6 +3,7 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import base64
 import io
 import json
 import os
@@ -126,6 +127,46 @@ def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_
     assert os.listdir(str(parent)) == []
 
 
+def test_archives_sent_in_the_arguments_are_unpacked_privately_and_removed(tmp_path):
+    repository = make_archive(tmp_path / 'repository.tar.gz', {
+        'catalog.json': (b'{}', 0o644),
+        'A': (None, 0o755),
+        'A/package.xml': (b'<SoftwareComponent/>', 0o644),
+    })
+    package = make_archive(tmp_path / 'package.tar.gz', {'package.xml': (b'<SoftwareComponent id="p"/>', 0o644)})
+    seen = {}
+
+    def inspect(argv):
+        with open(os.path.join(argv[4], 'A/package.xml'), 'rb') as handle:
+            seen['repository'] = handle.read()
+        with open(os.path.join(argv[6], 'package.xml'), 'rb') as handle:
+            seen['package'] = handle.read()
+        seen['mtime'] = int(os.stat(os.path.join(argv[4], 'A/package.xml')).st_mtime)
+
+    def content(path):
+        with open(path, 'rb') as handle:
+            return base64.b64encode(handle.read()).decode('ascii')
+
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    module = FakeModule(inspect=inspect)
+    result = run_plan(module, package_content=content(package), repository_content=content(repository),
+                      tmp_parent=str(parent))
+    assert result['verdict'] == 'complete'
+    assert seen == {'repository': b'<SoftwareComponent/>', 'package': b'<SoftwareComponent id="p"/>',
+                    'mtime': 1700000000}
+    assert os.listdir(str(parent)) == []
+
+
+def test_a_sent_archive_that_cannot_be_unpacked_is_named_by_what_it_is(tmp_path):
+    (tmp_path / 'p').mkdir()
+    with pytest.raises(CheckError) as error:
+        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'),
+                 repository_content=base64.b64encode(b'not an archive').decode('ascii'), tmp_parent=str(tmp_path))
+    assert str(error.value).startswith('repository archive sent with the task cannot be unpacked: ')
+    assert sorted(os.listdir(str(tmp_path))) == ['p']
+
+
 def test_a_repository_archive_that_leaves_the_repository_is_refused(tmp_path):
     (tmp_path / 'p').mkdir()
     archive = make_archive(tmp_path / 'r.tar.gz', {'../x': (b'x', 0o644)})
@@ -208,7 +249,8 @@ def test_documentation_examples_and_return_are_complete_yaml():
     import yaml
     documentation = yaml.safe_load(vexdep_plan.DOCUMENTATION)
     assert sorted(documentation['options']) == sorted([
-        'package_dir', 'package_archive', 'src', 'repository', 'repository_archive', 'repository_src', 'type',
+        'package_dir', 'package_archive', 'package_content', 'src', 'repository', 'repository_archive',
+        'repository_content', 'repository_src', 'type',
         'vexinspect', 'collector_timeout', 'timeout', 'tmp_parent', 'evaluations'])
     assert all(option.get('description') and option.get('type') for option in documentation['options'].values())
     assert documentation['attributes']['check_mode']['support'] == 'full'
