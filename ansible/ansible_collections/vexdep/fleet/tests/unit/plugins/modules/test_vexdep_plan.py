@@ -94,7 +94,13 @@ def test_evaluations_on_request_and_the_collector_time_limit(tmp_path):
     assert module.commands[0][-2:] == ['--collector-timeout', '30']
 
 
-def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_removed(tmp_path):
+def content_of(path):
+    with open(path, 'rb') as handle:
+        return base64.b64encode(handle.read()).decode('ascii')
+
+
+@pytest.mark.parametrize('sent', ['as files on the host', 'in the arguments'])
+def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_removed(tmp_path, sent):
     archive = make_archive(tmp_path / 'repository.tar.gz', {
         'catalog.json': (b'{}', 0o644),
         'A': (None, 0o755),
@@ -102,13 +108,15 @@ def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_
         'A/INV': (None, 0o755),
         'A/INV/collect.sh': (b'#!/bin/sh\n', 0o755),
     })
-    package = make_archive(tmp_path / 'package.tar.gz', {'package.xml': (b'<SoftwareComponent/>', 0o644)})
+    package = make_archive(tmp_path / 'package.tar.gz', {'package.xml': (b'<SoftwareComponent id="p"/>', 0o644)})
     seen = {}
 
     def inspect(argv):
         repository = argv[4]
         seen['repository'] = repository
         seen['package'] = argv[6]
+        with open(os.path.join(argv[6], 'package.xml'), 'rb') as handle:
+            seen['package.xml'] = handle.read()
         seen['mode'] = stat.S_IMODE(os.stat(repository).st_mode)
         seen['collector'] = stat.S_IMODE(os.stat(os.path.join(repository, 'A/INV/collect.sh')).st_mode)
         seen['mtimes'] = set(int(os.stat(os.path.join(repository, name)).st_mtime)
@@ -117,44 +125,18 @@ def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_
     parent = tmp_path / 'parent'
     parent.mkdir()
     module = FakeModule(inspect=inspect)
-    result = run_plan(module, package_archive=package, repository_archive=archive, tmp_parent=str(parent))
+    if sent == 'in the arguments':
+        inputs = dict(package_content=content_of(package), repository_content=content_of(archive))
+    else:
+        inputs = dict(package_archive=package, repository_archive=archive)
+    result = run_plan(module, tmp_parent=str(parent), **inputs)
     assert result['verdict'] == 'complete'
+    assert seen['package.xml'] == b'<SoftwareComponent id="p"/>'
     assert seen['mode'] == 0o700
     assert seen['collector'] == 0o755
     assert seen['mtimes'] == {1700000000}
     assert os.path.dirname(seen['repository']) == str(parent)
     assert module.replaces[0] == {seen['package']: '<package>', seen['repository']: '<repository>'}
-    assert os.listdir(str(parent)) == []
-
-
-def test_archives_sent_in_the_arguments_are_unpacked_privately_and_removed(tmp_path):
-    repository = make_archive(tmp_path / 'repository.tar.gz', {
-        'catalog.json': (b'{}', 0o644),
-        'A': (None, 0o755),
-        'A/package.xml': (b'<SoftwareComponent/>', 0o644),
-    })
-    package = make_archive(tmp_path / 'package.tar.gz', {'package.xml': (b'<SoftwareComponent id="p"/>', 0o644)})
-    seen = {}
-
-    def inspect(argv):
-        with open(os.path.join(argv[4], 'A/package.xml'), 'rb') as handle:
-            seen['repository'] = handle.read()
-        with open(os.path.join(argv[6], 'package.xml'), 'rb') as handle:
-            seen['package'] = handle.read()
-        seen['mtime'] = int(os.stat(os.path.join(argv[4], 'A/package.xml')).st_mtime)
-
-    def content(path):
-        with open(path, 'rb') as handle:
-            return base64.b64encode(handle.read()).decode('ascii')
-
-    parent = tmp_path / 'parent'
-    parent.mkdir()
-    module = FakeModule(inspect=inspect)
-    result = run_plan(module, package_content=content(package), repository_content=content(repository),
-                      tmp_parent=str(parent))
-    assert result['verdict'] == 'complete'
-    assert seen == {'repository': b'<SoftwareComponent/>', 'package': b'<SoftwareComponent id="p"/>',
-                    'mtime': 1700000000}
     assert os.listdir(str(parent)) == []
 
 
