@@ -208,13 +208,17 @@ fuzz-seeds: build
 # time, hosts per minute, the controller's peak memory and where the time
 # went; with FLEET_REPOSITORY_PACKAGES (200) it plans over a repository of
 # that many packages and prints the per-host cost of the plan beyond the
-# check. FLEET_BENCH_OPTIONS=--mitogen runs it over ansible-mitogen.
+# check. FLEET_BENCH_OPTIONS=--mitogen runs it over ansible-mitogen. Then the
+# report of a synthetic fleet of REPORT_HOSTS hosts (with plans when the run
+# planned), every format, against its bounds (5 s, 500 MiB).
 fleet-bench: deps
 	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=$(BUILD_TYPE) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target vexinspect vexdepcheck vexfleettables
 	/usr/bin/python3 ansible/tests/fleet/bench.py $(BUILD_DIR)/bin/vexinspect $(BUILD_DIR)/bin/vexfleettables \
 	  --hosts $(FLEET_HOSTS) --forks $(FLEET_FORKS) --repository-packages $(FLEET_REPOSITORY_PACKAGES) \
 	  $(FLEET_BENCH_OPTIONS)
+	/usr/bin/python3 ansible/tests/fleet/report_bench.py --hosts $(REPORT_HOSTS) \
+	  $(if $(filter 0,$(FLEET_REPOSITORY_PACKAGES)),,--plans)
 
 # The fleet report of a synthetic fleet of REPORT_HOSTS hosts with an earlier
 # run to compare with: prints the renderer's wall and processor time, its peak
