@@ -245,8 +245,11 @@ TEST(XmlParseDifferential, EveryCorpusDocumentAndItsCompressedFormsParseAsTheFil
     {
         for (const std::string& strName : vextest::ListDirectory(kCorpora + "/" + pszCorpus))
         {
+            if (!vextest::TakenInThisBuild(nDocuments++))
+            {
+                continue;
+            }
             const std::string strText = vextest::ReadFile(kCorpora + "/" + pszCorpus + "/" + strName);
-            ++nDocuments;
             for (const SVariant& variant : Variants(strText))
             {
                 ASSERT_FALSE(variant.strBytes.empty() && !strText.empty()) << variant.strName << " of " << strName;
