@@ -22,13 +22,18 @@ nlohmann::ordered_json Entries(const std::vector<SRefusedPackage>& vEntries)
     return json;
 }
 
+const uint64_t nKiB = 1024;
+const uint64_t nMiB = nKiB * 1024;
+
+// A size as people read it: KiB rounded up below one MiB, MiB rounded to the
+// nearest from there.
 std::string Size(uint64_t nBytes)
 {
-    if (nBytes < 1024 * 1024)
+    if (nBytes < nMiB)
     {
-        return std::to_string((nBytes + 1023) / 1024) + " KiB";
+        return std::to_string((nBytes + nKiB - 1) / nKiB) + " KiB";
     }
-    return std::to_string((nBytes + 512 * 1024) / (1024 * 1024)) + " MiB";
+    return std::to_string((nBytes + nMiB / 2) / nMiB) + " MiB";
 }
 } // namespace
 

@@ -1,7 +1,7 @@
 #include "Catalog.h"
 
 const char* const CCatalog::pszFileName = "catalog.json";
-const std::size_t CCatalog::nMaxBytes = 256 * 1024 * 1024;
+const std::size_t CCatalog::nMaxBytes = std::size_t{256} * 1024 * 1024;
 const std::size_t CCatalog::nMaxDepth = 16;
 
 namespace

@@ -205,6 +205,7 @@ void CheckDuplicates(const CRepositoryIndex& index, std::vector<SRepositoryFindi
         }
     }
     std::vector<CDeviceInfo*> vRecords;
+    vRecords.reserve(vIdentities.size());
     for (CDeviceInfo& identity : vIdentities)
     {
         vRecords.push_back(&identity);

@@ -9,7 +9,7 @@
 namespace repositorylimits
 {
 // package.xml, read whole.
-constexpr std::size_t nMaxPackageXmlBytes = 16 * 1024 * 1024;
+constexpr std::size_t nMaxPackageXmlBytes = std::size_t{16} * 1024 * 1024;
 // package.xml and the release directories of one package, copied for a plan.
 constexpr uint64_t nMaxMetadataBytes = 256ULL * 1024 * 1024;
 // Files and directories of one directory package.

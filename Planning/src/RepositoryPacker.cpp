@@ -93,7 +93,7 @@ bool AddTree(const std::string& strRoot, const std::string& strRelative, CTarWri
         if (pack.nMetadataBytes > 4 * repositorylimits::nMaxMetadataBytes)
         {
             strError = "the metadata of the repository exceeds " +
-                       std::to_string(4 * repositorylimits::nMaxMetadataBytes / (1024 * 1024)) + " MiB";
+                       std::to_string(4 * repositorylimits::nMaxMetadataBytes / (uint64_t{1024} * 1024)) + " MiB";
             return false;
         }
         writer.AddFile(strMember, strContent, entry.nMode, entry.nModifiedNs / nNanoseconds);

@@ -32,7 +32,7 @@ void CSha256::Reset()
 void CSha256::Compress(const uint8_t* pBlock)
 {
     uint32_t w[64];
-    for (int i = 0; i < 16; ++i)
+    for (std::size_t i = 0; i < 16; ++i)
     {
         w[i] = (static_cast<uint32_t>(pBlock[4 * i]) << 24) | (static_cast<uint32_t>(pBlock[4 * i + 1]) << 16) |
                (static_cast<uint32_t>(pBlock[4 * i + 2]) << 8) | static_cast<uint32_t>(pBlock[4 * i + 3]);
@@ -43,8 +43,14 @@ void CSha256::Compress(const uint8_t* pBlock)
         const uint32_t s1 = RotateRight(w[i - 2], 17) ^ RotateRight(w[i - 2], 19) ^ (w[i - 2] >> 10);
         w[i] = w[i - 16] + s0 + w[i - 7] + s1;
     }
-    uint32_t a = m_state[0], b = m_state[1], c = m_state[2], d = m_state[3];
-    uint32_t e = m_state[4], f = m_state[5], g = m_state[6], h = m_state[7];
+    uint32_t a = m_state[0];
+    uint32_t b = m_state[1];
+    uint32_t c = m_state[2];
+    uint32_t d = m_state[3];
+    uint32_t e = m_state[4];
+    uint32_t f = m_state[5];
+    uint32_t g = m_state[6];
+    uint32_t h = m_state[7];
     for (int i = 0; i < 64; ++i)
     {
         const uint32_t S1 = RotateRight(e, 6) ^ RotateRight(e, 11) ^ RotateRight(e, 25);

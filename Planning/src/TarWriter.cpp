@@ -1,6 +1,8 @@
 #include "TarWriter.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace
 {
@@ -19,6 +21,11 @@ void PutOctal(char* pField, std::size_t nWidth, uint64_t nValue)
     }
     pField[nWidth - 1] = '\0';
 }
+
+// Text into a ustar field that starts at pField: exactly the text's bytes,
+// no terminator of its own. The header is zeroed first, so a text shorter
+// than its field ends in NUL there; the callers keep to the field's width.
+void PutText(char* pField, std::string_view text) { std::copy_n(text.data(), text.size(), pField); }
 
 // One pax record, "LEN key=value\n", where LEN counts the whole record.
 std::string PaxRecord(const std::string& strKey, const std::string& strValue)
@@ -68,17 +75,19 @@ void CTarWriter::AddHeader(const std::string& strName, char cType, uint64_t nSiz
 {
     char header[nBlock];
     std::memset(header, 0, sizeof(header));
-    std::memcpy(header, strName.data(), std::min(strName.size(), nNameField));
+    PutText(header, std::string_view(strName).substr(0, nNameField));
     PutOctal(header + 100, 8, nMode & 07777);
     PutOctal(header + 108, 8, 0);
     PutOctal(header + 116, 8, 0);
     PutOctal(header + 124, 12, nSize);
     PutOctal(header + 136, 12, static_cast<uint64_t>(nModifiedSeconds < 0 ? 0 : nModifiedSeconds));
     header[156] = cType;
-    std::memcpy(header + 257, "ustar", 6);
-    std::memcpy(header + 263, "00", 2);
-    std::memcpy(header + 265, "root", 4);
-    std::memcpy(header + 297, "root", 4);
+    // Magic "ustar" and its NUL (left by the zeroing), version "00" without
+    // one, owner and group names.
+    PutText(header + 257, "ustar");
+    PutText(header + 263, "00");
+    PutText(header + 265, "root");
+    PutText(header + 297, "root");
     // The checksum is taken with its own field as eight spaces.
     std::memset(header + 148, ' ', 8);
     unsigned int nSum = 0;
