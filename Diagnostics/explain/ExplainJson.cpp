@@ -1,6 +1,7 @@
 #include "ExplainJson.h"
 
 #include "JsonFormat.h"
+#include "RecordJson.h"
 #include "VersionRule.h"
 
 #include <sys/wait.h>
@@ -8,6 +9,8 @@
 using explainwords::TypeName;
 using jsonformat::Json;
 using jsonformat::TextOrNull;
+using recordjson::OSJson;
+using recordjson::PCIJson;
 
 namespace
 {
@@ -44,28 +47,6 @@ Json OutputJson(const SCollectorOutput& output)
     json["stdout"] = StreamJson(output.out);
     json["stderr"] = StreamJson(output.err);
     json["keptBytes"] = CCollectorOutputCapture::nKeepBytes;
-    return json;
-}
-
-Json PCIJson(const SPCIInfo& pci)
-{
-    Json json;
-    json["vendorID"] = pci.strVendorID;
-    json["deviceID"] = pci.strDeviceID;
-    json["subVendorID"] = pci.strSubVendorID;
-    json["subDeviceID"] = pci.strSubDeviceID;
-    return json;
-}
-
-Json OSJson(const SOSInfo& os)
-{
-    Json json;
-    json["osVendor"] = os.strOSVendor;
-    json["osArch"] = os.strOSArch;
-    json["majorVersion"] = os.strMajorVersion;
-    json["minorVersion"] = os.strMinorVersion;
-    json["spMajorVersion"] = os.strSPMajorVersion;
-    json["spMinorVersion"] = os.strSPMinorVersion;
     return json;
 }
 

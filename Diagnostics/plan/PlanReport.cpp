@@ -1,6 +1,6 @@
 #include "PlanReport.h"
 
-#include "Catalog.h"
+#include "RecordJson.h"
 
 #include <sstream>
 
@@ -58,7 +58,7 @@ Json RejectedJson(const std::vector<SRejectedCandidate>& vRejected)
 
 Json PCIOrNull(CDeviceInfo::eDeviceType eType, const SPCIInfo& pci)
 {
-    return eType == CDeviceInfo::eDeviceTypePCI ? CCatalog::PCIJson(pci) : Json();
+    return eType == CDeviceInfo::eDeviceTypePCI ? recordjson::PCIJson(pci) : Json();
 }
 
 // The chain, one link per line, the lines after the first indented by

@@ -1,5 +1,7 @@
 #include "Catalog.h"
 
+#include "RecordJson.h"
+
 const char* const CCatalog::pszFileName = "catalog.json";
 const std::size_t CCatalog::nMaxBytes = std::size_t{256} * 1024 * 1024;
 const std::size_t CCatalog::nMaxDepth = 16;
@@ -318,28 +320,7 @@ bool ReadPackage(const Json& object, SPackageDescription& package, std::string& 
     return fields.Ok();
 }
 
-OrderedJson OSJson(const SOSInfo& os)
-{
-    OrderedJson json;
-    json["osVendor"] = os.strOSVendor;
-    json["osArch"] = os.strOSArch;
-    json["majorVersion"] = os.strMajorVersion;
-    json["minorVersion"] = os.strMinorVersion;
-    json["spMajorVersion"] = os.strSPMajorVersion;
-    json["spMinorVersion"] = os.strSPMinorVersion;
-    return json;
-}
 } // namespace
-
-OrderedJson CCatalog::PCIJson(const SPCIInfo& pci)
-{
-    OrderedJson json;
-    json["vendorID"] = pci.strVendorID;
-    json["deviceID"] = pci.strDeviceID;
-    json["subVendorID"] = pci.strSubVendorID;
-    json["subDeviceID"] = pci.strSubDeviceID;
-    return json;
-}
 
 OrderedJson CCatalog::DependencyJson(const SDeclaredDependency& dependency)
 {
@@ -349,7 +330,8 @@ OrderedJson CCatalog::DependencyJson(const SDeclaredDependency& dependency)
     json["componentID"] = dependency.strComponentID;
     json["componentType"] = dependency.strComponentType;
     json["deviceType"] = dependency.eDeviceType == CDeviceInfo::eDeviceTypePCI ? "pci" : "non-pci";
-    json["pci"] = dependency.eDeviceType == CDeviceInfo::eDeviceTypePCI ? PCIJson(dependency.pci) : OrderedJson();
+    json["pci"] = dependency.eDeviceType == CDeviceInfo::eDeviceTypePCI ? recordjson::PCIJson(dependency.pci)
+                                                                        : OrderedJson();
     json["version"] = dependency.strVersion;
     json["path"] = dependency.strPath;
     json["releaseID"] = dependency.strReleaseID;
@@ -358,7 +340,7 @@ OrderedJson CCatalog::DependencyJson(const SDeclaredDependency& dependency)
     json["operatingSystems"] = OrderedJson::array();
     for (const SOSInfo& os : dependency.vOperatingSystems)
     {
-        json["operatingSystems"].push_back(OSJson(os));
+        json["operatingSystems"].push_back(recordjson::OSJson(os));
     }
     json["line"] = dependency.nLine;
     return json;
@@ -386,7 +368,7 @@ OrderedJson CCatalog::PackageJson(const SPackageDescription& package)
         entry["pci"] = OrderedJson::array();
         for (const SPCIInfo& pci : device.vPCI)
         {
-            entry["pci"].push_back(PCIJson(pci));
+            entry["pci"].push_back(recordjson::PCIJson(pci));
         }
         json["devices"].push_back(entry);
     }

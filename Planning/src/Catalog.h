@@ -43,7 +43,6 @@ public:
     static nlohmann::ordered_json ToJson(const SCatalog& catalog);
     static nlohmann::ordered_json PackageJson(const SPackageDescription& package);
     static nlohmann::ordered_json DependencyJson(const SDeclaredDependency& dependency);
-    static nlohmann::ordered_json PCIJson(const SPCIInfo& pci);
     static std::string ToText(const SCatalog& catalog);
 
     // Reads a catalog's text. False, with the reason, when it is no catalog
