@@ -49,39 +49,42 @@ struct HelpCommand
     std::vector<std::string> vSubcommands;
 };
 
+// The parts of strText between the separators.
+std::vector<std::string> Split(const std::string& strText, char cSeparator)
+{
+    std::vector<std::string> vParts;
+    std::string::size_type nStart = 0;
+    for (std::string::size_type nAt = strText.find(cSeparator);; nAt = strText.find(cSeparator, nStart))
+    {
+        vParts.push_back(strText.substr(nStart, nAt == std::string::npos ? std::string::npos : nAt - nStart));
+        if (nAt == std::string::npos)
+        {
+            return vParts;
+        }
+        nStart = nAt + 1;
+    }
+}
+
+// The values --help lists for an option or argument ("text|json:{text,json}").
 std::set<std::string> ChoicesIn(const std::string& strText)
 {
-    std::set<std::string> setChoices;
     const std::string::size_type nOpen = strText.find(":{");
     const std::string::size_type nClose = strText.find('}', nOpen);
     if (nOpen == std::string::npos || nClose == std::string::npos)
     {
-        return setChoices;
+        return std::set<std::string>();
     }
-    std::string strList = strText.substr(nOpen + 2, nClose - nOpen - 2);
-    std::string::size_type nStart = 0;
-    for (std::string::size_type nComma = strList.find(','); nStart <= strList.size();
-         nComma = strList.find(',', nStart))
-    {
-        setChoices.insert(strList.substr(nStart, nComma == std::string::npos ? std::string::npos : nComma - nStart));
-        if (nComma == std::string::npos)
-        {
-            break;
-        }
-        nStart = nComma + 1;
-    }
-    return setChoices;
+    const std::vector<std::string> vChoices = Split(strText.substr(nOpen + 2, nClose - nOpen - 2), ',');
+    return std::set<std::string>(vChoices.begin(), vChoices.end());
 }
 
 HelpCommand ReadHelp(const std::string& strPath)
 {
     std::vector<std::string> vCommand = {kInspect};
-    std::string::size_type nStart = 0;
-    while (nStart < strPath.size())
+    if (!strPath.empty())
     {
-        const std::string::size_type nBlank = strPath.find(' ', nStart);
-        vCommand.push_back(strPath.substr(nStart, nBlank == std::string::npos ? std::string::npos : nBlank - nStart));
-        nStart = nBlank == std::string::npos ? strPath.size() : nBlank + 1;
+        const std::vector<std::string> vWords = Split(strPath, ' ');
+        vCommand.insert(vCommand.end(), vWords.begin(), vWords.end());
     }
     vCommand.push_back("--help");
     const CommandResult result = RunCommand(vCommand, "/");
@@ -107,17 +110,7 @@ HelpCommand ReadHelp(const std::string& strPath)
         if (strSection == "Options:" && strFirst[0] == '-')
         {
             HelpOption option;
-            std::string::size_type nNameStart = 0;
-            for (std::string::size_type nComma = strFirst.find(',');; nComma = strFirst.find(',', nNameStart))
-            {
-                option.vNames.push_back(
-                    strFirst.substr(nNameStart, nComma == std::string::npos ? std::string::npos : nComma - nNameStart));
-                if (nComma == std::string::npos)
-                {
-                    break;
-                }
-                nNameStart = nComma + 1;
-            }
+            option.vNames = Split(strFirst, ',');
             option.setValues = ChoicesIn(match[2]);
             command.vOptions.push_back(option);
         }
@@ -271,24 +264,13 @@ bool Names(const std::string& strEntry, const std::string& strName)
 // The values a synopsis gives for an option ("--format text|json").
 std::set<std::string> ValuesIn(const std::string& strEntry, const std::string& strName)
 {
-    std::set<std::string> setValues;
     std::smatch match;
     if (!std::regex_search(strEntry, match, std::regex(strName + " ([a-z|]+)")))
     {
-        return setValues;
+        return std::set<std::string>();
     }
-    const std::string strList = match[1];
-    std::string::size_type nStart = 0;
-    for (std::string::size_type nBar = strList.find('|');; nBar = strList.find('|', nStart))
-    {
-        setValues.insert(strList.substr(nStart, nBar == std::string::npos ? std::string::npos : nBar - nStart));
-        if (nBar == std::string::npos)
-        {
-            break;
-        }
-        nStart = nBar + 1;
-    }
-    return setValues;
+    const std::vector<std::string> vValues = Split(match[1], '|');
+    return std::set<std::string>(vValues.begin(), vValues.end());
 }
 
 std::string Joined(const std::set<std::string>& setValues)

@@ -58,8 +58,10 @@ void ExpectSmbiosAgreesWithDmidecode(const std::string& strInspect, const std::s
 // dumped as dmidecode dumps them (DumpOfSysfsTables); physical memory is
 // scanned by dmidecode itself, which dumps what it finds there inside a
 // private mount namespace holding the firmware (where dmidecode finds no
-// table, vexinspect smbios must find none on that machine either). Call
-// CanCompareFirmwareWithDmidecode first and skip when it gives a reason.
+// table, vexinspect smbios must find none on that machine either). Where
+// the comparison cannot run here (no dmidecode; for physical memory, no
+// private mount namespace) it reports the test skipped (GTEST_SKIP), and
+// the test must do nothing after it.
 void ExpectFirmwareAgreesWithDmidecode(const std::string& strInspect, const Firmware& firmware);
 // One table that a test carries, by a name that can be a test's name
 // (letters, digits and '_').
@@ -71,9 +73,6 @@ struct SmbiosTableCase
 void PrintTo(const SmbiosTableCase& testCase, std::ostream* pStream);
 std::string SmbiosTableCaseName(const ::testing::TestParamInfo<SmbiosTableCase>& info);
 
-// Why the comparison cannot run here (no dmidecode; for firmware in
-// physical memory, no private mount namespace), or empty.
-std::string WhyFirmwareCannotBeComparedWithDmidecode(const Firmware& firmware);
 } // namespace vextest
 
 #endif // VEXDEP_DMIDECODECOMPARISON_H
