@@ -18,6 +18,7 @@
 // report themselves skipped; where strace is refused the trace tests do.
 
 #include "CheckerRun.h"
+#include "DmidecodeComparison.h"
 #include "ReportedDependencies.h"
 #include "SmbiosBuilder.h"
 #include "TestSupport.h"
@@ -1269,6 +1270,30 @@ class BadPackageTrace : public ::testing::TestWithParam<RunParam>
 class BadPackageExplain : public ::testing::TestWithParam<RunParam>
 {
 };
+
+// The firmware recipes that the catalogue's cases name, each once (but
+// "none", which holds no table).
+std::vector<std::string> FirmwareRecipes()
+{
+    std::set<std::string> setRecipes;
+    for (const std::string& strCase : CaseNames())
+    {
+        setRecipes.insert(LoadCase(strCase).strFirmware);
+    }
+    setRecipes.erase("none");
+    return std::vector<std::string>(setRecipes.begin(), setRecipes.end());
+}
+
+std::string RecipeName(const ::testing::TestParamInfo<std::string>& info)
+{
+    std::string strName = info.param;
+    std::replace(strName.begin(), strName.end(), '-', '_');
+    return strName;
+}
+
+class BadPackageFirmware : public ::testing::TestWithParam<std::string>
+{
+};
 } // namespace
 
 TEST(BadPackageCatalogue, HoldsAtLeastThirtyCasesAndEachIsReadable)
@@ -1392,6 +1417,12 @@ TEST_P(BadPackageExplain, AgreesWithTheCheckerOnTheReportedDependenciesAndTheExi
     }
 }
 
+TEST_P(BadPackageFirmware, IsReadByVexinspectAsDmidecodeReadsIt)
+{
+    ExpectFirmwareAgreesWithDmidecode(kInspect, FirmwareFor(GetParam()));
+}
+
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackage, ::testing::ValuesIn(AllRuns()), RunName);
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackageTrace, ::testing::ValuesIn(AllRuns()), RunName);
 INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackageExplain, ::testing::ValuesIn(AllRuns()), RunName);
+INSTANTIATE_TEST_SUITE_P(Catalogue, BadPackageFirmware, ::testing::ValuesIn(FirmwareRecipes()), RecipeName);

@@ -3,6 +3,7 @@
 // the human-readable forms match their goldens, and the command line.
 
 #include "CheckerRun.h"
+#include "DmidecodeComparison.h"
 #include "ReportedDependencies.h"
 #include "Scenarios.h"
 #include "SmbiosBuilder.h"
@@ -19,6 +20,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <sstream>
 
@@ -28,7 +30,6 @@ using Json = nlohmann::json;
 namespace
 {
 const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
-const std::string kDmidecode = "/usr/sbin/dmidecode";
 const std::string kGoldens = VEXDEP_FIXTURES_DIR "/diagnostics";
 
 using vextest::Lines;
@@ -67,32 +68,6 @@ std::vector<std::string> Tree(const std::string& strDirectory)
     return vEntries;
 }
 
-// The value dmidecode prints for one keyword.
-std::string DmidecodeString(const std::string& strDump, const std::string& strKeyword)
-{
-    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-s", strKeyword}, "/");
-    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
-    const std::vector<std::string> vLines = Lines(result.strStdout);
-    return vLines.empty() ? std::string() : vLines.back();
-}
-
-// The OEM strings as dmidecode lists them ("String N: text" under type 11).
-std::vector<std::string> DmidecodeOEMStrings(const std::string& strDump)
-{
-    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-t", "11"}, "/");
-    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
-    std::vector<std::string> vStrings;
-    for (const std::string& strLine : Lines(result.strStdout))
-    {
-        const std::string::size_type nColon = strLine.find(": ");
-        if (strLine.compare(0, 8, "\tString ") == 0 && nColon != std::string::npos)
-        {
-            vStrings.push_back(strLine.substr(nColon + 2));
-        }
-    }
-    return vStrings;
-}
-
 const std::vector<std::string> kOEMStrings = {"Brix System", "5[0000]", "14[1]", "OEM text with blanks"};
 
 std::string IdentityTable(uint8_t nSystemId, uint16_t nTwoByteId = 0)
@@ -103,28 +78,14 @@ std::string IdentityTable(uint8_t nSystemId, uint16_t nTwoByteId = 0)
                         SystemSlotStructure(0x3B, 0x08, 1, {"PCIe Slot 1"})});
 }
 
-void ExpectSmbiosAgreesWithDmidecode(const std::string& strDump)
+// A dump of IdentityTable: dmidecode reads the identity it was built with,
+// and vexinspect shows what dmidecode shows.
+void ExpectIdentityAgreesWithDmidecode(const std::string& strDump)
 {
-    const CommandResult inspect = RunCommand({kInspect, "smbios", "--from-dump", strDump, "--json"}, "/");
-    ASSERT_EQ(inspect.nExitStatus, 0) << inspect.strStderr;
-    const Json json = Json::parse(inspect.strStdout);
-    EXPECT_EQ(JsonSchemaErrors("smbios", inspect.strStdout), "");
-
-    const std::string strManufacturer = DmidecodeString(strDump, "system-manufacturer");
-    const std::string strProduct = DmidecodeString(strDump, "system-product-name");
-    const std::vector<std::string> vOEMStrings = DmidecodeOEMStrings(strDump);
-    EXPECT_EQ(strManufacturer, "Brix Computer");
-    EXPECT_EQ(strProduct, "Server R760 xs");
-    EXPECT_EQ(vOEMStrings, kOEMStrings);
-
-    EXPECT_EQ(json["manufacturer"], strManufacturer);
-    EXPECT_EQ(json["productName"], strProduct);
-    EXPECT_EQ(json["oemStrings"].get<std::vector<std::string>>(), vOEMStrings);
-    EXPECT_EQ(json["serialNumber"], DmidecodeString(strDump, "system-serial-number"));
-    EXPECT_EQ(json["biosVendor"], DmidecodeString(strDump, "bios-vendor"));
-    EXPECT_EQ(json["biosVersion"], DmidecodeString(strDump, "bios-version"));
-    EXPECT_EQ(json["systemVersion"], DmidecodeString(strDump, "system-version"));
-    EXPECT_EQ(json["systemUUID"], DmidecodeString(strDump, "system-uuid"));
+    EXPECT_EQ(DmidecodeString(strDump, "system-manufacturer"), "Brix Computer");
+    EXPECT_EQ(DmidecodeString(strDump, "system-product-name"), "Server R760 xs");
+    EXPECT_EQ(DmidecodeOEMStrings(strDump), kOEMStrings);
+    ExpectSmbiosAgreesWithDmidecode(kInspect, strDump);
 }
 } // namespace
 
@@ -249,11 +210,11 @@ TEST(VexinspectSmbios, AgreesWithDmidecodeOnADumpOfTheTestBuilder)
     WriteFile(dir.File("table-3x.dump"), SmbiosDumpImage3(IdentityTable(0x0B)));
     {
         SCOPED_TRACE("2.x entry point");
-        ExpectSmbiosAgreesWithDmidecode(dir.File("table-2x.dump"));
+        ExpectIdentityAgreesWithDmidecode(dir.File("table-2x.dump"));
     }
     {
         SCOPED_TRACE("3.x entry point");
-        ExpectSmbiosAgreesWithDmidecode(dir.File("table-3x.dump"));
+        ExpectIdentityAgreesWithDmidecode(dir.File("table-3x.dump"));
     }
 }
 
@@ -263,65 +224,19 @@ namespace
     if (!FileExists(kDmidecode))                                                                                       \
     GTEST_SKIP() << "dmidecode is not installed"
 
-// The SMBIOS version dmidecode prints ("SMBIOS 3.1.1 present.") and the note
-// it prints on standard error when it fixes a version up, or empty.
-struct DmidecodeVersion
-{
-    std::string strVersion;
-    std::string strNote;
-};
-
-DmidecodeVersion DmidecodeEntryPointVersion(const std::string& strDump)
-{
-    const CommandResult result = RunCommand({kDmidecode, "--from-dump", strDump, "-t", "0"}, "/");
-    EXPECT_EQ(result.nExitStatus, 0) << result.strStderr;
-    DmidecodeVersion version;
-    static const std::regex rePresent("SMBIOS ([0-9.]+) present\\.");
-    for (const std::string& strLine : Lines(result.strStdout))
-    {
-        std::smatch match;
-        if (std::regex_match(strLine, match, rePresent))
-        {
-            version.strVersion = match[1];
-        }
-    }
-    for (const std::string& strLine : Lines(result.strStderr))
-    {
-        if (strLine.compare(0, 20, "SMBIOS version fixup") == 0)
-        {
-            version.strNote = strLine;
-        }
-    }
-    return version;
-}
-
 // vexinspect smbios shows the version of the dump as dmidecode does, in JSON
 // and text, with dmidecode's note when dmidecode fixes the version up.
 // strForm is what the dump was built to be (dmidecode's version) and bFixup
 // whether it was built with version bytes dmidecode fixes up.
 void ExpectEntryPointVersionAgreesWithDmidecode(const std::string& strDump, const std::string& strForm, bool bFixup)
 {
-    const DmidecodeVersion dmidecode = DmidecodeEntryPointVersion(strDump);
+    const DmidecodeReading dmidecode = ReadWithDmidecode(strDump);
     ASSERT_EQ(dmidecode.strVersion, strForm);
     ASSERT_EQ(dmidecode.strNote.empty(), !bFixup) << dmidecode.strNote;
-
-    const CommandResult json = RunCommand({kInspect, "smbios", "--from-dump", strDump, "--json"}, "/");
-    ASSERT_EQ(json.nExitStatus, 0) << json.strStderr;
-    const Json document = Json::parse(json.strStdout);
-    EXPECT_EQ(document["entryPointVersion"], dmidecode.strVersion);
-    EXPECT_EQ(JsonSchemaErrors("smbios", json.strStdout), "");
-    // The system's version and UUID (type 1), the UUID in dmidecode's byte
-    // order for the version it takes the table for.
-    EXPECT_EQ(document["systemVersion"], DmidecodeString(strDump, "system-version"));
-    EXPECT_EQ(document["systemUUID"], DmidecodeString(strDump, "system-uuid"));
-    if (bFixup)
-    {
-        EXPECT_EQ(document["entryPointVersionNote"], dmidecode.strNote);
-    }
-    else
-    {
-        EXPECT_TRUE(document["entryPointVersionNote"].is_null()) << document["entryPointVersionNote"];
-    }
+    // The version and its note in JSON, and the system's version and UUID
+    // (type 1), the UUID in dmidecode's byte order for the version it takes
+    // the table for.
+    ExpectSmbiosAgreesWithDmidecode(kInspect, strDump);
 
     const CommandResult text = RunCommand({kInspect, "smbios", "--from-dump", strDump}, "/");
     ASSERT_EQ(text.nExitStatus, 0) << text.strStderr;
@@ -387,6 +302,63 @@ TEST_P(VexinspectSmbiosVersion, IsShownAsDmidecodeShowsIt)
 
 INSTANTIATE_TEST_SUITE_P(Dumps, VexinspectSmbiosVersion, ::testing::ValuesIn(VersionCases()), ParamName<VersionCase>);
 
+namespace
+{
+// A name of letters, digits and '_' for a test.
+std::string TestName(const std::string& strText)
+{
+    std::string strName;
+    for (const char c : strText)
+    {
+        strName += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    }
+    return strName;
+}
+
+// The firmware of the end-to-end scenarios (each distinct one once, named
+// after its first scenario), and every dump under tests/fixtures (a file
+// that begins with an entry point anchor), as the tables sysfs would
+// present: its entry point and the table behind it at 0x20.
+std::vector<SmbiosTableCase> TablesOfTheScenariosAndFixtures()
+{
+    std::vector<SmbiosTableCase> vCases;
+    std::set<std::string> setSeen;
+    for (const Scenario& scenario : EndToEndScenarios())
+    {
+        const Firmware& firmware = scenario.firmware;
+        const std::string strKey = firmware.strEntryPoint + '\0' + firmware.strTable + '\0' + firmware.strMemory;
+        if ((firmware.eKind == Firmware::Kind::Sysfs || firmware.eKind == Firmware::Kind::Memory) &&
+            setSeen.insert(strKey).second)
+        {
+            vCases.push_back({"Scenario_" + TestName(scenario.strName), firmware});
+        }
+    }
+    const CommandResult files = RunCommand({"/usr/bin/find", ".", "-type", "f"}, VEXDEP_FIXTURES_DIR);
+    for (const std::string& strFile : Lines(files.strStdout))
+    {
+        const std::string strBytes = ReadFile(std::string(VEXDEP_FIXTURES_DIR "/") + strFile);
+        if ((strBytes.compare(0, 4, "_SM_") == 0 || strBytes.compare(0, 5, "_SM3_") == 0) && strBytes.size() > 0x20)
+        {
+            vCases.push_back(
+                {"Fixture_" + TestName(strFile), Firmware::FromSysfs(strBytes.substr(0, 0x20), strBytes.substr(0x20))});
+        }
+    }
+    return vCases;
+}
+
+class VexinspectSmbiosTable : public ::testing::TestWithParam<SmbiosTableCase>
+{
+};
+} // namespace
+
+TEST_P(VexinspectSmbiosTable, IsShownAsDmidecodeShowsIt)
+{
+    ExpectFirmwareAgreesWithDmidecode(kInspect, GetParam().firmware);
+}
+
+INSTANTIATE_TEST_SUITE_P(ScenariosAndFixtures, VexinspectSmbiosTable,
+                         ::testing::ValuesIn(TablesOfTheScenariosAndFixtures()), SmbiosTableCaseName);
+
 TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
 {
     ASSERT_TRUE(FileExists(kDmidecode)) << "dmidecode is missing: make deps installs it";
@@ -402,7 +374,7 @@ TEST(VexinspectSmbios, ReadsADumpThatDmidecodeWrote)
     ASSERT_EQ(dump.nExitStatus, 0) << dump.strStdout << dump.strStderr;
     ASSERT_TRUE(FileExists(dir.File("captured.bin")));
 
-    ExpectSmbiosAgreesWithDmidecode(dir.File("captured.bin"));
+    ExpectIdentityAgreesWithDmidecode(dir.File("captured.bin"));
     const CommandResult inspect =
         RunCommand({kInspect, "smbios", "--from-dump", dir.File("captured.bin"), "--json"}, "/");
     const Json json = Json::parse(inspect.strStdout);

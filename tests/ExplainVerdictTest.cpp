@@ -12,6 +12,10 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,13 +50,19 @@ std::vector<std::string> Kinds(const Json& explain)
     return vKinds;
 }
 
+// vCommand, run as the unprivileged user.
+std::vector<std::string> AsNobody(std::vector<std::string> vCommand)
+{
+    const std::vector<std::string> vSwitch = {"/usr/bin/setpriv", std::string("--reuid=") + kUnprivileged,
+                                              std::string("--regid=") + kUnprivileged, "--clear-groups"};
+    vCommand.insert(vCommand.begin(), vSwitch.begin(), vSwitch.end());
+    return vCommand;
+}
+
 // Runs vCommand as the unprivileged user, in strDir.
 CommandResult RunAsNobody(const std::vector<std::string>& vCommand, const std::string& strDir)
 {
-    std::vector<std::string> vArgs = {"/usr/bin/setpriv", std::string("--reuid=") + kUnprivileged,
-                                      std::string("--regid=") + kUnprivileged, "--clear-groups"};
-    vArgs.insert(vArgs.end(), vCommand.begin(), vCommand.end());
-    return RunCommand(vArgs, strDir);
+    return RunCommand(AsNobody(vCommand), strDir);
 }
 
 // Whether the tests can switch to the unprivileged user and still reach the
@@ -90,6 +100,39 @@ public:
 private:
     TempDir m_dir;
 };
+
+// Removes the one platform list (DepBrand) of the sample package's
+// package.xml, so that no dependency depends on the machine's SMBIOS tables.
+void RemoveSamplePlatformList(const std::string& strPath)
+{
+    std::string strPackage = ReadFile(strPath);
+    const std::string::size_type nBrand = strPackage.find("<DepBrand>");
+    const std::string::size_type nBrandEnd = strPackage.find("</DepBrand>");
+    ASSERT_TRUE(nBrand != std::string::npos && nBrandEnd != std::string::npos);
+    strPackage.erase(nBrand, nBrandEnd + std::string("</DepBrand>").size() - nBrand);
+    ASSERT_EQ(strPackage.find("systemID"), std::string::npos);
+    WriteFile(strPath, strPackage);
+}
+
+// Changes what the sample package's collectors (REL001, REL002) write: each
+// text of vChanges replaced wherever it occurs.
+void ChangeSampleCollectors(const TempDir& dir, const std::vector<std::pair<std::string, std::string>>& vChanges)
+{
+    for (const char* pszRelease : {"REL001", "REL002"})
+    {
+        const std::string strCollector = dir.File(std::string(pszRelease) + "/collect.sh");
+        std::string strText = ReadFile(strCollector);
+        for (const auto& change : vChanges)
+        {
+            for (std::string::size_type nAt = strText.find(change.first); nAt != std::string::npos;
+                 nAt = strText.find(change.first, nAt + change.second.size()))
+            {
+                strText.replace(nAt, change.first.size(), change.second);
+            }
+        }
+        WriteFile(strCollector, strText, true);
+    }
+}
 } // namespace
 
 TEST(ExplainVerdict, ExitVerdictGivesEachVerdictItsStatus)
@@ -406,12 +449,6 @@ TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesThePlatformsAreUnverifia
     RootOwnedPackage package("platform-single-byte");
     ::chmod(package.File("R1").c_str(), 0777);
     const Firmware firmware = scenario.firmware.RootOnly();
-    const std::vector<std::string> vAsNobody = {"/usr/bin/setpriv", std::string("--reuid=") + kUnprivileged,
-                                                std::string("--regid=") + kUnprivileged, "--clear-groups"};
-    const auto AsNobody = [&vAsNobody](std::vector<std::string> vCommand) {
-        vCommand.insert(vCommand.begin(), vAsNobody.begin(), vAsNobody.end());
-        return vCommand;
-    };
 
     // Root reads the tables: two dependencies apply, one is for other platforms.
     const CommandResult root = RunInPackage({kInspect, "explain", "hard", "--json"}, package.Path(), firmware);
@@ -447,31 +484,71 @@ TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesThePlatformsAreUnverifia
     EXPECT_NE(smbios.strStdout.find("run as root"), std::string::npos) << smbios.strStdout;
 }
 
+TEST(ExplainVerdict, AsAUserWhoMayNotReadTheSmbiosTablesAPackageWithoutPlatformListsKeepsItsVerdictWithAWarning)
+{
+    SKIP_UNLESS_NOBODY();
+    if (!CanUseMountNamespace())
+    {
+        GTEST_SKIP() << "private mount namespaces (unshare) are refused here";
+    }
+    // The sample package without its one platform list; the tables are
+    // root's alone.
+    RootOwnedPackage package("sample-package");
+    RemoveSamplePlatformList(package.File("package.xml"));
+    for (const char* pszRelease : {"REL001", "REL002"})
+    {
+        ::chmod(package.File(pszRelease).c_str(), 0777);
+    }
+    const Firmware firmware = FindScenario("platform-single-byte").firmware.RootOnly();
+    const auto RemoveDocuments = [&package] {
+        for (const char* pszDocument : {"REL001/inventory.xml", "REL002/inventory.xml"})
+        {
+            ::unlink(package.File(pszDocument).c_str());
+        }
+    };
+
+    const CommandResult root = RunInPackage({kInspect, "explain", "hard", "--json"}, package.Path(), firmware);
+    const Json rootExplain = Json::parse(root.strStdout);
+    EXPECT_EQ(rootExplain["verdict"], "blocked");
+    EXPECT_EQ(rootExplain["warnings"], Json::array());
+
+    RemoveDocuments();
+    const CommandResult user =
+        RunInPackage(AsNobody({kInspect, "explain", "hard", "--json"}), package.Path(), firmware);
+    EXPECT_EQ(JsonSchemaErrors("explain", user.strStdout), "");
+    const Json userExplain = Json::parse(user.strStdout);
+    EXPECT_EQ(userExplain["smbios"]["tableRead"], false);
+    // The same verdict, for the same reasons, as root's run.
+    EXPECT_EQ(userExplain["verdict"], rootExplain["verdict"]);
+    EXPECT_EQ(userExplain["reasons"], rootExplain["reasons"]);
+    const std::string strWarning =
+        "the platform was not read as this user, who may not read the SMBIOS tables "
+        "(/sys/firmware/dmi/tables/smbios_entry_point: Permission denied; /dev/mem: Permission denied; "
+        "/dev/char/mem/smbios: No such file or directory); no applicable hard dependency lists platforms, so the "
+        "verdict does not depend on it";
+    ASSERT_EQ(userExplain["warnings"].size(), 1u) << userExplain["warnings"].dump();
+    EXPECT_EQ(userExplain["warnings"][0]["kind"], "platform-unread");
+    EXPECT_EQ(userExplain["warnings"][0]["dependency"], nullptr);
+    EXPECT_EQ(userExplain["warnings"][0]["text"], strWarning);
+
+    // The text form says it beneath the verdict.
+    RemoveDocuments();
+    const CommandResult text = RunInPackage(AsNobody({kInspect, "explain", "hard"}), package.Path(), firmware);
+    EXPECT_NE(text.strStdout.find("\nVerdict            : blocked\n"), std::string::npos) << text.strStdout;
+    EXPECT_NE(text.strStdout.find("\nWarning            : " + strWarning + "\n"), std::string::npos) << text.strStdout;
+}
+
 TEST(ExplainVerdict, AComponentNotInstalledOrADependencyWithoutVersionIsNeverCalledCheckedAndMet)
 {
     TempDir dir;
     WriteScenario(FindScenario("sample-package"), dir.Path());
     // Every installed version raised to what the package asks for, and the
     // enclosure processor (a hard dependency of every context) not installed.
-    for (const char* pszRelease : {"REL001", "REL002"})
-    {
-        const std::string strCollector = dir.File(std::string(pszRelease) + "/collect.sh");
-        std::string strText = ReadFile(strCollector);
-        for (const auto& change :
-             std::vector<std::pair<std::string, std::string>>{{"3.10.0", "3.20.0"},
-                                                              {"22.0.9", "22.1.4"},
-                                                              {"7.3.0", "7.4.2"},
-                                                              {"10.5.2", "11.0.0"},
-                                                              {"componentID=\"104600\"", "componentID=\"999999\""}})
-        {
-            for (std::string::size_type nAt = strText.find(change.first); nAt != std::string::npos;
-                 nAt = strText.find(change.first, nAt + change.second.size()))
-            {
-                strText.replace(nAt, change.first.size(), change.second);
-            }
-        }
-        WriteFile(strCollector, strText, true);
-    }
+    ChangeSampleCollectors(dir, {{"3.10.0", "3.20.0"},
+                                 {"22.0.9", "22.1.4"},
+                                 {"7.3.0", "7.4.2"},
+                                 {"10.5.2", "11.0.0"},
+                                 {"componentID=\"104600\"", "componentID=\"999999\""}});
     // vexdepcheck reports nothing: a component that is not installed is not
     // older than the required version.
     EXPECT_EQ(RunCommand({CheckerExecutable(), "hard"}, dir.Path()).nExitStatus, 255);
@@ -562,4 +639,52 @@ TEST(ExplainVerdict, AnEmptyPackageDescriptionIsDocumentIsEmptyAtLineOneForLintA
     EXPECT_EQ(Kinds(explain), std::vector<std::string>({"package-description-unparsable"}));
     EXPECT_EQ(explain["reasons"][0]["text"],
               "package.xml does not parse (line 1, column 1: Document is empty): nothing is declared");
+}
+
+TEST(ExplainVerdict, AComparisonOfAVersionWhoseNumbersAreNotAsWrittenCarriesTheCaveat)
+{
+    TempDir dir;
+    WriteScenario(FindScenario("sample-package"), dir.Path());
+    // The backplane firmware (3.20.0 required) installed at a version with a
+    // part beyond 32 bits, the network adapter's (22.1.4 required) with a
+    // comma.
+    ChangeSampleCollectors(dir, {{"3.10.0", "3.20.2147483648"}, {"22.0.9", "22,5"}});
+    // Whatever the machine's tables say, the backplane dependency applies.
+    RemoveSamplePlatformList(dir.File("package.xml"));
+    const std::string strOverflow = "\"3.20.2147483648\" is compared as the numbers 3.20.-2147483648 (the part "
+                                    "\"2147483648\" does not fit the checker's 32-bit numbers and reads as "
+                                    "-2147483648)";
+    const std::string strComma =
+        "\"22,5\" is compared as the numbers 22 (the part \"22,5\" ends at \",\" and reads as 22)";
+
+    int nStatus = -1;
+    const Json explain = Explain({"hard"}, dir.Path(), nStatus);
+    EXPECT_EQ(nStatus, 0);
+    // Both read older than required, as vexdepcheck reports them.
+    EXPECT_EQ(explain["verdict"], "blocked");
+    EXPECT_EQ(ReasonTexts(explain, "unmet").size(), 2u) << explain["reasons"].dump();
+    EXPECT_EQ(explain["exitStatus"], 1);
+    std::map<std::string, Json> mapComparisons;
+    for (const Json& dependency : explain["dependencies"])
+    {
+        for (const Json& comparison : dependency["versionComparisons"])
+        {
+            mapComparisons[comparison["installed"]] = comparison;
+        }
+    }
+    ASSERT_EQ(mapComparisons.count("3.20.2147483648"), 1u) << explain["dependencies"].dump();
+    ASSERT_EQ(mapComparisons.count("22,5"), 1u) << explain["dependencies"].dump();
+    EXPECT_EQ(mapComparisons["3.20.2147483648"]["comparedAs"], "numbers");
+    EXPECT_EQ(mapComparisons["3.20.2147483648"]["caveat"], strOverflow);
+    EXPECT_EQ(mapComparisons["22,5"]["caveat"], strComma);
+    // A comparison of plain versions carries none.
+    ASSERT_EQ(mapComparisons.count("2.4.1"), 1u);
+    EXPECT_EQ(mapComparisons["2.4.1"]["caveat"], nullptr);
+
+    const CommandResult text = RunCommand({kInspect, "explain", "hard"}, dir.Path());
+    EXPECT_EQ(text.nExitStatus, 0);
+    EXPECT_NE(text.strStdout.find("installed \"3.20.2147483648\" ("), std::string::npos) << text.strStdout;
+    EXPECT_NE(text.strStdout.find(" (caveat: " + strOverflow + ")\n"), std::string::npos) << text.strStdout;
+    EXPECT_NE(text.strStdout.find(" (caveat: " + strComma + ")\n"), std::string::npos) << text.strStdout;
+    EXPECT_EQ(text.strStdout.find("caveat: \"2.4.1\""), std::string::npos) << text.strStdout;
 }

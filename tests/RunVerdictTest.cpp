@@ -174,6 +174,41 @@ TEST(RunVerdict, PlatformsPassedOverForAUserWhoMayNotReadTheTablesAreUnverifiabl
               "as root");
 }
 
+TEST(RunVerdict, TablesThisUserMayNotReadAreAWarningWhenNoApplicableDependencyListsPlatforms)
+{
+    SExplainedDependency everywhere = Dependency("E", kHard, EVerdict::Unmet);
+    everywhere.platform = SExplainedPlatform();
+    everywhere.platform->bChecked = false;
+    SRunCircumstances circumstances;
+    EXPECT_TRUE(CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {everywhere}, circumstances).vWarnings.empty());
+    circumstances.strSmbiosRefused = "/dev/mem: Permission denied";
+    const SRunVerdict verdict = CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {everywhere}, circumstances);
+    EXPECT_EQ(verdict.eVerdict, ERunVerdict::Blocked);
+    EXPECT_EQ(Kinds(verdict), std::vector<std::string>({"unmet"}));
+    ASSERT_EQ(verdict.vWarnings.size(), 1u);
+    EXPECT_EQ(verdict.vWarnings[0].strKind, "platform-unread");
+    EXPECT_EQ(verdict.vWarnings[0].strText,
+              "the platform was not read as this user, who may not read the SMBIOS tables (/dev/mem: Permission "
+              "denied); no applicable hard dependency lists platforms, so the verdict does not depend on it");
+
+    // A soft dependency with platforms does not matter to a hard run.
+    SExplainedDependency softWithPlatforms = Dependency("S", kSoft, EVerdict::OtherType);
+    softWithPlatforms.platform = SExplainedPlatform();
+    softWithPlatforms.platform->vPlatforms = {"0x0A1C"};
+    EXPECT_EQ(CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {everywhere, softWithPlatforms}, circumstances)
+                  .vWarnings.size(),
+              1u);
+
+    // Where a dependency lists platforms, the reason says it and no warning repeats it.
+    SExplainedDependency listed = Dependency("P", kHard, EVerdict::Met);
+    listed.platform = SExplainedPlatform();
+    listed.platform->vPlatforms = {"0x0A1C"};
+    const SRunVerdict doubted =
+        CRunVerdict::Decide(kHard, EPackageDescription::Parsed, {everywhere, listed}, circumstances);
+    EXPECT_EQ(Kinds(doubted), std::vector<std::string>({"unmet", "platform-unverifiable"}));
+    EXPECT_TRUE(doubted.vWarnings.empty());
+}
+
 TEST(RunVerdict, WithoutTheInventoryTextDevicesAndOSNotFoundAreUnverifiable)
 {
     SRunCircumstances circumstances;

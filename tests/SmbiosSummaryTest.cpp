@@ -1,5 +1,7 @@
 // What the SMBIOS summary reads from a table, and its text and JSON forms.
 
+#include "CheckerRun.h"
+#include "DmidecodeComparison.h"
 #include "SmbiosBuilder.h"
 #include "SmbiosSummary.h"
 #include "TestSupport.h"
@@ -12,22 +14,43 @@ using namespace vextest;
 
 namespace
 {
+// A table in sysfs behind a 2.x entry point of the given minor version, or
+// behind a 3.x entry point (its maximum table size that of the table).
+Firmware Sysfs2(const std::string& strTable, unsigned int nMinor = 7)
+{
+    EntryPoint2Options options;
+    options.nMinor = static_cast<uint8_t>(nMinor);
+    options.nTableLength = static_cast<uint16_t>(strTable.size());
+    return Firmware::FromSysfs(SmbiosEntryPoint2(options), strTable);
+}
+
+Firmware Sysfs3(const std::string& strTable, EntryPoint3Options options)
+{
+    options.nMaxTableSize = static_cast<uint32_t>(strTable.size());
+    return Firmware::FromSysfs(SmbiosEntryPoint3(options), strTable);
+}
+
 class SmbiosSummaryTest : public ::testing::Test
 {
 protected:
     SMBIOSSources Sources() const { return vextest::SmbiosSourcesIn(m_dir.Path()); }
     void WriteSysfs(const std::string& strTable, unsigned int nMinor = 7) const
     {
-        EntryPoint2Options options;
-        options.nMinor = static_cast<uint8_t>(nMinor);
-        options.nTableLength = static_cast<uint16_t>(strTable.size());
-        WriteFile(m_dir.File("smbios_entry_point"), SmbiosEntryPoint2(options));
-        WriteFile(m_dir.File("DMI"), strTable);
+        WriteFirmware(Sysfs2(strTable, nMinor));
     }
     void WriteSysfs3(const std::string& strTable, const EntryPoint3Options& options) const
     {
-        WriteFile(m_dir.File("smbios_entry_point"), SmbiosEntryPoint3(options));
-        WriteFile(m_dir.File("DMI"), strTable);
+        WriteFirmware(Sysfs3(strTable, options));
+    }
+    void WriteFirmware(const Firmware& firmware) const
+    {
+        if (firmware.eKind == Firmware::Kind::Memory)
+        {
+            WriteFile(m_dir.File("mem"), firmware.strMemory);
+            return;
+        }
+        WriteFile(m_dir.File("smbios_entry_point"), firmware.strEntryPoint);
+        WriteFile(m_dir.File("DMI"), firmware.strTable);
     }
 
     TempDir m_dir;
@@ -91,13 +114,23 @@ TEST_F(SmbiosSummaryTest, WithoutAnyTableOnlyTheSourceIsKnown)
     EXPECT_FALSE(json.contains("systemID"));
 }
 
-TEST_F(SmbiosSummaryTest, TheMemoryScanIsNamedAsTheSource)
+namespace
+{
+// Physical memory holding a table of the maker's strings and the legacy
+// system-ID bytes (two-byte ID 0x07C1).
+Firmware MemoryWithATable()
 {
     SmbiosMemoryImage image;
     image.PlaceSmbios(0xF0010, SmbiosTable({OemStringsStructure({"Brix System"})}), 0xF1000);
     image.SetSingleByteSystemId(0xFE);
     image.SetTwoByteSystemId(0x07C1);
-    image.WriteTo(m_dir.File("mem"));
+    return Firmware::FromMemory(image.Bytes());
+}
+} // namespace
+
+TEST_F(SmbiosSummaryTest, TheMemoryScanIsNamedAsTheSource)
+{
+    WriteFirmware(MemoryWithATable());
     const SSmbiosSummary summary = CSmbiosSummary::Read(Sources(), "");
     ASSERT_TRUE(summary.bTableRead);
     EXPECT_EQ(CSmbiosSummary::SourceKey(summary), "memory-scan");
@@ -473,3 +506,48 @@ TEST(SmbiosSystemInformation, TheUUIDIsWrittenAsDmidecodeWritesItForTheTablesVer
     EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllFF, 3, 0), "Not Present");
     EXPECT_EQ(CSmbiosSystemInformation::UUIDText(aAllZero, 3, 0), "Not Settable");
 }
+
+// ---------------------------------------------------------------------------
+// Every table above, as dmidecode reads it
+// ---------------------------------------------------------------------------
+
+namespace
+{
+// The tables the tests of this file write, each once.
+std::vector<SmbiosTableCase> TablesOfTheSummaryTests()
+{
+    EntryPoint3Options version311;
+    version311.nMinor = 1;
+    version311.nDocRevision = 1;
+    EntryPoint3Options version320;
+    version320.nMinor = 2;
+    std::vector<SmbiosTableCase> vCases = {
+        {"TheSummaryTable", Sysfs2(kTable)},
+        {"TheSummaryTableAt2_8", Sysfs2(kTable, 8)},
+        {"TheSummaryTableAt2_31", Sysfs2(kTable, 31)},
+        {"TheSummaryTableAt2_33", Sysfs2(kTable, 33)},
+        {"TheSummaryTableAt2_51", Sysfs2(kTable, 51)},
+        {"TheSummaryTableAt3_1_1", Sysfs3(kTable, version311)},
+        {"TheSummaryTableAt3_2_0", Sysfs3(kTable, version320)},
+        {"TheMakersStringsAlone", Sysfs2(SmbiosTable({kMakerStrings}))},
+        {"ATableInPhysicalMemory", MemoryWithATable()},
+    };
+    for (const RevisionCase& revision : RevisionCases())
+    {
+        vCases.push_back({std::string("TheRevisionStructure") + revision.pszName, Sysfs2(revision.fnTable())});
+    }
+    return vCases;
+}
+
+class SmbiosSummaryTable : public ::testing::TestWithParam<SmbiosTableCase>
+{
+};
+} // namespace
+
+TEST_P(SmbiosSummaryTable, IsShownByVexinspectAsDmidecodeShowsIt)
+{
+    ExpectFirmwareAgreesWithDmidecode(VEXDEP_INSPECT_EXECUTABLE, GetParam().firmware);
+}
+
+INSTANTIATE_TEST_SUITE_P(SummaryTests, SmbiosSummaryTable, ::testing::ValuesIn(TablesOfTheSummaryTests()),
+                         SmbiosTableCaseName);

@@ -308,6 +308,22 @@ Json DependencyJson(const SExplainedRun& run, std::size_t nIndex, const SExplain
     json["detail"] = dependency.strDetail.empty() ? Json() : Json(dependency.strDetail);
     return json;
 }
+// The run's reasons or warnings: each with its kind, the dependency and
+// release it is about (or null) and its text.
+Json ReasonsJson(const std::vector<SVerdictReason>& vReasons)
+{
+    Json reasons = Json::array();
+    for (const SVerdictReason& reason : vReasons)
+    {
+        Json item;
+        item["kind"] = reason.strKind;
+        item["dependency"] = TextOrNull(reason.strDependency);
+        item["releaseID"] = TextOrNull(reason.strReleaseID);
+        item["text"] = reason.strText;
+        reasons.push_back(item);
+    }
+    return reasons;
+}
 } // namespace
 
 Json CExplainJson::Render(const SExplainedRun& run)
@@ -347,16 +363,7 @@ Json CExplainJson::Render(const SExplainedRun& run)
     json["reported"] = reported;
     json["exitStatus"] = run.nExitStatus;
     json["verdict"] = SRunVerdict::Key(run.verdict.eVerdict);
-    Json reasons = Json::array();
-    for (const SVerdictReason& reason : run.verdict.vReasons)
-    {
-        Json item;
-        item["kind"] = reason.strKind;
-        item["dependency"] = TextOrNull(reason.strDependency);
-        item["releaseID"] = TextOrNull(reason.strReleaseID);
-        item["text"] = reason.strText;
-        reasons.push_back(item);
-    }
-    json["reasons"] = reasons;
+    json["reasons"] = ReasonsJson(run.verdict.vReasons);
+    json["warnings"] = ReasonsJson(run.verdict.vWarnings);
     return json;
 }

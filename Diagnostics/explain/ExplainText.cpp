@@ -457,6 +457,10 @@ std::string CExplainText::Render(const SExplainedRun& run)
     {
         oss << Continuation() << reason.strText << "\n";
     }
+    for (const SVerdictReason& warning : run.verdict.vWarnings)
+    {
+        oss << Label("Warning") << warning.strText << "\n";
+    }
     oss << Label("Exit status") << run.nExitStatus << "\n";
     return oss.str();
 }

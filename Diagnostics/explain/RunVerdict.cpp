@@ -3,6 +3,8 @@
 #include "ExplainModel.h"
 #include "TextFormat.h"
 
+#include <algorithm>
+
 std::string SRunVerdict::Key(ERunVerdict eVerdict)
 {
     switch (eVerdict)
@@ -286,5 +288,15 @@ SRunVerdict CRunVerdict::Decide(CDeviceInfo::eDependencyType eRequested, EPackag
     }
     verdict.vReasons.insert(verdict.vReasons.end(), vUnmet.begin(), vUnmet.end());
     verdict.vReasons.insert(verdict.vReasons.end(), vUnverifiable.begin(), vUnverifiable.end());
+    const bool bPlatformDoubted =
+        std::any_of(vUnverifiable.begin(), vUnverifiable.end(),
+                    [](const SVerdictReason& reason) { return reason.strKind == "platform-unverifiable"; });
+    if (!circumstances.strSmbiosRefused.empty() && !bPlatformDoubted)
+    {
+        verdict.vWarnings.push_back(RunReason(
+            "platform-unread", "the platform was not read as this user, who may not read the SMBIOS tables (" +
+                                   circumstances.strSmbiosRefused + "); no applicable " + strType +
+                                   " dependency lists platforms, so the verdict does not depend on it"));
+    }
     return verdict;
 }

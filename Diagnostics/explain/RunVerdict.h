@@ -54,6 +54,10 @@ struct SRunVerdict
 {
     ERunVerdict eVerdict = ERunVerdict::Unverifiable;
     std::vector<SVerdictReason> vReasons;
+    // What the run could not see but the verdict does not depend on (the
+    // SMBIOS tables unreadable to this user while no applicable dependency
+    // lists platforms): said, without changing the verdict.
+    std::vector<SVerdictReason> vWarnings;
 
     // "ready", "blocked", "recommended" or "unverifiable".
     static std::string Key(ERunVerdict eVerdict);
@@ -75,6 +79,9 @@ public:
     // list was passed over because this user may not read the SMBIOS tables
     // (root may) is unverifiable, whatever else was found for it; so is one
     // that applies only to a device when the device list could not be read.
+    // Tables this user may not read while no applicable dependency lists
+    // platforms leave the verdict as it is, with a warning of kind
+    // "platform-unread".
     static SRunVerdict Decide(CDeviceInfo::eDependencyType eRequested, EPackageDescription ePackage,
                               const std::vector<SExplainedDependency>& vDependencies,
                               const SRunCircumstances& circumstances = SRunCircumstances());
