@@ -151,6 +151,14 @@ checks:
           elements: dict
           sample: [{"kind": "unmet", "dependency": "Backplane Firmware", "release_id": "RA",
                     "text": "\"Backplane Firmware\": installed \"1.9\", required \"2.0\""}]
+        warnings:
+          description:
+            - What the check could not see but that cannot change its verdict, in the shape of I(reasons) (for
+              example C(platform-unread), when this user may not read the SMBIOS tables and no applicable
+              dependency lists platforms). Empty when C(vexinspect) gives none or is older.
+          type: list
+          elements: dict
+          sample: []
         reported:
           description:
             - The dependencies C(vexdepcheck) reports, in its order. C(state) is C(unmet) or C(failed);
@@ -361,20 +369,25 @@ def summarize(document, check_type):
                 })
             if inventory.get('collector'):
                 collectors.append(_collector(dependency, inventory['collector']))
-    reasons = [{
-        'kind': reason.get('kind'),
-        'dependency': reason.get('dependency'),
-        'release_id': reason.get('releaseID'),
-        'text': reason.get('text'),
-    } for reason in document.get('reasons') or []]
     return {
         'verdict': document.get('verdict'),
-        'reasons': reasons,
+        'reasons': _reasons(document.get('reasons')),
+        'warnings': _reasons(document.get('warnings')),
         'reported': _reported(document, check_type),
         'exit_status': document.get('exitStatus'),
         'failed_inventories': failed_inventories,
         'collectors': collectors,
     }
+
+
+def _reasons(entries):
+    """explain's reasons or warnings, in the module's names."""
+    return [{
+        'kind': entry.get('kind'),
+        'dependency': entry.get('dependency'),
+        'release_id': entry.get('releaseID'),
+        'text': entry.get('text'),
+    } for entry in entries or []]
 
 
 def overruns(checks):

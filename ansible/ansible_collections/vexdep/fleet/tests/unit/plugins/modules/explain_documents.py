@@ -26,14 +26,16 @@ def dependency(display, verdict, release='RA', version='2.0', current=None, erro
     }
 
 
-def document(requested, verdict, dependencies, reported, reasons, exit_status=255, system_id='0x0A1C'):
-    return copy.deepcopy({
+def document(requested, verdict, dependencies, reported, reasons, exit_status=255, system_id='0x0A1C',
+             warnings=None):
+    extra = {} if warnings is None else {'warnings': warnings}
+    return copy.deepcopy(dict({
         'schemaVersion': 1, 'command': 'explain', 'requested': requested, 'packageDirectory': '/pkg/',
         'smbios': {'tableRead': system_id is not None, 'source': 'sysfs' if system_id else 'none',
                    'systemID': system_id, 'systemIDOrigin': 'revision-two-byte' if system_id else None},
         'dependencies': dependencies, 'reported': reported, 'exitStatus': exit_status, 'verdict': verdict,
         'reasons': reasons,
-    })
+    }, **extra))
 
 
 def reason(kind, text, dep=None, release=None):

@@ -102,6 +102,20 @@ def test_blocked_reports_every_dependency_with_its_download_path(tmp_path):
     assert [c['release_id'] for c in hard['collectors']] == ['RA', 'RB', 'RC']
 
 
+def test_warnings_come_with_the_verdict_they_leave_alone(tmp_path):
+    unread = docs.reason('platform-unread', 'the platform was not read as this user')
+    ready = docs.document('hard', 'ready', [docs.dependency('Met C', 'met')], [],
+                          [docs.reason('all-met', 'every applicable hard dependency is met')], warnings=[unread])
+    module = FakeModule({'hard': (0, ready, '')})
+    hard = run_check(module, params(str(tmp_path), type='hard'))['checks']['hard']
+    assert hard['verdict'] == 'ready'
+    assert hard['warnings'] == [{'kind': 'platform-unread', 'dependency': None, 'release_id': None,
+                                 'text': 'the platform was not read as this user'}]
+    # A document without warnings (an older vexinspect) gives none.
+    module = FakeModule({'hard': (0, docs.READY_HARD, '')})
+    assert run_check(module, params(str(tmp_path), type='hard'))['checks']['hard']['warnings'] == []
+
+
 def test_recommended(tmp_path):
     module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.RECOMMENDED_SOFT, '')})
     result = run_check(module, params(str(tmp_path)))
