@@ -15,8 +15,9 @@ playbook, one after the other:
   blocked to complete).
 
 A third run goes with the first: --check --limit bravo,kilo with the archive
-(check mode plans too; each limited host takes the check's one SSH command
-and one more for its plan: both archives travel in the module's arguments).
+(check mode plans too; each limited host takes one SSH command in all: the
+check, and its plan in the same command, with both archives in the module's
+arguments).
 
 Each planned host's plan in the results is compared with vexinspect plan run
 directly on that host (over SSH, in its namespace, with its tables and state).
@@ -232,9 +233,8 @@ def test_check_mode_and_limit_plan_the_limited_hosts_in_one_more_task(runs):
         port = [host.port for host in runs.fleet.hosts if host.name == name][0]
         commands = [line for line in result.stdout.splitlines()
                     if 'SSH: EXEC' in line and '-o Port=%d ' % port in line]
-        # The check's one command (the small package in the module's arguments), then the plan's one: the
-        # package's and the repository's archives in its arguments too.
-        assert len(commands) == 2, '\n'.join(commands)
+        # One command: the check and its plan, the package's and the repository's archives in its arguments.
+        assert len(commands) == 1, '\n'.join(commands)
         assert all('python3' in command and 'sftp' not in command and 'mkdir' not in command
                    for command in commands), '\n'.join(commands)
 

@@ -1,11 +1,11 @@
 # -*- coding: utf-8 -*-
 # Copyright (C) 2026 vexdepcheck developers
-"""Action of vexdep_check: with src, the package archive on the controller
-reaches the host in the module's arguments when it is small (at most
-INLINE_LIMIT bytes: the task is then one command on the host, without a
-temporary directory), else it is copied into the task's remote temporary
-directory first; the module unpacks, checks and removes it in the same round
-trip.
+"""Action of vexdep_check: with src (and repository_src), the package's (and
+the packed repository's) archive on the controller reaches the host in the
+module's arguments while they are small (at most INLINE_LIMIT bytes together:
+the task is then one command on the host, without a temporary directory),
+else it is copied into the task's remote temporary directory first; the
+module unpacks, checks (and plans) and removes them in the same round trip.
 
 With the task keyword timeout, the module gets the time that is left of it
 when it is sent, less a reserve, as its own timeout: the check then ends by
@@ -30,7 +30,9 @@ class ActionModule(ActionBase):
     MODULE = 'vexdep.fleet.vexdep_check'
     # (controller argument, module argument of a copy, remote file name,
     # module argument of the content sent in the arguments) of each file.
-    COPIES = (('src', 'package_archive', 'package.tar.gz', 'package_content'),)
+    # The package first: it is small, and the repository may not fit.
+    COPIES = (('src', 'package_archive', 'package.tar.gz', 'package_content'),
+              ('repository_src', 'repository_archive', 'repository.tar.gz', 'repository_content'))
 
     def run(self, tmp=None, task_vars=None):
         started = time.time()

@@ -86,6 +86,31 @@ options:
         I(package_archive), I(package_content) or I(src) is created. A directory that does not exist is an error.
       - Left out, the system's temporary directory (C(TMPDIR), else C(/tmp)).
     type: path
+  repository:
+    description:
+      - A repository of update packages on the host (a directory; only read). With it, or with
+        I(repository_archive), I(repository_content) or I(repository_src), a check whose verdict is
+        C(blocked), C(recommended) or C(unverifiable) is followed, in the same command on the host, by the plan
+        that M(vexdep.fleet.vexdep_plan) would make for the same package and type (returned as I(plan)), with
+        what is left of I(timeout); a check that needs nothing is not planned. A plan that cannot be made is
+        returned in I(plan_failure) and never changes the check's verdict or fails the task.
+      - At most one of I(repository), I(repository_archive), I(repository_content) and I(repository_src).
+    type: path
+  repository_archive:
+    description:
+      - An archive of the repository on the host, as C(vexinspect repo pack) writes it, unpacked privately (only
+        when a plan is made) and removed again.
+    type: path
+  repository_content:
+    description:
+      - The repository's archive itself, base64-encoded; the action fills it in from I(repository_src).
+    type: str
+  repository_src:
+    description:
+      - The repository's archive on the controller. The action sends it in the module's arguments while it and
+        the package's archive together are at most 1 MiB (a packed repository of hundreds of packages takes
+        tens of KiB), else it copies it into the task's temporary directory on the host first.
+    type: path
 notes:
   - Needs C(vexinspect) on the managed host (the Debian package of vexdepcheck installs it) and
     Python 3; no other library.
@@ -118,6 +143,13 @@ EXAMPLES = r'''
   timeout: 600
   register: preflight
 
+- name: Check a package from the controller and, when the host needs something, plan it over a packed repository
+  vexdep.fleet.vexdep_check:
+    src: /srv/updates/VX4K7.tar.gz
+    repository_src: /srv/repository-metadata.tar.gz
+  timeout: 600
+  register: preflight
+
 - name: Only the hard dependencies, with every collector ended at its declared limit
   vexdep.fleet.vexdep_check:
     package_dir: /var/tmp/updates/VX4K7
@@ -127,6 +159,20 @@ EXAMPLES = r'''
 '''
 
 RETURN = r'''
+plan:
+  description:
+    - With a repository, the plan that followed the check, in the shape of the result of
+      M(vexdep.fleet.vexdep_plan) (C(verdict), C(plan), C(timed_out), C(left_behind), C(elapsed_seconds),
+      C(requested), C(vexinspect)); with C(skipped) true when the check's verdict needed no plan.
+  returned: when a repository is given and no plan failure
+  type: dict
+  sample: {"verdict": "complete", "plan": {"verdict": "complete", "steps": [], "blockers": []},
+           "timed_out": null, "left_behind": [], "elapsed_seconds": 0.4}
+plan_failure:
+  description: Why the plan could not be made (C(task) and C(msg)); the check's result stands.
+  returned: when a repository is given and the plan could not be made
+  type: dict
+  sample: {"task": "plan", "msg": "repository archive sent with the task cannot be unpacked: ..."}
 checks:
   description:
     - One entry per requested type that finished, C(hard) and/or C(soft).
@@ -279,6 +325,7 @@ import time
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vexdep.fleet.plugins.module_utils.archive import SENT_ARCHIVE, unpack
 from ansible_collections.vexdep.fleet.plugins.module_utils.deadline import DeadlineReached, process_age, run_until
+from ansible_collections.vexdep.fleet.plugins.module_utils.plan import REPOSITORY_OPTIONS, run_plan
 from ansible_collections.vexdep.fleet.plugins.module_utils.verdict import host_verdict
 from ansible_collections.vexdep.fleet.plugins.module_utils.vexinspect import (
     CheckError,
@@ -442,10 +489,37 @@ def run_check(module, params, runner=run_until):
         find_vexinspect(module, params.get('vexinspect'))
         directory = unpack(archive, params.get('tmp_parent'), content=content)
         try:
-            return check_directory(module, dict(params, package_dir=directory), runner, clock)
+            result = check_directory(module, dict(params, package_dir=directory), runner, clock)
+            return plan_if_needed(module, params, directory, result, runner, clock)
         finally:
             shutil.rmtree(directory, ignore_errors=True)
-    return check_directory(module, params, runner, clock)
+    result = check_directory(module, params, runner, clock)
+    return plan_if_needed(module, params, params['package_dir'], result, runner, clock)
+
+
+# The check's verdicts after which a repository is planned over.
+PLANNED_VERDICTS = ('blocked', 'recommended', 'unverifiable')
+
+
+def plan_if_needed(module, params, package_dir, result, runner, clock):
+    """The check's result with the plan over the repository the parameters name, when there is one and the
+    verdict asks for it; a plan that cannot be made is kept in plan_failure."""
+    if not any(params.get(option) for option in REPOSITORY_OPTIONS[:4]):
+        return result
+    if result.get('verdict') not in PLANNED_VERDICTS:
+        result['plan'] = {'changed': False, 'skipped': True,
+                          'skip_reason': 'the check found nothing a plan could change (%s)' % result.get('verdict')}
+        return result
+    left = None
+    if clock.deadline is not None:
+        left = max(1, int(clock.deadline - clock.now()))
+    plan_params = dict(params, package_dir=package_dir, package_archive=None, package_content=None, src=None,
+                       timeout=left)
+    try:
+        result['plan'] = run_plan(module, plan_params, runner)
+    except CheckError as error:
+        result['plan_failure'] = {'task': 'plan', 'msg': str(error)}
+    return result
 
 
 def check_directory(module, params, runner=run_until, clock=None):
@@ -521,9 +595,14 @@ def main():
             collector_timeout=dict(type='str'),
             timeout=dict(type='int'),
             tmp_parent=dict(type='path'),
+            repository=dict(type='path'),
+            repository_archive=dict(type='path'),
+            repository_content=dict(type='str', no_log=True),
+            repository_src=dict(type='path'),
         ),
         required_one_of=[('package_dir', 'package_archive', 'package_content', 'src')],
-        mutually_exclusive=[('package_dir', 'package_archive', 'package_content', 'src')],
+        mutually_exclusive=[('package_dir', 'package_archive', 'package_content', 'src'),
+                            ('repository', 'repository_archive', 'repository_content', 'repository_src')],
         supports_check_mode=True,
     )
     try:

@@ -33,7 +33,7 @@ def specs():
 
 def used_variables(entry_point):
     """The preflight_ variables that an entry point's task files and template read."""
-    files = {'main': ['tasks/main.yml', 'tasks/install.yml', 'tasks/plan.yml'],
+    files = {'main': ['tasks/main.yml', 'tasks/install.yml'],
              'package': ['tasks/package.yml', 'tasks/repository.yml'],
              'report': ['tasks/report.yml', 'templates/results.json.j2']}[entry_point]
     names = set()
@@ -51,7 +51,7 @@ SET_BY_THE_ROLE = {'preflight_archive', 'preflight_hosts', 'preflight_install_tm
                    'preflight_package_stat', 'preflight_controller_tmp', 'preflight_controller_tmp_path',
                    'preflight_run_started', 'preflight_run_finished', 'preflight_controller', 'preflight_report',
                    'preflight_report_previous', 'preflight_report_hosts', 'preflight_report_argv',
-                   'preflight_plan', 'preflight_plan_failure', 'preflight_repository_stat', 'preflight_repository_tmp',
+                   'preflight_repository_stat', 'preflight_repository_tmp',
                    'preflight_repository_tmp_path', 'preflight_repository_pack', 'preflight_repository_summary',
                    'preflight_repository_archive'}
 

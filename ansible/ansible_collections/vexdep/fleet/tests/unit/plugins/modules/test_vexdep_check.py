@@ -562,3 +562,97 @@ def test_main_with_a_collector_that_prints_a_mebibyte(monkeypatch, capsys, tmp_p
     assert result['verdict'] == expected['verdict']
     for check_type in ('hard', 'soft'):
         assert result['checks'][check_type]['verdict'] == expected['checks'][check_type]['verdict']
+
+
+# --- the plan that follows a check, with a repository ------------------------
+
+PLAN = {'schemaVersion': 1, 'command': 'plan', 'requested': 'both', 'verdict': 'complete', 'verdictExitStatus': 1,
+        'steps': [{'step': 1, 'package': 'FOLDER01/A', 'fromVersion': '1.0', 'toVersion': '2.0', 'chain': []}],
+        'blockers': [], 'warnings': [], 'evaluations': [{'package': None, 'afterSteps': 0}]}
+
+
+def test_a_check_that_finds_something_to_do_is_planned_in_the_same_command(tmp_path):
+    (tmp_path / 'repository').mkdir()
+    module = FakeModule({'hard': (0, docs.BLOCKED_HARD, ''), 'soft': (0, docs.READY_SOFT, ''), 'both': (0, PLAN, '')})
+    result = run_check(module, params(str(tmp_path), repository=str(tmp_path / 'repository'), timeout=100))
+    # The check's result is the check's; the plan comes beside it.
+    assert result['verdict'] == 'blocked'
+    assert result['plan']['verdict'] == 'complete'
+    assert result['plan']['plan']['steps'] == PLAN['steps']
+    assert 'evaluations' not in result['plan']['plan']
+    assert 'plan_failure' not in result
+    assert [command[1:3] for command in module.commands] == [['explain', 'hard'], ['explain', 'soft'], ['plan', 'both']]
+    assert module.commands[2][3:7] == ['--repository', str(tmp_path / 'repository'), '--package-dir', str(tmp_path)]
+    # The plan has what is left of the check's time, no more.
+    assert module.deadlines[2] is not None and module.deadlines[2] <= time.time() + 100
+
+
+def test_a_check_that_needs_nothing_is_not_planned(tmp_path):
+    (tmp_path / 'repository').mkdir()
+    module = FakeModule({'hard': (0, docs.READY_HARD, ''), 'soft': (0, docs.READY_SOFT, '')})
+    result = run_check(module, params(str(tmp_path), repository=str(tmp_path / 'repository')))
+    assert result['verdict'] == 'ready'
+    assert result['plan']['skipped'] is True
+    assert [command[1] for command in module.commands] == ['explain', 'explain']
+
+
+def test_without_a_repository_there_is_no_plan(tmp_path):
+    module = FakeModule({'hard': (0, docs.BLOCKED_HARD, ''), 'soft': (0, docs.READY_SOFT, '')})
+    result = run_check(module, params(str(tmp_path)))
+    assert 'plan' not in result and 'plan_failure' not in result
+    assert len(module.commands) == 2
+
+
+def test_a_plan_that_cannot_be_made_leaves_the_check_as_it_is(tmp_path):
+    module = FakeModule({'hard': (0, docs.BLOCKED_HARD, ''), 'soft': (0, docs.READY_SOFT, '')})
+    result = run_check(module, params(str(tmp_path), repository=str(tmp_path / 'nothing')))
+    assert result['verdict'] == 'blocked'
+    assert result['checks']['hard']['verdict'] == 'blocked'
+    assert result['plan_failure'] == {'task': 'plan', 'msg': 'repository %s does not exist' % (tmp_path / 'nothing')}
+    assert 'plan' not in result
+
+
+def test_archives_sent_in_the_arguments_are_checked_and_planned_in_one_private_package_directory(tmp_path):
+    package = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
+    with open(package, 'rb') as handle:
+        package_content = base64.b64encode(handle.read()).decode('ascii')
+    (tmp_path / 'r').mkdir()
+    (tmp_path / 'r' / 'catalog.json').write_bytes(b'{}')
+    import tarfile
+    with tarfile.open(str(tmp_path / 'repository.tar.gz'), 'w:gz') as tar:
+        tar.add(str(tmp_path / 'r' / 'catalog.json'), arcname='catalog.json')
+    repository_content = base64.b64encode((tmp_path / 'repository.tar.gz').read_bytes()).decode('ascii')
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    seen = []
+
+    class Recording(FakeModule):
+        def run(self, argv, deadline=None, replace=None):
+            self.commands.append(argv)
+            if argv[1] == 'plan':
+                seen.append(sorted(os.listdir(argv[4])))
+                return 0, json.dumps(PLAN), '', []
+            return 0, json.dumps(docs.BLOCKED_HARD), '', []
+
+    module = Recording({})
+    result = run_check(module, {'package_content': package_content, 'repository_content': repository_content,
+                                'type': 'hard', 'tmp_parent': str(parent)})
+    assert result['plan']['verdict'] == 'complete'
+    assert seen == [['catalog.json']]
+    # The plan runs on the package directory the check unpacked, which is gone afterwards.
+    assert module.commands[1][6] == module.commands[0][4]
+    assert os.listdir(str(parent)) == []
+
+
+def test_documentation_examples_and_return_are_complete_yaml():
+    import yaml
+    documentation = yaml.safe_load(vexdep_check.DOCUMENTATION)
+    assert sorted(documentation['options']) == sorted([
+        'package_dir', 'package_archive', 'package_content', 'src', 'type', 'vexinspect', 'collector_timeout',
+        'timeout', 'tmp_parent', 'repository', 'repository_archive', 'repository_content', 'repository_src'])
+    assert all(option.get('description') and option.get('type') for option in documentation['options'].values())
+    examples = yaml.safe_load(vexdep_check.EXAMPLES)
+    assert all('vexdep.fleet.vexdep_check' in task or 'ansible.builtin.fail' in task for task in examples)
+    returned = yaml.safe_load(vexdep_check.RETURN)
+    assert {'checks', 'verdict', 'plan', 'plan_failure'} <= set(returned)
+    assert returned['checks']['contains']['hard']['contains']['warnings']['type'] == 'list'
