@@ -104,3 +104,17 @@ TEST(PlanCommand, RefusesWhatItCannotUse)
         EXPECT_EQ(output.strOut, "");
     }
 }
+
+TEST(PlanCommand, RefusesAFileThatIsNoPackedRepository)
+{
+    TempDir dir;
+    WriteFile(dir.File("notes.txt"), std::string(2048, 'x'));
+    SPlanOptions options = Example();
+    options.strRepository = dir.File("notes.txt");
+    const Output output = RunPlan(options);
+    EXPECT_EQ(output.nStatus, CPlanCommand::nExitUnusableInput);
+    EXPECT_EQ(output.strErr, "vexinspect plan: the repository " + dir.File("notes.txt") +
+                                 " is neither a directory nor a packed repository: the archive has a damaged header "
+                                 "(its checksum does not hold) after 0 members\n");
+    EXPECT_EQ(output.strOut, "");
+}

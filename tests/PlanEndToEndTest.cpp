@@ -340,3 +340,40 @@ TEST_F(PlanEndToEnd, TheExampleOfTheReadmeGivesWhatTheReadmeShows)
     EXPECT_EQ(ReadFile(strSource + "/docs/planning.md").find(result.strStdout) != std::string::npos, true)
         << "docs/planning.md does not show the plan";
 }
+
+TEST_F(PlanEndToEnd, PlansFromAPackedRepositoryAsFromTheTreeItUnpacksTo)
+{
+    const std::string strSource = VEXDEP_SOURCE_DIR;
+    TempDir packed;
+    const CommandResult pack = RunCommand({kInspect, "repo", "pack", strSource + "/examples/repository", "-o",
+                                           packed.File("repository.tar.gz")},
+                                          "/");
+    ASSERT_EQ(pack.nExitStatus, 0) << pack.strStderr;
+    MakeDirectory(packed.File("tree"));
+    const CommandResult tar = RunCommand(
+        {"/bin/tar", "-C", packed.File("tree"), "-p", "-xzf", packed.File("repository.tar.gz")}, packed.Path());
+    ASSERT_EQ(tar.nExitStatus, 0) << tar.strStderr;
+
+    const auto plan = [&](const std::string& strRepository) {
+        return RunCommand({kInspect, "plan", "both", "--json", "--repository", strRepository, "--package-dir",
+                           strSource + "/examples/package", "--inventory", strSource + "/examples/machine/inv.xml"},
+                          "/");
+    };
+    const CommandResult fromTree = plan(packed.File("tree"));
+    const CommandResult fromArchive = plan(packed.File("repository.tar.gz"));
+    ASSERT_EQ(fromTree.nExitStatus, 0) << fromTree.strStderr;
+    ASSERT_EQ(fromArchive.nExitStatus, 0) << fromArchive.strStderr;
+    EXPECT_EQ(fromArchive.strStderr, fromTree.strStderr);
+    EXPECT_EQ(JsonSchemaErrors("plan", fromArchive.strStdout), "");
+    Json archiveJson = Json::parse(fromArchive.strStdout);
+    Json treeJson = Json::parse(fromTree.strStdout);
+    EXPECT_EQ(archiveJson["repository"], packed.File("repository.tar.gz"));
+    EXPECT_EQ(archiveJson["catalogUsed"], true);
+    EXPECT_EQ(archiveJson["verdict"], "complete");
+    EXPECT_EQ(archiveJson["steps"].size(), 5u);
+    archiveJson.erase("repository");
+    treeJson.erase("repository");
+    EXPECT_EQ(archiveJson.dump(2), treeJson.dump(2));
+    // Nothing was unpacked beside the archive.
+    EXPECT_EQ(ListDirectory(packed.Path()), (std::vector<std::string>{"repository.tar.gz", "tree"}));
+}

@@ -30,7 +30,7 @@ protected:
     {
         CPackageDescriptionReader reader(m_work.Path());
         CPackageSource source(m_repository.Path(), reader);
-        CRepositoryScanner scanner(m_repository.Path(), source);
+        CRepositoryScanner scanner(source);
         SRepositoryContent content;
         std::string strError;
         EXPECT_TRUE(scanner.Scan(eMode, pCatalog, bDigests, content, strError)) << strError;

@@ -1,4 +1,5 @@
 #include "TarReader.h"
+#include "TarWriter.h"
 
 #include "RepositoryBuilder.h"
 #include "TarReading.h"
@@ -41,13 +42,13 @@ TEST(TarReader, ReadsLongNamesOfGnuTar)
     EXPECT_EQ(result.vMembers[0].strName, strLong);
 }
 
-TEST(TarReader, ReadsThePathAndSizeOfPaxHeaders)
+namespace
 {
-    const std::string strRecords = "27 path=pax/named/file.txt\n" + std::string("10 size=3\n");
-    std::string strArchive = TarArchive({{"PaxHeader", 'x', "", 0644, ""}});
+// An archive of a pax extended header with the records, then the member.
+std::string PaxArchive(const std::string& strRecords, const TarEntry& member)
+{
     // The pax header carries data: build it by hand from the builder's pieces.
-    std::vector<TarEntry> vEntries = {{"PaxHeader", '0', strRecords, 0644, ""}, {"short", '0', "abc", 0644, ""}};
-    strArchive = TarArchive(vEntries);
+    std::string strArchive = TarArchive({{"PaxHeader", '0', strRecords, 0644, ""}, member});
     strArchive[156] = 'x';
     // Fix the checksum of the changed header.
     unsigned nSum = 0;
@@ -58,10 +59,36 @@ TEST(TarReader, ReadsThePathAndSizeOfPaxHeaders)
     char szSum[8];
     std::snprintf(szSum, sizeof(szSum), "%06o", nSum);
     strArchive.replace(148, 8, std::string(szSum, 6) + std::string("\0 ", 2));
-    const TarRead result = ReadTarArchive(strArchive);
+    return strArchive;
+}
+} // namespace
+
+TEST(TarReader, ReadsThePathAndSizeOfPaxHeaders)
+{
+    const std::string strRecords = "27 path=pax/named/file.txt\n" + std::string("10 size=3\n");
+    const TarRead result = ReadTarArchive(PaxArchive(strRecords, {"short", '0', "abc", 0644, ""}));
     ASSERT_EQ(result.vMembers.size(), 1u) << result.strError;
     EXPECT_EQ(result.vMembers[0].strName, "pax/named/file.txt");
     EXPECT_EQ(result.vData[0], "abc");
+}
+
+TEST(TarReader, ReadsTheModificationTimeOfTheHeaderOrOfThePaxRecord)
+{
+    CTarWriter writer;
+    writer.AddFile("plain", "abc", 0644, 1700000123);
+    const TarRead plain = ReadTarArchive(writer.Finish());
+    ASSERT_EQ(plain.vMembers.size(), 1u) << plain.strError;
+    EXPECT_EQ(plain.vMembers[0].nModifiedNs, 1700000123LL * 1000000000);
+
+    const TarRead fraction =
+        ReadTarArchive(PaxArchive("27 mtime=1700000000.250000\n", {"timed", '0', "abc", 0644, ""}));
+    ASSERT_EQ(fraction.vMembers.size(), 1u) << fraction.strError;
+    EXPECT_EQ(fraction.vMembers[0].nModifiedNs, 1700000000LL * 1000000000 + 250000000);
+    // A time that is none (negative, say) leaves the header's (the test
+    // builder writes 1793145600 into every header).
+    const TarRead negative = ReadTarArchive(PaxArchive("16 mtime=-12345\n", {"timed", '0', "abc", 0644, ""}));
+    ASSERT_EQ(negative.vMembers.size(), 1u) << negative.strError;
+    EXPECT_EQ(negative.vMembers[0].nModifiedNs, 1793145600LL * 1000000000);
 }
 
 TEST(TarReader, RefusesEveryMemberThatCouldWriteOrReadElsewhere)

@@ -240,7 +240,9 @@ int main(int argc, char* argv[])
         ->required()
         ->check(CLI::IsMember({"hard", "soft", "both"}));
     usage::NameArgument(pPlan, "type", "plan type", "hard, soft or both");
-    pPlan->add_option("--repository", planOptions.strRepository, "The repository of update packages")->required();
+    pPlan->add_option("--repository", planOptions.strRepository,
+                      "The repository of update packages: a directory, or an archive that repo pack wrote")
+        ->required();
     pPlan->add_option("--package-dir", planOptions.strPackageDir,
                       "The package to install (default: the current directory)");
     pPlan->add_option("--inventory", planOptions.strInventory,

@@ -4,6 +4,7 @@
 #include "CollectorTimeLimit.h"
 #include "DiagnosticLog.h"
 #include "ExplainJudge.h"
+#include "PackedRepositoryTree.h"
 #include "PlanReport.h"
 #include "Planner.h"
 #include "PlatformLayer.h"
@@ -13,6 +14,7 @@
 #include "ScratchArea.h"
 #include "SmbiosDump.h"
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -75,10 +77,26 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
         err << "vexinspect plan: the package directory " << strPackageDir << " is not a directory\n";
         return nExitUnusableInput;
     }
+    // A repository is a directory, or an archive that vexinspect repo pack
+    // wrote, read where it lies without unpacking it.
+    std::unique_ptr<CPackedRepositoryTree> pPacked;
     if (!CPlatformLayer::IsDirectory(m_options.strRepository))
     {
-        err << "vexinspect plan: the repository " << m_options.strRepository << " is not a directory\n";
-        return nExitUnusableInput;
+        CRepositoryFileSystem::SEntry entry;
+        if (!CRepositoryFileSystem::Examine(m_options.strRepository, entry, strError) ||
+            entry.eKind != CRepositoryFileSystem::EKind::Regular)
+        {
+            err << "vexinspect plan: the repository " << m_options.strRepository << " is not a directory\n";
+            return nExitUnusableInput;
+        }
+        CRegularFileReader archive;
+        pPacked.reset(new CPackedRepositoryTree());
+        if (!archive.Open(m_options.strRepository, strError) || !pPacked->Load(archive, strError))
+        {
+            err << "vexinspect plan: the repository " << m_options.strRepository
+                << " is neither a directory nor a packed repository: " << strError << "\n";
+            return nExitUnusableInput;
+        }
     }
     request.strPackageDirectory = strPackageDir;
     std::string strInventorySource;
@@ -132,7 +150,10 @@ int CPlanCommand::Run(std::ostream& out, std::ostream& err)
         err << "vexinspect plan: cannot make a scratch directory: " << strError << "\n";
         return nExitCannotCreate;
     }
-    CRepositoryLoader loader(m_options.strRepository, strWork);
+    const std::unique_ptr<CRepositoryLoader> pLoader(
+        pPacked ? new CRepositoryLoader(std::move(pPacked), m_options.strRepository, strWork)
+                : new CRepositoryLoader(m_options.strRepository, strWork));
+    CRepositoryLoader& loader = *pLoader;
     SRepositoryLoad load;
     if (!loader.Load(CRepositoryScanner::EMode::Trust, m_options.strCatalog, false, load, strError))
     {

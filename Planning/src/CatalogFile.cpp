@@ -20,6 +20,19 @@ bool CCatalogFile::Exists(const std::string& strPath)
            entry.eKind != CRepositoryFileSystem::EKind::Missing;
 }
 
+namespace
+{
+bool ParseNamed(const std::string& strText, const std::string& strName, SCatalog& catalog, std::string& strProblem)
+{
+    if (!CCatalog::Parse(strText, catalog, strProblem))
+    {
+        strProblem = strName + ": " + strProblem;
+        return false;
+    }
+    return true;
+}
+} // namespace
+
 bool CCatalogFile::Read(const std::string& strPath, SCatalog& catalog, std::string& strProblem)
 {
     std::string strText;
@@ -28,12 +41,19 @@ bool CCatalogFile::Read(const std::string& strPath, SCatalog& catalog, std::stri
         strProblem = strPath + ": " + strProblem;
         return false;
     }
-    if (!CCatalog::Parse(strText, catalog, strProblem))
+    return ParseNamed(strText, strPath, catalog, strProblem);
+}
+
+bool CCatalogFile::ReadFromTree(const IRepositoryTree& tree, const std::string& strName, SCatalog& catalog,
+                                std::string& strProblem)
+{
+    std::string strText;
+    if (!tree.ReadRegularFile(CCatalog::pszFileName, CCatalog::nMaxBytes, strText, strProblem))
     {
-        strProblem = strPath + ": " + strProblem;
+        strProblem = strName + ": " + strProblem;
         return false;
     }
-    return true;
+    return ParseNamed(strText, strName, catalog, strProblem);
 }
 
 bool CCatalogFile::Write(const std::string& strPath, const SCatalog& catalog, std::string& strError)

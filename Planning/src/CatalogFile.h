@@ -2,6 +2,7 @@
 #define VEXDEP_CATALOGFILE_H
 
 #include "Catalog.h"
+#include "RepositoryTree.h"
 
 #include <string>
 
@@ -17,6 +18,10 @@ public:
     // Reads and parses the catalog; false with the reason (a file that is
     // not a regular file, too large, or not a catalog).
     static bool Read(const std::string& strPath, SCatalog& catalog, std::string& strProblem);
+    // The same, of the repository's own catalog read through its tree;
+    // strName names it in the reason.
+    static bool ReadFromTree(const IRepositoryTree& tree, const std::string& strName, SCatalog& catalog,
+                             std::string& strProblem);
     // Writes it through a temporary file and a rename, unless the file holds
     // that very text already.
     static bool Write(const std::string& strPath, const SCatalog& catalog, std::string& strError);

@@ -1,4 +1,5 @@
 #include "DirectoryPackage.h"
+#include "DiskRepositoryTree.h"
 
 #include "RepositoryFileSystem.h"
 #include "RepositoryLimits.h"
@@ -11,8 +12,8 @@ namespace
 {
 std::string Quote(const std::string& strText) { return "\"" + strText + "\""; }
 
-bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::size_t nDepth,
-               std::vector<SPackageEntry>& vEntries, std::string& strError)
+bool WalkBelow(const IRepositoryTree& tree, const std::string& strPackage, const std::string& strRelative,
+               std::size_t nDepth, std::vector<SPackageEntry>& vEntries, std::string& strError)
 {
     if (nDepth > repositorylimits::nMaxDepth)
     {
@@ -21,8 +22,7 @@ bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::
         return false;
     }
     std::vector<std::string> vNames;
-    const std::string strDirectory = CRepositoryPath::Join(strRoot, strRelative);
-    if (!CRepositoryFileSystem::ListDirectory(strDirectory, vNames, strError))
+    if (!tree.ListDirectory(CRepositoryPath::Join(strPackage, strRelative), vNames, strError))
     {
         strError = "cannot read the directory " + Quote(strRelative.empty() ? "." : strRelative) + ": " + strError;
         return false;
@@ -31,7 +31,7 @@ bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::
     {
         const std::string strPath = CRepositoryPath::Join(strRelative, strName);
         CRepositoryFileSystem::SEntry entry;
-        if (!CRepositoryFileSystem::Examine(strRoot + "/" + strPath, entry, strError))
+        if (!tree.Examine(CRepositoryPath::Join(strPackage, strPath), entry, strError))
         {
             strError = "cannot examine " + Quote(strPath) + ": " + strError;
             return false;
@@ -58,7 +58,7 @@ bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::
         packageEntry.nModifiedNs = entry.nModifiedNs;
         packageEntry.nMode = entry.nMode;
         vEntries.push_back(packageEntry);
-        if (packageEntry.bDirectory && !WalkBelow(strRoot, strPath, nDepth + 1, vEntries, strError))
+        if (packageEntry.bDirectory && !WalkBelow(tree, strPackage, strPath, nDepth + 1, vEntries, strError))
         {
             return false;
         }
@@ -69,8 +69,8 @@ bool WalkBelow(const std::string& strRoot, const std::string& strRelative, std::
 // Feeds one entry into the digest; the bytes of a file are handed to
 // onBytes as well (when given).
 template <typename OnBytes>
-bool DigestEntry(const std::string& strRoot, const SPackageEntry& entry, CSha256& sha, OnBytes onBytes,
-                 std::string& strError)
+bool DigestEntry(const IRepositoryTree& tree, const std::string& strPackage, const SPackageEntry& entry,
+                 CSha256& sha, OnBytes onBytes, std::string& strError)
 {
     if (entry.bDirectory)
     {
@@ -84,8 +84,8 @@ bool DigestEntry(const std::string& strRoot, const SPackageEntry& entry, CSha256
     sha.Update("\0", 1);
     sha.Update(std::to_string(entry.nSize));
     sha.Update("\0", 1);
-    CRegularFileReader file;
-    if (!file.Open(strRoot + "/" + entry.strPath, strError))
+    const std::unique_ptr<IFileInput> pFile = tree.OpenFile(CRepositoryPath::Join(strPackage, entry.strPath), strError);
+    if (!pFile)
     {
         strError = Quote(entry.strPath) + ": " + strError;
         return false;
@@ -94,7 +94,7 @@ bool DigestEntry(const std::string& strRoot, const SPackageEntry& entry, CSha256
     uint64_t nTotal = 0;
     for (;;)
     {
-        const long nRead = file.Read(buffer, sizeof(buffer), strError);
+        const long nRead = pFile->Read(buffer, sizeof(buffer), strError);
         if (nRead < 0)
         {
             strError = Quote(entry.strPath) + ": " + strError;
@@ -133,11 +133,11 @@ std::string CDirectoryPackage::StampOf(const std::vector<SPackageEntry>& vEntrie
     return sha.Finish();
 }
 
-bool CDirectoryPackage::Scan(const std::string& strDirectory, SDirectoryContent& content, std::string& strError,
-                             bool bReadPackageXml)
+bool CDirectoryPackage::Scan(const IRepositoryTree& tree, const std::string& strPackage, SDirectoryContent& content,
+                             std::string& strError, bool bReadPackageXml)
 {
     content = SDirectoryContent();
-    if (!WalkBelow(strDirectory, std::string(), 0, content.vEntries, strError))
+    if (!WalkBelow(tree, strPackage, std::string(), 0, content.vEntries, strError))
     {
         return false;
     }
@@ -155,8 +155,8 @@ bool CDirectoryPackage::Scan(const std::string& strDirectory, SDirectoryContent&
         return false;
     }
     if (bReadPackageXml &&
-        !CRepositoryFileSystem::ReadRegularFile(strDirectory + "/package.xml", repositorylimits::nMaxPackageXmlBytes,
-                                                content.strPackageXml, strError))
+        !tree.ReadRegularFile(CRepositoryPath::Join(strPackage, "package.xml"), repositorylimits::nMaxPackageXmlBytes,
+                              content.strPackageXml, strError))
     {
         strError = "package.xml: " + strError;
         return false;
@@ -164,14 +164,14 @@ bool CDirectoryPackage::Scan(const std::string& strDirectory, SDirectoryContent&
     return true;
 }
 
-bool CDirectoryPackage::Digest(const std::string& strDirectory, const SDirectoryContent& content,
-                               std::string& strDigest, std::string& strError)
+bool CDirectoryPackage::Digest(const IRepositoryTree& tree, const std::string& strPackage,
+                               const SDirectoryContent& content, std::string& strDigest, std::string& strError)
 {
     CSha256 sha;
     for (const SPackageEntry& entry : content.vEntries)
     {
         if (!DigestEntry(
-                strDirectory, entry, sha, [](const char*, std::size_t, std::string&) { return true; }, strError))
+                tree, strPackage, entry, sha, [](const char*, std::size_t, std::string&) { return true; }, strError))
         {
             return false;
         }
@@ -180,12 +180,12 @@ bool CDirectoryPackage::Digest(const std::string& strDirectory, const SDirectory
     return true;
 }
 
-bool CDirectoryPackage::CopyMetadata(const std::string& strDirectory,
+bool CDirectoryPackage::CopyMetadata(const IRepositoryTree& tree, const std::string& strPackage,
                                      const std::vector<std::string>& vReleaseDirectories, const std::string& strTarget,
                                      std::string& strDigest, std::string& strError)
 {
     SDirectoryContent content;
-    if (!Scan(strDirectory, content, strError))
+    if (!Scan(tree, strPackage, content, strError))
     {
         return false;
     }
@@ -201,7 +201,7 @@ bool CDirectoryPackage::CopyMetadata(const std::string& strDirectory,
         }
         std::string strData;
         const bool bDigested = DigestEntry(
-            strDirectory, entry, sha,
+            tree, strPackage, entry, sha,
             [&](const char* pBytes, std::size_t nSize, std::string& strCopyError) {
                 if (!bMetadata)
                 {
@@ -243,4 +243,24 @@ bool CDirectoryPackage::CopyMetadata(const std::string& strDirectory,
     }
     strDigest = sha.Finish();
     return true;
+}
+
+bool CDirectoryPackage::Scan(const std::string& strDirectory, SDirectoryContent& content, std::string& strError,
+                             bool bReadPackageXml)
+{
+    return Scan(CDiskRepositoryTree(strDirectory), std::string(), content, strError, bReadPackageXml);
+}
+
+bool CDirectoryPackage::Digest(const std::string& strDirectory, const SDirectoryContent& content,
+                               std::string& strDigest, std::string& strError)
+{
+    return Digest(CDiskRepositoryTree(strDirectory), std::string(), content, strDigest, strError);
+}
+
+bool CDirectoryPackage::CopyMetadata(const std::string& strDirectory,
+                                     const std::vector<std::string>& vReleaseDirectories, const std::string& strTarget,
+                                     std::string& strDigest, std::string& strError)
+{
+    return CopyMetadata(CDiskRepositoryTree(strDirectory), std::string(), vReleaseDirectories, strTarget, strDigest,
+                        strError);
 }

@@ -1,6 +1,8 @@
 #ifndef VEXDEP_DIRECTORYPACKAGE_H
 #define VEXDEP_DIRECTORYPACKAGE_H
 
+#include "RepositoryTree.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,18 +38,27 @@ struct SDirectoryContent
 class CDirectoryPackage
 {
 public:
+    // strPackage: the package's directory in the tree.
     // Walks the package (examining each entry, reading only package.xml,
     // and that only with bReadPackageXml).
-    static bool Scan(const std::string& strDirectory, SDirectoryContent& content, std::string& strError,
-                     bool bReadPackageXml = true);
+    static bool Scan(const IRepositoryTree& tree, const std::string& strPackage, SDirectoryContent& content,
+                     std::string& strError, bool bReadPackageXml = true);
     // The digest of the content: the path of every directory, and the path,
     // executable bit, size and bytes of every file, in path order.
-    static bool Digest(const std::string& strDirectory, const SDirectoryContent& content, std::string& strDigest,
-                       std::string& strError);
+    static bool Digest(const IRepositoryTree& tree, const std::string& strPackage, const SDirectoryContent& content,
+                       std::string& strDigest, std::string& strError);
     // Copies package.xml and the release directories (relative directories
     // as CRepositoryPath::FromReleaseID gives them) below strTarget, an
     // empty directory; strDigest receives the package's digest, computed on
     // the way from the same reads.
+    static bool CopyMetadata(const IRepositoryTree& tree, const std::string& strPackage,
+                             const std::vector<std::string>& vReleaseDirectories, const std::string& strTarget,
+                             std::string& strDigest, std::string& strError);
+    // The same three, of a package directory on disk.
+    static bool Scan(const std::string& strDirectory, SDirectoryContent& content, std::string& strError,
+                     bool bReadPackageXml = true);
+    static bool Digest(const std::string& strDirectory, const SDirectoryContent& content, std::string& strDigest,
+                       std::string& strError);
     static bool CopyMetadata(const std::string& strDirectory, const std::vector<std::string>& vReleaseDirectories,
                              const std::string& strTarget, std::string& strDigest, std::string& strError);
 

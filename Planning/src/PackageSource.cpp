@@ -2,6 +2,7 @@
 
 #include "ArchivePackage.h"
 #include "DirectoryPackage.h"
+#include "DiskRepositoryTree.h"
 #include "RepositoryFileSystem.h"
 #include "Sha256.h"
 
@@ -24,8 +25,13 @@ EPackageFormat FormatOf(CArchiveStream::ECompression eCompression)
 }
 } // namespace
 
+CPackageSource::CPackageSource(const IRepositoryTree& tree, CPackageDescriptionReader& reader)
+    : m_tree(tree), m_reader(reader)
+{
+}
+
 CPackageSource::CPackageSource(const std::string& strRepositoryRoot, CPackageDescriptionReader& reader)
-    : m_strRoot(strRepositoryRoot), m_reader(reader)
+    : m_pOwnedTree(new CDiskRepositoryTree(strRepositoryRoot)), m_tree(*m_pOwnedTree), m_reader(reader)
 {
 }
 
@@ -36,11 +42,10 @@ std::string CPackageSource::ArchiveStamp(uint64_t nSize, int64_t nModifiedNs)
 
 bool CPackageSource::Stamp(const std::string& strPath, bool bDirectory, std::string& strStamp, std::string& strError)
 {
-    const std::string strFull = m_strRoot + "/" + strPath;
     if (bDirectory)
     {
         SDirectoryContent content;
-        if (!CDirectoryPackage::Scan(strFull, content, strError, false))
+        if (!CDirectoryPackage::Scan(m_tree, strPath, content, strError, false))
         {
             return false;
         }
@@ -48,7 +53,7 @@ bool CPackageSource::Stamp(const std::string& strPath, bool bDirectory, std::str
         return true;
     }
     CRepositoryFileSystem::SEntry entry;
-    if (!CRepositoryFileSystem::Examine(strFull, entry, strError))
+    if (!m_tree.Examine(strPath, entry, strError))
     {
         return false;
     }
@@ -66,12 +71,11 @@ bool CPackageSource::Describe(const std::string& strPath, bool bDirectory, bool 
 {
     description = SPackageDescription();
     description.strPath = strPath;
-    const std::string strFull = m_strRoot + "/" + strPath;
     std::string strPackageXml;
     if (bDirectory)
     {
         SDirectoryContent content;
-        if (!CDirectoryPackage::Scan(strFull, content, strError))
+        if (!CDirectoryPackage::Scan(m_tree, strPath, content, strError))
         {
             return false;
         }
@@ -82,7 +86,7 @@ bool CPackageSource::Describe(const std::string& strPath, bool bDirectory, bool 
         if (bDigest)
         {
             std::string strDigest;
-            if (!CDirectoryPackage::Digest(strFull, content, strDigest, strError))
+            if (!CDirectoryPackage::Digest(m_tree, strPath, content, strDigest, strError))
             {
                 return false;
             }
@@ -92,13 +96,13 @@ bool CPackageSource::Describe(const std::string& strPath, bool bDirectory, bool 
     }
     else
     {
-        CRegularFileReader file;
-        if (!file.Open(strFull, strError))
+        const std::unique_ptr<IFileInput> pFile = m_tree.OpenFile(strPath, strError);
+        if (!pFile)
         {
             return false;
         }
         SArchiveContent content;
-        if (!CArchivePackage::Scan(file, content, strError))
+        if (!CArchivePackage::Scan(*pFile, content, strError))
         {
             return false;
         }
@@ -108,9 +112,9 @@ bool CPackageSource::Describe(const std::string& strPath, bool bDirectory, bool 
             return false;
         }
         description.eFormat = FormatOf(content.eCompression);
-        description.nSize = file.Size();
-        description.nModifiedNs = file.ModifiedNs();
-        description.strStamp = ArchiveStamp(file.Size(), file.ModifiedNs());
+        description.nSize = pFile->Size();
+        description.nModifiedNs = pFile->ModifiedNs();
+        description.strStamp = ArchiveStamp(pFile->Size(), pFile->ModifiedNs());
         // Reading an archive once gives its digest as well.
         description.strDigest = kDigestPrefix + content.strDigest;
         strPackageXml.swap(content.strPackageXml);
@@ -122,18 +126,17 @@ bool CPackageSource::CopyMetadata(const SPackageDescription& description,
                                   const std::vector<std::string>& vReleaseDirectories, const std::string& strTarget,
                                   std::string& strDigest, std::string& strError)
 {
-    const std::string strFull = m_strRoot + "/" + description.strPath;
     std::string strHex;
     bool bCopied = false;
     if (description.eFormat == EPackageFormat::Directory)
     {
-        bCopied = CDirectoryPackage::CopyMetadata(strFull, vReleaseDirectories, strTarget, strHex, strError);
+        bCopied = CDirectoryPackage::CopyMetadata(m_tree, description.strPath, vReleaseDirectories, strTarget, strHex,
+                                                  strError);
     }
     else
     {
-        CRegularFileReader file;
-        bCopied = file.Open(strFull, strError) &&
-                  CArchivePackage::ExtractMetadata(file, vReleaseDirectories, strTarget, strHex, strError);
+        const std::unique_ptr<IFileInput> pFile = m_tree.OpenFile(description.strPath, strError);
+        bCopied = pFile && CArchivePackage::ExtractMetadata(*pFile, vReleaseDirectories, strTarget, strHex, strError);
     }
     if (bCopied)
     {

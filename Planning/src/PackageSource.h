@@ -3,6 +3,9 @@
 
 #include "PackageDescription.h"
 #include "PackageDescriptionReader.h"
+#include "RepositoryTree.h"
+
+#include <memory>
 
 #include <string>
 #include <vector>
@@ -14,7 +17,12 @@
 class CPackageSource
 {
 public:
+    // The repository's tree, which must outlive the source.
+    CPackageSource(const IRepositoryTree& tree, CPackageDescriptionReader& reader);
+    // The repository on disk below strRepositoryRoot.
     CPackageSource(const std::string& strRepositoryRoot, CPackageDescriptionReader& reader);
+
+    const IRepositoryTree& Tree() const { return m_tree; }
 
     // Reads the package at strPath into description: where it is, its
     // stamp, identity, devices and dependencies, and (with bDigest) its
@@ -34,7 +42,8 @@ public:
     static std::string ArchiveStamp(uint64_t nSize, int64_t nModifiedNs);
 
 private:
-    std::string m_strRoot;
+    std::unique_ptr<IRepositoryTree> m_pOwnedTree;
+    const IRepositoryTree& m_tree;
     CPackageDescriptionReader& m_reader;
 };
 

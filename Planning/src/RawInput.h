@@ -22,6 +22,14 @@ public:
     virtual uint64_t Size() const = 0;
 };
 
+// The bytes of one file of a repository, with the file's modification time.
+class IFileInput : public IRawInput
+{
+public:
+    // Nanoseconds since the epoch.
+    virtual int64_t ModifiedNs() const = 0;
+};
+
 // Bytes held in memory.
 class CMemoryInput : public IRawInput
 {

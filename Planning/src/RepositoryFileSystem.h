@@ -92,7 +92,7 @@ public:
 
 // A regular file opened for reading in pieces (archives, digests of large
 // files), with the same refusals as ReadRegularFile.
-class CRegularFileReader : public IRawInput
+class CRegularFileReader : public IFileInput
 {
 public:
     CRegularFileReader() = default;
@@ -106,7 +106,7 @@ public:
     // Back to the start of the file.
     bool Rewind(std::string& strError) override;
     uint64_t Size() const override { return m_nSize; }
-    int64_t ModifiedNs() const { return m_nModifiedNs; }
+    int64_t ModifiedNs() const override { return m_nModifiedNs; }
 
 private:
     int m_nDescriptor = -1;

@@ -1,9 +1,18 @@
 #include "RepositoryLoader.h"
 
 #include "CatalogFile.h"
+#include "DiskRepositoryTree.h"
+
+#include <utility>
 
 CRepositoryLoader::CRepositoryLoader(const std::string& strRoot, const std::string& strWorkDirectory)
-    : m_strRoot(strRoot), m_reader(strWorkDirectory), m_source(strRoot, m_reader)
+    : CRepositoryLoader(std::unique_ptr<IRepositoryTree>(new CDiskRepositoryTree(strRoot)), strRoot, strWorkDirectory)
+{
+}
+
+CRepositoryLoader::CRepositoryLoader(std::unique_ptr<IRepositoryTree> pTree, const std::string& strRoot,
+                                     const std::string& strWorkDirectory)
+    : m_strRoot(strRoot), m_pTree(std::move(pTree)), m_reader(strWorkDirectory), m_source(*m_pTree, m_reader)
 {
 }
 
@@ -12,15 +21,24 @@ bool CRepositoryLoader::Load(CRepositoryScanner::EMode eMode, const std::string&
 {
     load = SRepositoryLoad();
     load.strCatalogPath = strCatalogPath;
-    if (load.strCatalogPath.empty() && CCatalogFile::Exists(CCatalogFile::DefaultPath(m_strRoot)))
-    {
-        load.strCatalogPath = CCatalogFile::DefaultPath(m_strRoot);
-    }
     if (!load.strCatalogPath.empty())
     {
         load.bCatalogRead = CCatalogFile::Read(load.strCatalogPath, load.catalog, load.strCatalogProblem);
     }
-    CRepositoryScanner scanner(m_strRoot, m_source);
+    else
+    {
+        // The repository's own catalog, when something lies at its place.
+        CRepositoryFileSystem::SEntry entry;
+        std::string strExamineError;
+        if (m_pTree->Examine(CCatalog::pszFileName, entry, strExamineError) &&
+            entry.eKind != CRepositoryFileSystem::EKind::Missing)
+        {
+            load.strCatalogPath = CCatalogFile::DefaultPath(m_strRoot);
+            load.bCatalogRead =
+                CCatalogFile::ReadFromTree(*m_pTree, load.strCatalogPath, load.catalog, load.strCatalogProblem);
+        }
+    }
+    CRepositoryScanner scanner(m_source);
     if (eMode == CRepositoryScanner::EMode::Trust && !load.bCatalogRead)
     {
         // Without a usable catalog every package is read from the tree.

@@ -5,6 +5,9 @@
 #include "PackageDescriptionReader.h"
 #include "PackageSource.h"
 #include "RepositoryScanner.h"
+#include "RepositoryTree.h"
+
+#include <memory>
 
 #include <string>
 
@@ -28,6 +31,10 @@ class CRepositoryLoader
 public:
     // strWorkDirectory: a private directory for the package reader.
     CRepositoryLoader(const std::string& strRoot, const std::string& strWorkDirectory);
+    // A repository read through its tree (a packed one, say); strRoot names
+    // it (and its catalog, strRoot/catalog.json) in messages.
+    CRepositoryLoader(std::unique_ptr<IRepositoryTree> pTree, const std::string& strRoot,
+                      const std::string& strWorkDirectory);
 
     // eMode Trust uses the catalog when there is a readable one and reads
     // the tree (without digests) otherwise; Reuse and Fresh read what they
@@ -39,6 +46,7 @@ public:
 
 private:
     std::string m_strRoot;
+    std::unique_ptr<IRepositoryTree> m_pTree;
     CPackageDescriptionReader m_reader;
     CPackageSource m_source;
 };

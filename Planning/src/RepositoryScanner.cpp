@@ -5,17 +5,14 @@
 #include <algorithm>
 #include <map>
 
-CRepositoryScanner::CRepositoryScanner(const std::string& strRoot, CPackageSource& source)
-    : m_strRoot(strRoot), m_source(source)
-{
-}
+CRepositoryScanner::CRepositoryScanner(CPackageSource& source) : m_source(source) {}
 
 bool CRepositoryScanner::Scan(EMode eMode, const SCatalog* pCatalog, bool bDigests, SRepositoryContent& content,
                               std::string& strError)
 {
     content = SRepositoryContent();
     std::vector<SPackageLocation> vLocations;
-    if (!CRepositoryWalk::Walk(m_strRoot, vLocations, content.vSkipped, strError))
+    if (!CRepositoryWalk::Walk(m_source.Tree(), vLocations, content.vSkipped, strError))
     {
         return false;
     }

@@ -43,12 +43,12 @@ public:
         Trust
     };
 
-    CRepositoryScanner(const std::string& strRoot, CPackageSource& source);
+    // Walks the source's tree.
+    explicit CRepositoryScanner(CPackageSource& source);
 
     bool Scan(EMode eMode, const SCatalog* pCatalog, bool bDigests, SRepositoryContent& content, std::string& strError);
 
 private:
-    std::string m_strRoot;
     CPackageSource& m_source;
 };
 

@@ -1,6 +1,7 @@
 #include "RepositoryWalk.h"
 
 #include "ArchivePackage.h"
+#include "DiskRepositoryTree.h"
 #include "RepositoryFileSystem.h"
 #include "RepositoryLimits.h"
 #include "RepositoryPath.h"
@@ -20,18 +21,17 @@ std::string SkippedWords(CRepositoryFileSystem::EKind eKind)
 class CWalker
 {
 public:
-    CWalker(const std::string& strRoot, std::vector<SPackageLocation>& vPackages,
+    CWalker(const IRepositoryTree& tree, std::vector<SPackageLocation>& vPackages,
             std::vector<SRefusedPackage>& vSkipped)
-        : m_strRoot(strRoot), m_vPackages(vPackages), m_vSkipped(vSkipped)
+        : m_tree(tree), m_vPackages(vPackages), m_vSkipped(vSkipped)
     {
     }
 
     bool Directory(const std::string& strRelative, std::size_t nDepth, std::string& strError)
     {
         std::vector<std::string> vNames;
-        const std::string strDirectory = CRepositoryPath::Join(m_strRoot, strRelative);
         std::string strListError;
-        if (!CRepositoryFileSystem::ListDirectory(strDirectory, vNames, strListError))
+        if (!m_tree.ListDirectory(strRelative, vNames, strListError))
         {
             if (strRelative.empty())
             {
@@ -61,7 +61,7 @@ public:
             const std::string strPath = CRepositoryPath::Join(strRelative, strName);
             CRepositoryFileSystem::SEntry entry;
             std::string strExamineError;
-            if (!CRepositoryFileSystem::Examine(m_strRoot + "/" + strPath, entry, strExamineError))
+            if (!m_tree.Examine(strPath, entry, strExamineError))
             {
                 m_vSkipped.push_back(SRefusedPackage{strPath, "cannot be examined: " + strExamineError});
                 continue;
@@ -83,14 +83,14 @@ public:
             }
             if (entry.eKind == CRepositoryFileSystem::EKind::Regular)
             {
-                CRegularFileReader file;
                 std::string strOpenError;
-                if (!file.Open(m_strRoot + "/" + strPath, strOpenError))
+                const std::unique_ptr<IFileInput> pFile = m_tree.OpenFile(strPath, strOpenError);
+                if (!pFile)
                 {
                     m_vSkipped.push_back(SRefusedPackage{strPath, "cannot be read: " + strOpenError});
                     continue;
                 }
-                if (CArchivePackage::LooksLikeArchive(file))
+                if (CArchivePackage::LooksLikeArchive(*pFile))
                 {
                     m_vPackages.push_back(SPackageLocation{strPath, false});
                 }
@@ -102,18 +102,24 @@ public:
     }
 
 private:
-    const std::string& m_strRoot;
+    const IRepositoryTree& m_tree;
     std::vector<SPackageLocation>& m_vPackages;
     std::vector<SRefusedPackage>& m_vSkipped;
     std::size_t m_nEntries = 0;
 };
 } // namespace
 
-bool CRepositoryWalk::Walk(const std::string& strRoot, std::vector<SPackageLocation>& vPackages,
+bool CRepositoryWalk::Walk(const IRepositoryTree& tree, std::vector<SPackageLocation>& vPackages,
                            std::vector<SRefusedPackage>& vSkipped, std::string& strError)
 {
     vPackages.clear();
     vSkipped.clear();
-    CWalker walker(strRoot, vPackages, vSkipped);
+    CWalker walker(tree, vPackages, vSkipped);
     return walker.Directory(std::string(), 0, strError);
+}
+
+bool CRepositoryWalk::Walk(const std::string& strRoot, std::vector<SPackageLocation>& vPackages,
+                           std::vector<SRefusedPackage>& vSkipped, std::string& strError)
+{
+    return Walk(CDiskRepositoryTree(strRoot), vPackages, vSkipped, strError);
 }

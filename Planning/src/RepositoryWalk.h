@@ -2,6 +2,7 @@
 #define VEXDEP_REPOSITORYWALK_H
 
 #include "Catalog.h"
+#include "RepositoryTree.h"
 
 #include <cstddef>
 #include <string>
@@ -29,6 +30,9 @@ class CRepositoryWalk
 public:
     // False only when the root itself cannot be read (strError says why)
     // or the tree holds more than repositorylimits::nMaxTreeEntries entries.
+    static bool Walk(const IRepositoryTree& tree, std::vector<SPackageLocation>& vPackages,
+                     std::vector<SRefusedPackage>& vSkipped, std::string& strError);
+    // The same, of the tree on disk below strRoot.
     static bool Walk(const std::string& strRoot, std::vector<SPackageLocation>& vPackages,
                      std::vector<SRefusedPackage>& vSkipped, std::string& strError);
 };

@@ -142,6 +142,36 @@ bool NormalisedName(const std::string& strRaw, std::string& strName, std::string
     return true;
 }
 
+// The latest time, in seconds, that nanoseconds since the epoch hold.
+const uint64_t kMaxTimeSeconds = 9000000000ULL;
+
+// A pax time ("1700000000" or "1700000000.25") in nanoseconds; false
+// for what is no such time (a negative one among them).
+bool PaxTimeNs(const std::string& strValue, int64_t& nNs)
+{
+    const std::size_t nDot = strValue.find('.');
+    const std::string strWhole = strValue.substr(0, nDot);
+    const std::string strFraction = nDot == std::string::npos ? std::string() : strValue.substr(nDot + 1);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    if (strWhole.empty() || strWhole.size() > 10 || !std::all_of(strWhole.begin(), strWhole.end(), isDigit) ||
+        !std::all_of(strFraction.begin(), strFraction.end(), isDigit))
+    {
+        return false;
+    }
+    const uint64_t nSeconds = std::stoull(strWhole);
+    if (nSeconds > kMaxTimeSeconds)
+    {
+        return false;
+    }
+    int64_t nFraction = 0;
+    for (std::size_t i = 0; i < 9; ++i)
+    {
+        nFraction = nFraction * 10 + (i < strFraction.size() ? strFraction[i] - '0' : 0);
+    }
+    nNs = static_cast<int64_t>(nSeconds) * 1000000000 + nFraction;
+    return true;
+}
+
 // The value of one key of pax extended-header records ("LEN key=value\n").
 bool PaxValue(const std::string& strRecords, const std::string& strKey, std::string& strValue, bool& bFound)
 {
@@ -209,7 +239,10 @@ const char* TypeWords(char cType)
 }
 } // namespace
 
-CTarReader::CTarReader(CArchiveStream& stream) : m_stream(stream) {}
+CTarReader::CTarReader(CArchiveStream& stream, std::size_t nMemberLimit)
+    : m_stream(stream), m_nMemberLimit(nMemberLimit)
+{
+}
 
 bool CTarReader::IsHeader(const char* pBlock, std::size_t nSize)
 {
@@ -286,6 +319,8 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
     std::string strPaxPath;
     bool bPaxSize = false;
     uint64_t nPaxSize = 0;
+    bool bPaxTime = false;
+    int64_t nPaxTimeNs = 0;
     for (;;)
     {
         char block[kBlock];
@@ -354,9 +389,9 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
 
         if (cType == 'L' || cType == 'x' || cType == 'g' || cType == 'K')
         {
-            if (++m_nRecords > nMaxMembers)
+            if (++m_nRecords > m_nMemberLimit)
             {
-                strError = "the archive holds more than " + std::to_string(nMaxMembers) + " extended headers";
+                strError = "the archive holds more than " + std::to_string(m_nMemberLimit) + " extended headers";
                 return false;
             }
             std::string strData;
@@ -400,6 +435,10 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
                     bPaxSize = true;
                     nPaxSize = std::stoull(strValue);
                 }
+                if (PaxValue(strData, "mtime", strValue, bFound) && bFound)
+                {
+                    bPaxTime = PaxTimeNs(strValue, nPaxTimeNs);
+                }
             }
             // 'g' (global pax settings) and 'K' (a long link target) change
             // nothing that a package of files and directories uses.
@@ -410,10 +449,10 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
             nSize = nPaxSize;
         }
 
-        if (++m_nMembers > nMaxMembers)
+        if (++m_nMembers > m_nMemberLimit)
         {
-            strError = "the archive holds more than " + std::to_string(nMaxMembers) +
-                       " members: no package is that large";
+            strError = "the archive holds more than " + std::to_string(m_nMemberLimit) + " members" +
+                       (m_nMemberLimit == nMaxMembers ? ": no package is that large" : "");
             return false;
         }
         if (strRawName.size() > nMaxNameBytes)
@@ -444,6 +483,7 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
                 strLongName.clear();
                 strPaxPath.clear();
                 bPaxSize = false;
+                bPaxTime = false;
                 if (!SkipBytes((nSize + kBlock - 1) / kBlock * kBlock, strError))
                 {
                     return false;
@@ -456,6 +496,11 @@ bool CTarReader::Next(STarMember& member, std::string& strError)
         uint64_t nMode = 0;
         FieldNumber(block + 100, 8, nMode);
         member.nMode = static_cast<mode_t>(nMode & 0777);
+        uint64_t nSeconds = 0;
+        member.nModifiedNs = bPaxTime ? nPaxTimeNs
+                             : FieldNumber(block + 136, 12, nSeconds) && nSeconds <= kMaxTimeSeconds
+                                 ? static_cast<int64_t>(nSeconds) * 1000000000
+                                 : 0;
         member.eKind = cType == '5' ? STarMember::EKind::Directory : STarMember::EKind::File;
         member.nSize = member.eKind == STarMember::EKind::File ? nSize : 0;
         // A directory's size field is ignored, as tar itself does.

@@ -24,6 +24,7 @@ struct STarMember
     EKind eKind = EKind::File;
     uint64_t nSize = 0;  // of a file's data
     mode_t nMode = 0644; // permission bits as the archive gives them
+    int64_t nModifiedNs = 0; // modification time (the pax record's, with its fraction, where there is one)
 };
 
 // Reads the members of a tar stream (POSIX ustar, with the GNU long-name
@@ -41,7 +42,9 @@ public:
     static const std::size_t nMaxMembers;   // 10,000
     static const std::size_t nMaxNameBytes; // 4,096
 
-    explicit CTarReader(CArchiveStream& stream);
+    // nMemberLimit: the most members taken (a packed repository, which
+    // holds many packages, allows more than a package archive).
+    explicit CTarReader(CArchiveStream& stream, std::size_t nMemberLimit = nMaxMembers);
 
     // The next member. False at the end of the archive (strError empty) or
     // when the archive is refused or cannot be read (strError says why,
@@ -71,6 +74,7 @@ private:
     CArchiveStream& m_stream;
     uint64_t m_nPendingData = 0;    // data bytes of the current member not yet read
     uint64_t m_nPendingPadding = 0; // padding behind them
+    std::size_t m_nMemberLimit;
     std::size_t m_nMembers = 0;
     std::size_t m_nRecords = 0; // long-name and extended-header records
     bool m_bEnded = false;

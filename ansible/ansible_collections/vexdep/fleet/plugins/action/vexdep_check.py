@@ -5,7 +5,8 @@ the packed repository's) archive on the controller reaches the host in the
 module's arguments while they are small (at most INLINE_LIMIT bytes together:
 the task is then one command on the host, without a temporary directory),
 else it is copied into the task's remote temporary directory first; the
-module unpacks, checks (and plans) and removes them in the same round trip.
+module unpacks the package, checks it (and plans over the packed repository
+where it lies) and removes what it made in the same round trip.
 
 With the task keyword timeout, the module gets the time that is left of it
 when it is sent, less a reserve, as its own timeout: the check then ends by

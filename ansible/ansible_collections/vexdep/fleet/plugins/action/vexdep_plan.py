@@ -5,7 +5,8 @@ repository, packed by vexinspect repo pack) on the controller reach the host
 in the module's arguments while both together stay within the inline limit
 (the task is then one command on the host), else the one that does not fit
 is copied into the task's remote temporary directory first; the module
-unpacks both, plans and removes them in the same round trip. The task
+unpacks the package, plans over the packed repository where it lies and
+removes what it made in the same round trip. The task
 keyword timeout becomes the module's own, as for vexdep_check."""
 
 from __future__ import absolute_import, division, print_function

@@ -98,12 +98,13 @@ options:
     type: path
   repository_archive:
     description:
-      - An archive of the repository on the host, as C(vexinspect repo pack) writes it, unpacked privately (only
-        when a plan is made) and removed again.
+      - An archive of the repository on the host, as C(vexinspect repo pack) writes it, read where it lies
+        (only when a plan is made).
     type: path
   repository_content:
     description:
-      - The repository's archive itself, base64-encoded; the action fills it in from I(repository_src).
+      - The repository's archive itself, base64-encoded, written to a private file for the plan and removed
+        again; the action fills it in from I(repository_src).
     type: str
   repository_src:
     description:
@@ -172,7 +173,7 @@ plan_failure:
   description: Why the plan could not be made (C(task) and C(msg)); the check's result stands.
   returned: when a repository is given and the plan could not be made
   type: dict
-  sample: {"task": "plan", "msg": "repository archive sent with the task cannot be unpacked: ..."}
+  sample: {"task": "plan", "msg": "repository archive sent with the task cannot be written to this host: ..."}
 checks:
   description:
     - One entry per requested type that finished, C(hard) and/or C(soft).
@@ -504,7 +505,7 @@ PLANNED_VERDICTS = ('blocked', 'recommended', 'unverifiable')
 def plan_if_needed(module, params, package_dir, result, runner, clock):
     """The check's result with the plan over the repository the parameters name, when there is one and the
     verdict asks for it; a plan that cannot be made is kept in plan_failure."""
-    if not any(params.get(option) for option in REPOSITORY_OPTIONS[:4]):
+    if not any(params.get(option) for option in REPOSITORY_OPTIONS):
         return result
     if result.get('verdict') not in PLANNED_VERDICTS:
         result['plan'] = {'changed': False, 'skipped': True,

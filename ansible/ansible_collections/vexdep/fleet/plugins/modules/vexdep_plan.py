@@ -18,9 +18,11 @@ description:
     packages), so that the controller can work out the fleet's plan.
   - The repository is a directory on the host, or an archive that C(vexinspect repo pack) wrote (each
     package's C(package.xml) and release directories with their collectors, and the catalog; no payload).
-    An archive is unpacked into a private temporary directory (mode 0700) below I(tmp_parent), keeping the
-    permission bits and modification times its catalog holds, and removed again before the module
-    returns, whatever happened; so is a package archive.
+    C(vexinspect plan) reads such an archive where it lies, without unpacking it (archive content sent with
+    the task is written to one private file below I(tmp_parent) first); a C(vexinspect) that reads only
+    repository directories gets it unpacked into a private temporary directory (mode 0700), keeping the
+    permission bits and modification times its catalog holds. A package archive is unpacked privately.
+    Whatever the module made is removed again before it returns, whatever happened.
   - The evaluation is the one C(vexdepcheck) runs, with the checker's own rules; the packages' collectors
     run in the plan's private scratch directory, never in the repository.
   - With I(timeout), the plan ends by itself when the time is up; C(vexinspect), the collectors and
@@ -28,7 +30,7 @@ description:
     C(timed-out) with the processes that were still running.
   - Never reports a change. In check mode the plan runs all the same (it only reads the host's state).
   - The task fails only when the plan cannot be made (no C(vexinspect), no such package or repository, an
-    archive that cannot be unpacked, no such temporary parent, a C(vexinspect) that fails or prints no
+    archive that cannot be used, no such temporary parent, a C(vexinspect) that fails or prints no
     JSON); a plan that is blocked or cannot be verified is a verdict, not a failure.
 version_added: 1.0.0
 author:
@@ -65,12 +67,12 @@ options:
   repository_archive:
     description:
       - An archive of the repository on the managed host, as C(vexinspect repo pack) writes it (any tar
-        archive of a repository does), unpacked privately and removed again.
+        archive of a repository does), read where it lies.
     type: path
   repository_content:
     description:
-      - The repository's archive itself, base64-encoded, unpacked privately as I(repository_archive) is. The
-        action fills it in from I(repository_src); a playbook seldom sets it.
+      - The repository's archive itself, base64-encoded, written to a private file and read as
+        I(repository_archive) is. The action fills it in from I(repository_src); a playbook seldom sets it.
     type: str
   repository_src:
     description:

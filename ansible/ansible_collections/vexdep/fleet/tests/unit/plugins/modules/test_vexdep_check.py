@@ -613,6 +613,7 @@ def test_a_plan_that_cannot_be_made_leaves_the_check_as_it_is(tmp_path):
 
 
 def test_archives_sent_in_the_arguments_are_checked_and_planned_in_one_private_package_directory(tmp_path):
+    """The package is unpacked once for the check and its plan; the packed repository is written to one file."""
     package = make_archive(tmp_path, {'package.xml': b'<SoftwareComponent/>'})
     with open(package, 'rb') as handle:
         package_content = base64.b64encode(handle.read()).decode('ascii')
@@ -630,7 +631,10 @@ def test_archives_sent_in_the_arguments_are_checked_and_planned_in_one_private_p
         def run(self, argv, deadline=None, replace=None):
             self.commands.append(argv)
             if argv[1] == 'plan':
-                seen.append(sorted(os.listdir(argv[4])))
+                # The packed repository as one private file, never unpacked.
+                seen.append(os.path.basename(argv[4]))
+                with open(argv[4], 'rb') as handle:
+                    seen.append(handle.read() == (tmp_path / 'repository.tar.gz').read_bytes())
                 return 0, json.dumps(PLAN), '', []
             return 0, json.dumps(docs.BLOCKED_HARD), '', []
 
@@ -638,7 +642,7 @@ def test_archives_sent_in_the_arguments_are_checked_and_planned_in_one_private_p
     result = run_check(module, {'package_content': package_content, 'repository_content': repository_content,
                                 'type': 'hard', 'tmp_parent': str(parent)})
     assert result['plan']['verdict'] == 'complete'
-    assert seen == [['catalog.json']]
+    assert seen == ['repository.tar.gz', True]
     # The plan runs on the package directory the check unpacked, which is gone afterwards.
     assert module.commands[1][6] == module.commands[0][4]
     assert os.listdir(str(parent)) == []

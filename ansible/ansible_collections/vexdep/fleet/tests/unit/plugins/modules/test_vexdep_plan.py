@@ -99,15 +99,18 @@ def content_of(path):
         return base64.b64encode(handle.read()).decode('ascii')
 
 
+REPOSITORY_MEMBERS = {
+    'catalog.json': (b'{}', 0o644),
+    'A': (None, 0o755),
+    'A/package.xml': (b'<SoftwareComponent/>', 0o644),
+    'A/INV': (None, 0o755),
+    'A/INV/collect.sh': (b'#!/bin/sh\n', 0o755),
+}
+
+
 @pytest.mark.parametrize('sent', ['as files on the host', 'in the arguments'])
-def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_removed(tmp_path, sent):
-    archive = make_archive(tmp_path / 'repository.tar.gz', {
-        'catalog.json': (b'{}', 0o644),
-        'A': (None, 0o755),
-        'A/package.xml': (b'<SoftwareComponent/>', 0o644),
-        'A/INV': (None, 0o755),
-        'A/INV/collect.sh': (b'#!/bin/sh\n', 0o755),
-    })
+def test_the_package_is_unpacked_and_the_packed_repository_read_where_it_lies(tmp_path, sent):
+    archive = make_archive(tmp_path / 'repository.tar.gz', REPOSITORY_MEMBERS)
     package = make_archive(tmp_path / 'package.tar.gz', {'package.xml': (b'<SoftwareComponent id="p"/>', 0o644)})
     seen = {}
 
@@ -117,10 +120,9 @@ def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_
         seen['package'] = argv[6]
         with open(os.path.join(argv[6], 'package.xml'), 'rb') as handle:
             seen['package.xml'] = handle.read()
+        with open(repository, 'rb') as handle:
+            seen['repository bytes'] = handle.read()
         seen['mode'] = stat.S_IMODE(os.stat(repository).st_mode)
-        seen['collector'] = stat.S_IMODE(os.stat(os.path.join(repository, 'A/INV/collect.sh')).st_mode)
-        seen['mtimes'] = set(int(os.stat(os.path.join(repository, name)).st_mtime)
-                             for name in ('A', 'A/INV', 'A/package.xml', 'catalog.json'))
 
     parent = tmp_path / 'parent'
     parent.mkdir()
@@ -132,29 +134,77 @@ def test_a_packed_repository_is_unpacked_privately_with_its_times_and_modes_and_
     result = run_plan(module, tmp_parent=str(parent), **inputs)
     assert result['verdict'] == 'complete'
     assert seen['package.xml'] == b'<SoftwareComponent id="p"/>'
-    assert seen['mode'] == 0o700
-    assert seen['collector'] == 0o755
-    assert seen['mtimes'] == {1700000000}
-    assert os.path.dirname(seen['repository']) == str(parent)
+    with open(archive, 'rb') as handle:
+        assert seen['repository bytes'] == handle.read()
+    if sent == 'in the arguments':
+        # Written to one private file, never unpacked.
+        assert os.path.dirname(os.path.dirname(seen['repository'])) == str(parent)
+        assert os.path.basename(seen['repository']) == 'repository.tar.gz'
+        assert seen['mode'] == 0o600
+    else:
+        assert seen['repository'] == archive
     assert module.replaces[0] == {seen['package']: '<package>', seen['repository']: '<repository>'}
+    assert len(module.commands) == 1
     assert os.listdir(str(parent)) == []
 
 
-def test_a_sent_archive_that_cannot_be_unpacked_is_named_by_what_it_is(tmp_path):
+def test_a_vexinspect_that_reads_only_repository_directories_gets_the_packed_repository_unpacked(tmp_path):
+    archive = make_archive(tmp_path / 'repository.tar.gz', REPOSITORY_MEMBERS, mtime=1700000000)
+    (tmp_path / 'p').mkdir()
+    parent = tmp_path / 'parent'
+    parent.mkdir()
+    seen = []
+
+    class Older(FakeModule):
+        def run(self, argv, deadline=None, replace=None):
+            seen.append(argv[4])
+            if len(seen) == 1:
+                self.commands.append(argv)
+                return 66, '', 'vexinspect plan: the repository %s is not a directory\n' % argv[4], []
+            assert os.path.isdir(argv[4])
+            seen.append(stat.S_IMODE(os.stat(os.path.join(argv[4], 'A/INV/collect.sh')).st_mode))
+            seen.append(int(os.stat(os.path.join(argv[4], 'A/package.xml')).st_mtime))
+            return FakeModule.run(self, argv, deadline, replace)
+
+    module = Older()
+    result = run_plan(module, package_dir=str(tmp_path / 'p'), repository_archive=archive, tmp_parent=str(parent))
+    assert result['verdict'] == 'complete'
+    assert seen[0] == archive
+    assert os.path.dirname(seen[1]) == str(parent)
+    assert seen[2:] == [0o755, 1700000000]
+    assert len(module.commands) == 2
+    assert os.listdir(str(parent)) == []
+
+
+def test_an_archive_that_cannot_be_used_is_named_by_what_it_is(tmp_path):
     (tmp_path / 'p').mkdir()
     with pytest.raises(CheckError) as error:
-        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'),
-                 repository_content=base64.b64encode(b'not an archive').decode('ascii'), tmp_parent=str(tmp_path))
-    assert str(error.value).startswith('repository archive sent with the task cannot be unpacked: ')
+        run_plan(FakeModule(), package_content=base64.b64encode(b'not an archive').decode('ascii'),
+                 repository=str(tmp_path), tmp_parent=str(tmp_path))
+    assert str(error.value).startswith('package archive sent with the task cannot be unpacked: ')
+    with pytest.raises(CheckError) as error:
+        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'), repository_content='abc', tmp_parent=str(tmp_path))
+    assert str(error.value).startswith('repository archive sent with the task cannot be written to this host: ')
+    with pytest.raises(CheckError, match='repository archive %s does not exist' % (tmp_path / 'none.tar.gz')):
+        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'), repository_archive=str(tmp_path / 'none.tar.gz'))
+    with pytest.raises(CheckError, match='repository archive %s is not a file' % (tmp_path / 'p')):
+        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'), repository_archive=str(tmp_path / 'p'))
     assert sorted(os.listdir(str(tmp_path))) == ['p']
 
 
-def test_a_repository_archive_that_leaves_the_repository_is_refused(tmp_path):
+def test_a_repository_archive_that_leaves_the_repository_is_refused_by_vexinspect(tmp_path):
+    vexinspect = os.environ.get('VEXDEP_INSPECT')
+    if not vexinspect or not os.access(vexinspect, os.X_OK):
+        pytest.skip('VEXDEP_INSPECT does not name a built vexinspect')
     (tmp_path / 'p').mkdir()
     archive = make_archive(tmp_path / 'r.tar.gz', {'../x': (b'x', 0o644)})
-    with pytest.raises(CheckError, match='repository archive %s holds ../x, which would not stay inside the '
-                                         'repository' % archive):
-        run_plan(FakeModule(), package_dir=str(tmp_path / 'p'), repository_archive=archive)
+    with pytest.raises(CheckError) as error:
+        vexdep_plan.run_plan(FakeModule(on_path=vexinspect), {'type': 'both', 'package_dir': str(tmp_path / 'p'),
+                                                              'repository_archive': archive}, runner=run_until)
+    assert str(error.value) == ('vexinspect plan both failed with exit status 66: vexinspect plan: the repository '
+                                '%s is neither a directory nor a packed repository: the archive member "../x" has a '
+                                '".." component' % archive)
+    assert sorted(os.listdir(str(tmp_path))) == ['p', 'r.tar.gz']
 
 
 def test_what_cannot_be_planned_fails_with_the_reason(tmp_path):
