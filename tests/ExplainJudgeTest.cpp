@@ -36,22 +36,22 @@ SEvaluationJudgement Judge(const std::string& strPackage, const std::string& str
 TEST(ExplainJudge, FindsTheDoubtsOfEachDependencyAsTheExplanationDoes)
 {
     TempDir package;
-    PackageSpec spec;
-    spec.vDevices = {{"100", {}}};
-    DependencySpec unmet;
+    PackageRecipe recipe;
+    recipe.vDevices = {{"100", {}}};
+    DependencyRecipe unmet;
     unmet.strComponentID = "101";
     unmet.strVersion = "2.0";
     unmet.strReleaseID = "GOOD";
-    DependencySpec failed = unmet;
+    DependencyRecipe failed = unmet;
     failed.strComponentID = "102";
     failed.strReleaseID = "BAD";
-    DependencySpec missing = unmet;
+    DependencyRecipe missing = unmet;
     missing.strComponentID = "103";
     missing.strReleaseID = "NONE";
-    spec.vDependencies = {unmet, failed, missing};
-    spec.vReleases = {ReleaseSpec{"GOOD", InstalledComponent("101", "1.0"), "g"},
-                      ReleaseSpec{"BAD", "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n", "b"}};
-    WritePackage(package.Path(), spec);
+    recipe.vDependencies = {unmet, failed, missing};
+    recipe.vReleases = {ReleaseRecipe{"GOOD", InstalledComponent("101", "1.0"), "g"},
+                      ReleaseRecipe{"BAD", "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n", "b"}};
+    WritePackage(package.Path(), recipe);
     const SEvaluationJudgement judgement = Judge(package.Path(), MachineInventory(MachineComponent("100")));
     EXPECT_EQ(judgement.nCheckerExitStatus, 1);
     EXPECT_TRUE(judgement.vRunDoubts.empty());

@@ -63,20 +63,20 @@ const std::vector<HostileCase>& Cases()
 
 std::string InstalledMachine() { return InstalledComponent("100", "1.0") + InstalledComponent("101", "1.0"); }
 
-PackageSpec Provider(const std::string& strPath, PackageFormat eFormat)
+PackageRecipe Provider(const std::string& strPath, PackageFormat eFormat)
 {
-    PackageSpec spec;
-    spec.strPath = strPath;
-    spec.eFormat = eFormat;
-    spec.strVersion = "2.0";
-    spec.vDevices = {{"101", {}}};
-    DependencySpec met;
+    PackageRecipe recipe;
+    recipe.strPath = strPath;
+    recipe.eFormat = eFormat;
+    recipe.strVersion = "2.0";
+    recipe.vDevices = {{"101", {}}};
+    DependencyRecipe met;
     met.strComponentID = "100";
     met.strVersion = "1.0";
     met.strPath = "elsewhere";
-    spec.vDependencies = {met};
-    spec.vReleases = {ReleaseSpec{"INV", InstalledMachine(), "provider"}};
-    return spec;
+    recipe.vDependencies = {met};
+    recipe.vReleases = {ReleaseRecipe{"INV", InstalledMachine(), "provider"}};
+    return recipe;
 }
 
 // The members of a good package, then the hostile ones.
@@ -190,9 +190,9 @@ protected:
         {
             GTEST_SKIP() << "private mount namespaces (unshare) are refused here";
         }
-        PackageSpec target = Provider("", PackageFormat::Directory);
+        PackageRecipe target = Provider("", PackageFormat::Directory);
         target.vDevices = {{"100", {}}};
-        DependencySpec needs;
+        DependencyRecipe needs;
         needs.strComponentID = "101";
         needs.strVersion = "2.0";
         needs.strPath = "hostile\\X";

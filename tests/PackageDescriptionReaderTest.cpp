@@ -13,28 +13,28 @@ TEST(PackageDescriptionReader, ReadsIdentityDevicesAndDependenciesAsTheCheckerDo
     TempDir work;
     const std::string strBefore = CPlatformLayer::getCurrentDirectory();
     CPackageDescriptionReader reader(work.Path());
-    PackageSpec spec;
-    spec.strDisplay = "Network Adapter Firmware";
-    spec.strVersion = "22.2.0";
-    spec.vDevices = {{"110204", {"1A2B:1593:1F0C:0002", "1A2B:1594:1F0C:0002"}}, {"104500", {}}};
-    DependencySpec agent;
+    PackageRecipe recipe;
+    recipe.strDisplay = "Network Adapter Firmware";
+    recipe.strVersion = "22.2.0";
+    recipe.vDevices = {{"110204", {"1A2B:1593:1F0C:0002", "1A2B:1594:1F0C:0002"}}, {"104500", {}}};
+    DependencyRecipe agent;
     agent.strComponentID = "112233";
     agent.strComponentType = "APAC";
     agent.strVersion = "11.0.0";
     agent.strPath = "FOLDER11\\AGENT\\agent.tar.gz";
     agent.strReleaseID = "NICINV";
-    DependencySpec firmware;
+    DependencyRecipe firmware;
     firmware.bSoft = true;
     firmware.strComponentID = "1";
     firmware.strVersion = "2";
     firmware.strPath = "X";
     firmware.strReleaseID = "OTHER";
     firmware.strPCI = "8086:1572:8086:0001";
-    spec.vDependencies = {agent, agent, firmware};
+    recipe.vDependencies = {agent, agent, firmware};
 
     SPackageDescription description;
     std::string strError;
-    ASSERT_TRUE(reader.Read(PackageXml(spec), description, strError)) << strError;
+    ASSERT_TRUE(reader.Read(PackageXml(recipe), description, strError)) << strError;
     EXPECT_EQ(CPlatformLayer::getCurrentDirectory(), strBefore);
     EXPECT_EQ(description.strDisplay, "Network Adapter Firmware");
     EXPECT_EQ(description.strVersion, "22.2.0");
@@ -52,7 +52,7 @@ TEST(PackageDescriptionReader, ReadsIdentityDevicesAndDependenciesAsTheCheckerDo
     EXPECT_EQ(description.vDependencies[1].eType, CDeviceInfo::eDependencyTypeSoft);
     EXPECT_EQ(description.vReleaseDirectories, (std::vector<std::string>{"NICINV", "OTHER"}));
     // Lines of the elements in package.xml.
-    const std::vector<std::string> vLines = Lines(PackageXml(spec));
+    const std::vector<std::string> vLines = Lines(PackageXml(recipe));
     ASSERT_GT(description.vDependencies[0].nLine, 0);
     EXPECT_NE(vLines[description.vDependencies[0].nLine - 1].find("<Dependency componentID=\"112233\""),
               std::string::npos);

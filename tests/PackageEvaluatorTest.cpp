@@ -35,22 +35,22 @@ TEST(PackageEvaluator, RunsTheCheckerInThePackageWithTheSourceAndTheJudge)
 {
     TempDir package;
     TempDir firmware;
-    PackageSpec spec;
-    spec.vDevices = {{"100", {}}};
-    DependencySpec unmet;
+    PackageRecipe recipe;
+    recipe.vDevices = {{"100", {}}};
+    DependencyRecipe unmet;
     unmet.strComponentID = "101";
     unmet.strVersion = "2.0";
     unmet.strPath = "P101";
     unmet.strDisplay = "Unmet";
-    DependencySpec met = unmet;
+    DependencyRecipe met = unmet;
     met.strComponentID = "102";
     met.strDisplay = "Met";
-    DependencySpec soft = unmet;
+    DependencyRecipe soft = unmet;
     soft.bSoft = true;
     soft.strDisplay = "Soft";
-    spec.vDependencies = {unmet, met, soft};
-    spec.vReleases = {ReleaseSpec{"INV", InstalledComponent("101", "1.0") + InstalledComponent("102", "2.0"), "x"}};
-    WritePackage(package.Path(), spec);
+    recipe.vDependencies = {unmet, met, soft};
+    recipe.vReleases = {ReleaseRecipe{"INV", InstalledComponent("101", "1.0") + InstalledComponent("102", "2.0"), "x"}};
+    WritePackage(package.Path(), recipe);
 
     CSimulatedState state;
     CPlanInventorySource source(state);

@@ -9,20 +9,20 @@ using namespace vextest;
 
 namespace
 {
-PackageSpec Spec(const std::string& strPath, PackageFormat eFormat)
+PackageRecipe Recipe(const std::string& strPath, PackageFormat eFormat)
 {
-    PackageSpec spec;
-    spec.strPath = strPath;
-    spec.eFormat = eFormat;
-    spec.strVersion = "3.20.0";
-    spec.vDevices = {{"104500", {}}};
-    DependencySpec dependency;
+    PackageRecipe recipe;
+    recipe.strPath = strPath;
+    recipe.eFormat = eFormat;
+    recipe.strVersion = "3.20.0";
+    recipe.vDevices = {{"104500", {}}};
+    DependencyRecipe dependency;
     dependency.strComponentID = "104500";
     dependency.strVersion = "3.15.0";
     dependency.strPath = "BP\\3.15";
-    spec.vDependencies = {dependency};
-    spec.vReleases = {ReleaseSpec{"INV", InstalledComponent("104500", "3.10.0"), "bp"}};
-    return spec;
+    recipe.vDependencies = {dependency};
+    recipe.vReleases = {ReleaseRecipe{"INV", InstalledComponent("104500", "3.10.0"), "bp"}};
+    return recipe;
 }
 } // namespace
 
@@ -43,7 +43,7 @@ TEST(PackageSource, DescribesDirectoryAndArchivePackagesAlike)
                   {"xz/BP.BIN", PackageFormat::TarXz, EPackageFormat::TarXz}};
     for (const auto& testCase : kCases)
     {
-        WritePackage(repository.Path(), Spec(testCase.strPath, testCase.eFormat));
+        WritePackage(repository.Path(), Recipe(testCase.strPath, testCase.eFormat));
         SPackageDescription description;
         std::string strError;
         const bool bDirectory = testCase.eFormat == PackageFormat::Directory;

@@ -162,14 +162,14 @@ TEST_F(PlanDifferential, RandomRepositoriesEvaluateTheirPackagesAsVexdepcheckDoe
         }
         const std::string strMachine = MachineInventory(strMachineDevices);
         auto randomPackage = [&](const std::string& strPath) {
-            PackageSpec spec;
-            spec.strPath = strPath;
-            spec.strVersion = pick(vVersions);
-            spec.vDevices = {{pick(vComponents), {}}};
+            PackageRecipe recipe;
+            recipe.strPath = strPath;
+            recipe.strVersion = pick(vVersions);
+            recipe.vDevices = {{pick(vComponents), {}}};
             const int nDependencies = std::uniform_int_distribution<int>(1, 5)(random);
             for (int n = 0; n < nDependencies; ++n)
             {
-                DependencySpec dependency;
+                DependencyRecipe dependency;
                 dependency.bSoft = chance(0.3);
                 dependency.strComponentID = pick(vComponents);
                 dependency.strVersion = pick(vVersions);
@@ -184,21 +184,21 @@ TEST_F(PlanDifferential, RandomRepositoriesEvaluateTheirPackagesAsVexdepcheckDoe
                 {
                     dependency.strOS = chance(0.5) ? "Linux 9 2" : "Windows 10 0";
                 }
-                spec.vDependencies.push_back(dependency);
+                recipe.vDependencies.push_back(dependency);
             }
-            spec.vReleases = {ReleaseSpec{"R1", strInstalled, "r1"}};
+            recipe.vReleases = {ReleaseRecipe{"R1", strInstalled, "r1"}};
             if (chance(0.8))
             {
-                spec.vReleases.push_back(
-                    ReleaseSpec{"R2",
+                recipe.vReleases.push_back(
+                    ReleaseRecipe{"R2",
                                 chance(0.15) ? "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n"
                                              : strInstalled,
                                 "r2"});
             }
-            return spec;
+            return recipe;
         };
         TempDir repository;
-        std::vector<PackageSpec> vPackages;
+        std::vector<PackageRecipe> vPackages;
         for (int n = 0; n < 3; ++n)
         {
             vPackages.push_back(randomPackage("P" + std::to_string(n)));
@@ -206,18 +206,18 @@ TEST_F(PlanDifferential, RandomRepositoriesEvaluateTheirPackagesAsVexdepcheckDoe
         }
         // The package to install, and the first package of the repository
         // as a package to install in its own right.
-        std::vector<PackageSpec> vEvaluated = {randomPackage(""), vPackages[0]};
+        std::vector<PackageRecipe> vEvaluated = {randomPackage(""), vPackages[0]};
         const Firmware firmware = BrixFirmware(0x0B);
-        for (PackageSpec spec : vEvaluated)
+        for (PackageRecipe recipe : vEvaluated)
         {
-            spec.strPath.clear();
+            recipe.strPath.clear();
             for (const std::string strType : {"hard", "soft"})
             {
                 TempDir checked;
                 TempDir planned;
                 for (const TempDir* pDirectory : {&checked, &planned})
                 {
-                    WritePackage(pDirectory->Path(), spec);
+                    WritePackage(pDirectory->Path(), recipe);
                     WriteFile(pDirectory->File("inv.xml"), strMachine);
                 }
                 ExpectSameVerdict(CheckerVerdict(strType, checked.Path(), {}, firmware),

@@ -17,9 +17,9 @@ namespace
 {
 const std::string kInspect = VEXDEP_INSPECT_EXECUTABLE;
 
-DependencySpec Needs(const std::string& strComponent, const std::string& strVersion, const std::string& strPath)
+DependencyRecipe Needs(const std::string& strComponent, const std::string& strVersion, const std::string& strPath)
 {
-    DependencySpec dependency;
+    DependencyRecipe dependency;
     dependency.strComponentID = strComponent;
     dependency.strVersion = strVersion;
     dependency.strPath = strPath;
@@ -27,20 +27,20 @@ DependencySpec Needs(const std::string& strComponent, const std::string& strVers
     return dependency;
 }
 
-PackageSpec Updates(const std::string& strPath, PackageFormat eFormat, const std::string& strComponent,
-                    const std::string& strVersion, const std::vector<DependencySpec>& vNeeds,
+PackageRecipe Updates(const std::string& strPath, PackageFormat eFormat, const std::string& strComponent,
+                    const std::string& strVersion, const std::vector<DependencyRecipe>& vNeeds,
                     const std::string& strInstalled, const std::string& strCollector = "")
 {
-    PackageSpec spec;
-    spec.strPath = strPath;
-    spec.eFormat = eFormat;
-    spec.strVersion = strVersion;
-    spec.strDisplay = "Component " + strComponent;
-    spec.vDevices = {{strComponent, {}}};
-    spec.vDependencies = vNeeds;
+    PackageRecipe recipe;
+    recipe.strPath = strPath;
+    recipe.eFormat = eFormat;
+    recipe.strVersion = strVersion;
+    recipe.strDisplay = "Component " + strComponent;
+    recipe.vDevices = {{strComponent, {}}};
+    recipe.vDependencies = vNeeds;
     const std::string strName = !strCollector.empty() ? strCollector : strPath.empty() ? "target" : strPath;
-    spec.vReleases = {ReleaseSpec{"INV", strInstalled, strName}};
-    return spec;
+    recipe.vReleases = {ReleaseRecipe{"INV", strInstalled, strName}};
+    return recipe;
 }
 
 PackageFormat FormatNumber(int n)
@@ -81,7 +81,7 @@ protected:
         return MachineInventory(strDevices + strExtra);
     }
 
-    void Target(const std::vector<DependencySpec>& vNeeds, const std::string& strInstalled = InstalledAll(),
+    void Target(const std::vector<DependencyRecipe>& vNeeds, const std::string& strInstalled = InstalledAll(),
                 const std::string& strMachine = Machine())
     {
         WritePackage(m_target.Path(), Updates("", PackageFormat::Directory, "100", "9.0", vNeeds, strInstalled));
@@ -117,7 +117,7 @@ protected:
 
     std::vector<std::string> CollectorRuns() { return Lines(ReadFile(m_runs.File("runs.log"))); }
 
-    void Add(const PackageSpec& spec) { WritePackage(m_repository.Path(), spec); }
+    void Add(const PackageRecipe& recipe) { WritePackage(m_repository.Path(), recipe); }
 
     TempDir m_repository;
     TempDir m_target;
@@ -130,7 +130,7 @@ TEST_F(PlanEndToEnd, PlansAChainOfDepthSixOverArchivesAndDirectories)
     Target({Needs("101", "2.0", "FW\\C101")});
     for (int n = 101; n <= 106; ++n)
     {
-        std::vector<DependencySpec> vNeeds;
+        std::vector<DependencyRecipe> vNeeds;
         if (n < 106)
         {
             vNeeds.push_back(Needs(std::to_string(n + 1), "2.0", "FW\\C" + std::to_string(n + 1)));
@@ -261,13 +261,13 @@ TEST_F(PlanEndToEnd, SubstitutesAPackageWhenThePathNamesNone)
 
 TEST_F(PlanEndToEnd, MatchesPCIIdentitiesAsNumbers)
 {
-    DependencySpec nic = Needs("999", "22.1", "NIC\\22.1");
+    DependencyRecipe nic = Needs("999", "22.1", "NIC\\22.1");
     nic.strPCI = "0x8086:1572:8086:1";
     Target({nic}, InstalledAll() + InstalledPCI("8086:1572:8086:0001", "22.0"));
-    PackageSpec other = Updates("NIC/23.0-other-model", PackageFormat::TarGzip, "999", "23.0", {}, InstalledAll());
+    PackageRecipe other = Updates("NIC/23.0-other-model", PackageFormat::TarGzip, "999", "23.0", {}, InstalledAll());
     other.vDevices = {{"999", {"8086:1573:8086:0001"}}};
     Add(other);
-    PackageSpec right = Updates("NIC/22.2", PackageFormat::Directory, "999", "22.2", {}, InstalledAll());
+    PackageRecipe right = Updates("NIC/22.2", PackageFormat::Directory, "999", "22.2", {}, InstalledAll());
     right.vDevices = {{"999", {"8086:1572:8086:0001"}}};
     Add(right);
     const Json plan = PlanJson();
@@ -280,13 +280,13 @@ TEST_F(PlanEndToEnd, MatchesPCIIdentitiesAsNumbers)
 TEST_F(PlanEndToEnd, IgnoresWhatAppliesToOtherPlatformsAndOperatingSystems)
 {
     Target({Needs("101", "2.0", "A")});
-    DependencySpec otherPlatform = Needs("102", "2.0", "B");
+    DependencyRecipe otherPlatform = Needs("102", "2.0", "B");
     otherPlatform.vPlatforms = {"0c"};
-    DependencySpec thisPlatform = Needs("103", "2.0", "C");
+    DependencyRecipe thisPlatform = Needs("103", "2.0", "C");
     thisPlatform.vPlatforms = {"0A", "0b"};
-    DependencySpec otherOS = Needs("104", "2.0", "D");
+    DependencyRecipe otherOS = Needs("104", "2.0", "D");
     otherOS.strOS = "Windows 10 0";
-    DependencySpec thisOS = Needs("105", "2.0", "E");
+    DependencyRecipe thisOS = Needs("105", "2.0", "E");
     thisOS.strOS = "Linux 9 2";
     Add(Updates("A", PackageFormat::Directory, "101", "2.0", {otherPlatform, thisPlatform, otherOS, thisOS},
                 InstalledAll()));

@@ -17,23 +17,23 @@ const std::string kInventory = "INV";
 // A package that updates one component (its one device) to a version and
 // needs other components first; its collector reports the machine's
 // installed versions.
-PackageSpec Updates(const std::string& strPath, const std::string& strComponent, const std::string& strVersion,
-                    const std::vector<DependencySpec>& vNeeds, const std::string& strInstalled)
+PackageRecipe Updates(const std::string& strPath, const std::string& strComponent, const std::string& strVersion,
+                    const std::vector<DependencyRecipe>& vNeeds, const std::string& strInstalled)
 {
-    PackageSpec spec;
-    spec.strPath = strPath;
-    spec.strVersion = strVersion;
-    spec.strDisplay = "Component " + strComponent;
-    spec.vDevices = {{strComponent, {}}};
-    spec.vDependencies = vNeeds;
-    spec.vReleases = {ReleaseSpec{kInventory, strInstalled, "collector"}};
-    return spec;
+    PackageRecipe recipe;
+    recipe.strPath = strPath;
+    recipe.strVersion = strVersion;
+    recipe.strDisplay = "Component " + strComponent;
+    recipe.vDevices = {{strComponent, {}}};
+    recipe.vDependencies = vNeeds;
+    recipe.vReleases = {ReleaseRecipe{kInventory, strInstalled, "collector"}};
+    return recipe;
 }
 
-DependencySpec Needs(const std::string& strComponent, const std::string& strVersion, const std::string& strPath,
+DependencyRecipe Needs(const std::string& strComponent, const std::string& strVersion, const std::string& strPath,
                      bool bSoft = false)
 {
-    DependencySpec dependency;
+    DependencyRecipe dependency;
     dependency.bSoft = bSoft;
     dependency.strComponentID = strComponent;
     dependency.strVersion = strVersion;
@@ -88,13 +88,13 @@ protected:
         m_strMachine = MachineInventory(strDevices);
     }
 
-    void Target(const std::vector<DependencySpec>& vNeeds, const std::string& strInstalled = "")
+    void Target(const std::vector<DependencyRecipe>& vNeeds, const std::string& strInstalled = "")
     {
         WritePackage(m_target.Path(),
                      Updates("", "100", "9.0", vNeeds, strInstalled.empty() ? InstalledAll() : strInstalled));
     }
 
-    void Add(const PackageSpec& spec) { WritePackage(m_repository.Path(), spec); }
+    void Add(const PackageRecipe& recipe) { WritePackage(m_repository.Path(), recipe); }
 
     SPlan Plan(bool bHard = true, bool bSoft = false, bool bWithCatalog = false)
     {
@@ -236,7 +236,7 @@ TEST_F(PlannerTest, PlansTheRestWhenOnePackageIsMissing)
 TEST_F(PlannerTest, CannotBeTrustedWhenAPrerequisitesInventoryFails)
 {
     Target({Needs("101", "2.0", "P101")});
-    PackageSpec broken = Updates("P101", "101", "2.0", {Needs("102", "2.0", "P102")}, "");
+    PackageRecipe broken = Updates("P101", "101", "2.0", {Needs("102", "2.0", "P102")}, "");
     broken.vReleases[0].strInventory = "<SPStatus result=\"false\"><Message>no answer</Message></SPStatus>\n";
     Add(broken);
     Add(Updates("P102", "102", "2.0", {}, InstalledAll()));
@@ -251,7 +251,7 @@ TEST_F(PlannerTest, CannotBeTrustedWhenAPrerequisitesInventoryFails)
 TEST_F(PlannerTest, RefusesToDowngradeAnotherComponent)
 {
     Target({Needs("101", "2.0", "P101")}, InstalledAll(InstalledComponent("300", "9.0")));
-    PackageSpec bundle = Updates("P101", "101", "2.0", {}, InstalledAll());
+    PackageRecipe bundle = Updates("P101", "101", "2.0", {}, InstalledAll());
     bundle.vDevices.push_back({"300", {}});
     Add(bundle);
     const SPlan plan = Plan();
@@ -262,7 +262,7 @@ TEST_F(PlannerTest, RefusesToDowngradeAnotherComponent)
 TEST_F(PlannerTest, CannotBeTrustedWhereAStepMayAddWhatALaterDependencyNeedsNewer)
 {
     Target({Needs("101", "2.0", "P101"), Needs("300", "5.0", "P300")});
-    PackageSpec bundle = Updates("P101", "101", "2.0", {}, InstalledAll());
+    PackageRecipe bundle = Updates("P101", "101", "2.0", {}, InstalledAll());
     bundle.vDevices.push_back({"300", {}});
     Add(bundle);
     const SPlan plan = Plan();

@@ -39,15 +39,15 @@ TEST(RepoCheckCommand, IsCleanOnTheExampleRepository)
 TEST(RepoCheckCommand, ReportsFindingsAsTextJsonAndSarifWithTheirLines)
 {
     TempDir repository;
-    PackageSpec spec;
-    spec.strPath = "FW/top";
-    spec.vDevices = {{"1", {}}};
-    DependencySpec missing;
+    PackageRecipe recipe;
+    recipe.strPath = "FW/top";
+    recipe.vDevices = {{"1", {}}};
+    DependencyRecipe missing;
     missing.strComponentID = "2";
     missing.strVersion = "1.0";
     missing.strPath = "FW\\gone";
-    spec.vDependencies = {missing};
-    WritePackage(repository.Path(), spec);
+    recipe.vDependencies = {missing};
+    WritePackage(repository.Path(), recipe);
     SRepoCheckOptions options;
     options.strRepository = repository.Path();
     std::string strOut;

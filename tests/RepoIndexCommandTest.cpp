@@ -18,13 +18,13 @@ int RunIndex(const SRepoIndexOptions& options, std::string& strOut, std::string&
 
 void AddPackages(const std::string& strRepository)
 {
-    PackageSpec spec;
-    spec.vDevices = {{"1", {}}};
-    spec.strPath = "A";
-    WritePackage(strRepository, spec);
-    spec.strPath = "B.tar.xz";
-    spec.eFormat = PackageFormat::TarXz;
-    WritePackage(strRepository, spec);
+    PackageRecipe recipe;
+    recipe.vDevices = {{"1", {}}};
+    recipe.strPath = "A";
+    WritePackage(strRepository, recipe);
+    recipe.strPath = "B.tar.xz";
+    recipe.eFormat = PackageFormat::TarXz;
+    WritePackage(strRepository, recipe);
 }
 } // namespace
 

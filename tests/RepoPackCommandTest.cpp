@@ -17,13 +17,13 @@ int RunPack(const SRepoPackOptions& options, std::string& strOut, std::string& s
 
 void AddPackages(const std::string& strRepository)
 {
-    PackageSpec spec;
-    spec.vDevices = {{"1", {}}};
-    spec.strPath = "A";
-    WritePackage(strRepository, spec);
-    spec.strPath = "B.tar.gz";
-    spec.eFormat = PackageFormat::TarGzip;
-    WritePackage(strRepository, spec);
+    PackageRecipe recipe;
+    recipe.vDevices = {{"1", {}}};
+    recipe.strPath = "A";
+    WritePackage(strRepository, recipe);
+    recipe.strPath = "B.tar.gz";
+    recipe.eFormat = PackageFormat::TarGzip;
+    WritePackage(strRepository, recipe);
     MakeDirectory(strRepository + "/C");
     WriteFile(strRepository + "/C/package.xml", "not XML");
 }

@@ -12,10 +12,10 @@ namespace
 {
 void AddPackage(const std::string& strRepository, const std::string& strPath)
 {
-    PackageSpec spec;
-    spec.strPath = strPath;
-    spec.vDevices = {{"1", {}}};
-    WritePackage(strRepository, spec);
+    PackageRecipe recipe;
+    recipe.strPath = strPath;
+    recipe.vDevices = {{"1", {}}};
+    WritePackage(strRepository, recipe);
 }
 } // namespace
 

@@ -16,13 +16,13 @@ namespace
 // A directory package with a collector, and an xz archive package.
 void WriteRepository(const std::string& strRepository)
 {
-    PackageSpec spec;
-    spec.strPath = "FOLDER01/FW/A";
-    spec.vDevices = {{"101", {}}};
-    spec.vDependencies = {{false, "102", "FRMW", "2.0", "FOLDER02\\B.tar.xz", "INV", "B", "", {}, ""}};
-    spec.vReleases = {{"INV", InstalledComponent("102", "1.0"), "a"}};
-    WritePackage(strRepository, spec);
-    PackageSpec archive;
+    PackageRecipe recipe;
+    recipe.strPath = "FOLDER01/FW/A";
+    recipe.vDevices = {{"101", {}}};
+    recipe.vDependencies = {{false, "102", "FRMW", "2.0", "FOLDER02\\B.tar.xz", "INV", "B", "", {}, ""}};
+    recipe.vReleases = {{"INV", InstalledComponent("102", "1.0"), "a"}};
+    WritePackage(strRepository, recipe);
+    PackageRecipe archive;
     archive.strPath = "FOLDER02/B.tar.xz";
     archive.eFormat = PackageFormat::TarXz;
     archive.strVersion = "2.0";

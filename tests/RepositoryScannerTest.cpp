@@ -17,13 +17,13 @@ class RepositoryScannerTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        PackageSpec spec;
-        spec.vDevices = {{"1", {}}};
-        spec.strPath = "A";
-        WritePackage(m_repository.Path(), spec);
-        spec.strPath = "B.tgz";
-        spec.eFormat = PackageFormat::TarGzip;
-        WritePackage(m_repository.Path(), spec);
+        PackageRecipe recipe;
+        recipe.vDevices = {{"1", {}}};
+        recipe.strPath = "A";
+        WritePackage(m_repository.Path(), recipe);
+        recipe.strPath = "B.tgz";
+        recipe.eFormat = PackageFormat::TarGzip;
+        WritePackage(m_repository.Path(), recipe);
     }
 
     SRepositoryContent Scan(CRepositoryScanner::EMode eMode, const SCatalog* pCatalog, bool bDigests = true)
@@ -83,10 +83,10 @@ TEST_F(RepositoryScannerTest, TrustsTheCatalogOnlyWhereItDescribesTheTree)
     ghost.strPath = "ghost";
     catalog.vPackages.push_back(ghost);
     Touch("B.tgz");
-    PackageSpec spec;
-    spec.vDevices = {{"2", {}}};
-    spec.strPath = "C";
-    WritePackage(m_repository.Path(), spec);
+    PackageRecipe recipe;
+    recipe.vDevices = {{"2", {}}};
+    recipe.strPath = "C";
+    WritePackage(m_repository.Path(), recipe);
     const SRepositoryContent content = Scan(CRepositoryScanner::EMode::Trust, &catalog, false);
     ASSERT_EQ(content.vPackages.size(), 1u);
     EXPECT_EQ(content.vPackages[0].strPath, "A");

@@ -13,17 +13,17 @@ using namespace vextest;
 TEST(RepositoryWalk, FindsDirectoryAndArchivePackagesWhateverTheirNames)
 {
     TempDir repository;
-    PackageSpec spec;
-    spec.vDevices = {{"1", {}}};
+    PackageRecipe recipe;
+    recipe.vDevices = {{"1", {}}};
     for (const auto& entry :
          std::vector<std::pair<std::string, PackageFormat>>{{"A/dir-package", PackageFormat::Directory},
                                                             {"A/B/firmware.BIN", PackageFormat::TarGzip},
                                                             {"C/plain", PackageFormat::Tar},
                                                             {"C/compressed.tar.xz", PackageFormat::TarXz}})
     {
-        spec.strPath = entry.first;
-        spec.eFormat = entry.second;
-        WritePackage(repository.Path(), spec);
+        recipe.strPath = entry.first;
+        recipe.eFormat = entry.second;
+        WritePackage(repository.Path(), recipe);
     }
     WriteFile(repository.File("catalog.json"), "{}");
     WriteFile(repository.File("A/notes.txt.gz"), Gzip("not an archive, although compressed"));

@@ -215,16 +215,16 @@ std::string MachinePCI(const std::string& strPCI)
     return "  <Device " + PCIAttributes(strPCI) + "><Application componentType=\"FRMW\" version=\"1\"/></Device>\n";
 }
 
-std::string PackageXml(const PackageSpec& spec)
+std::string PackageXml(const PackageRecipe& recipe)
 {
     std::string strXml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SoftwareComponent schemaVersion=\"2.0\" "
                          "packageID=\"P\" vendorVersion=\"" +
-                         Escape(spec.strVersion) + "\">\n  <Name><Display lang=\"en\">" + Escape(spec.strDisplay) +
-                         "</Display></Name>\n  <ComponentType value=\"" + Escape(spec.strComponentType) +
+                         Escape(recipe.strVersion) + "\">\n  <Name><Display lang=\"en\">" + Escape(recipe.strDisplay) +
+                         "</Display></Name>\n  <ComponentType value=\"" + Escape(recipe.strComponentType) +
                          "\"><Display lang=\"en\">T</Display></ComponentType>\n  <SupportedDevices>\n";
-    for (std::size_t nDevice = 0; nDevice < spec.vDevices.size(); ++nDevice)
+    for (std::size_t nDevice = 0; nDevice < recipe.vDevices.size(); ++nDevice)
     {
-        const DeviceSpec& device = spec.vDevices[nDevice];
+        const DeviceRecipe& device = recipe.vDevices[nDevice];
         strXml += "    <Device componentID=\"" + Escape(device.strComponentID) +
                   "\">\n      <Display lang=\"en\">Device " + Escape(device.strComponentID) + "</Display>\n";
         for (const std::string& strPCI : device.vPCI)
@@ -233,7 +233,7 @@ std::string PackageXml(const PackageSpec& spec)
         }
         if (nDevice == 0)
         {
-            for (const DependencySpec& dependency : spec.vDependencies)
+            for (const DependencyRecipe& dependency : recipe.vDependencies)
             {
                 const std::string strTag = dependency.bSoft ? "SoftDependency" : "Dependency";
                 strXml += "      <" + strTag + " componentID=\"" + Escape(dependency.strComponentID) +
@@ -273,16 +273,16 @@ std::string PackageXml(const PackageSpec& spec)
     return strXml + "  </SupportedDevices>\n</SoftwareComponent>\n";
 }
 
-void WritePackage(const std::string& strRepository, const PackageSpec& spec)
+void WritePackage(const std::string& strRepository, const PackageRecipe& recipe)
 {
     TempDir staging;
-    const std::string strBuild = spec.eFormat == PackageFormat::Directory
-                                     ? (spec.strPath.empty() ? strRepository : strRepository + "/" + spec.strPath)
+    const std::string strBuild = recipe.eFormat == PackageFormat::Directory
+                                     ? (recipe.strPath.empty() ? strRepository : strRepository + "/" + recipe.strPath)
                                      : staging.Path();
     RunCommand({"/bin/mkdir", "-p", strBuild}, "/");
-    WriteFile(strBuild + "/package.xml", PackageXml(spec));
-    WriteFile(strBuild + "/payload.bin", "payload of " + spec.strPath + "\n");
-    for (const ReleaseSpec& release : spec.vReleases)
+    WriteFile(strBuild + "/package.xml", PackageXml(recipe));
+    WriteFile(strBuild + "/payload.bin", "payload of " + recipe.strPath + "\n");
+    for (const ReleaseRecipe& release : recipe.vReleases)
     {
         RunCommand({"/bin/mkdir", "-p", strBuild + "/" + release.strReleaseID}, "/");
         WriteFile(strBuild + "/" + release.strReleaseID + "/PIEConfig.xml",
@@ -293,20 +293,20 @@ void WritePackage(const std::string& strRepository, const PackageSpec& spec)
                       release.strInventory + "</SVMInventory>\nEOF\n",
                   true);
     }
-    if (spec.eFormat == PackageFormat::Directory)
+    if (recipe.eFormat == PackageFormat::Directory)
     {
         return;
     }
     std::string strArchive = TarArchive(TarEntriesOf(strBuild));
-    if (spec.eFormat == PackageFormat::TarGzip)
+    if (recipe.eFormat == PackageFormat::TarGzip)
     {
         strArchive = Gzip(strArchive);
     }
-    else if (spec.eFormat == PackageFormat::TarXz)
+    else if (recipe.eFormat == PackageFormat::TarXz)
     {
         strArchive = Xz(strArchive);
     }
-    const std::string strTarget = strRepository + "/" + spec.strPath;
+    const std::string strTarget = strRepository + "/" + recipe.strPath;
     const std::size_t nSlash = strTarget.rfind('/');
     RunCommand({"/bin/mkdir", "-p", strTarget.substr(0, nSlash)}, "/");
     WriteFile(strTarget, strArchive);

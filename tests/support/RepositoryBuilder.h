@@ -35,14 +35,14 @@ std::string Xz(const std::string& strData);
 
 // A device of a package: its component ID, and PCI identities as
 // "vendor:device:subvendor:subdevice".
-struct DeviceSpec
+struct DeviceRecipe
 {
     std::string strComponentID;
     std::vector<std::string> vPCI;
 };
 
 // A dependency a package declares.
-struct DependencySpec
+struct DependencyRecipe
 {
     bool bSoft = false;
     std::string strComponentID;
@@ -58,7 +58,7 @@ struct DependencySpec
 
 // A release directory: its collector writes the inventory document and,
 // when the environment names VEXDEP_TEST_RUN_LOG, appends its name there.
-struct ReleaseSpec
+struct ReleaseRecipe
 {
     std::string strReleaseID = "INV";
     std::string strInventory; // the Device elements of the document
@@ -73,21 +73,21 @@ enum class PackageFormat
     TarXz
 };
 
-struct PackageSpec
+struct PackageRecipe
 {
     std::string strPath; // relative to the repository
     PackageFormat eFormat = PackageFormat::Directory;
     std::string strDisplay = "Package";
     std::string strComponentType = "FRMW";
     std::string strVersion = "1.0";
-    std::vector<DeviceSpec> vDevices;
+    std::vector<DeviceRecipe> vDevices;
     // Dependencies belong to the first device.
-    std::vector<DependencySpec> vDependencies;
-    std::vector<ReleaseSpec> vReleases;
+    std::vector<DependencyRecipe> vDependencies;
+    std::vector<ReleaseRecipe> vReleases;
 };
 
-// The package description of a spec.
-std::string PackageXml(const PackageSpec& spec);
+// The package description of a recipe.
+std::string PackageXml(const PackageRecipe& recipe);
 // An installed instance for a collector's document: a component ...
 std::string InstalledComponent(const std::string& strComponentID, const std::string& strVersion,
                                const std::string& strType = "FRMW");
@@ -101,7 +101,7 @@ std::string MachinePCI(const std::string& strPCI);
 
 // Writes the package below strRepository (or, with an empty path, into
 // strRepository itself as a package directory).
-void WritePackage(const std::string& strRepository, const PackageSpec& spec);
+void WritePackage(const std::string& strRepository, const PackageRecipe& recipe);
 } // namespace vextest
 
 #endif // VEXDEP_REPOSITORYBUILDER_H
