@@ -110,7 +110,7 @@ TEST(PackedRepositoryTree, HoldsWhatUnpackingTheArchiveWithTarMakes)
     ASSERT_TRUE(Load(strArchive, packed, strError)) << strError;
     std::size_t nCompared = 0;
     ExpectSameTree(CDiskRepositoryTree(unpacked.File("tree")), packed, "", nCompared);
-    EXPECT_EQ(nCompared, packed.MemberCount() + 1);
+    EXPECT_EQ(nCompared, packed.EntryCount() + 1);
     EXPECT_EQ(nCompared, 12u);
 }
 
@@ -282,5 +282,5 @@ TEST(PackedRepositoryTree, TakesMoreMembersThanAPackageArchiveMay)
     CPackedRepositoryTree tree;
     std::string strError;
     ASSERT_TRUE(Load(writer.Finish(), tree, strError)) << strError;
-    EXPECT_EQ(tree.MemberCount(), 10006u);
+    EXPECT_EQ(tree.EntryCount(), 10006u);
 }

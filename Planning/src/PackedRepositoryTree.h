@@ -38,7 +38,8 @@ public:
                          std::string& strError) const override;
     std::unique_ptr<IFileInput> OpenFile(const std::string& strPath, std::string& strError) const override;
 
-    std::size_t MemberCount() const { return m_mapNodes.size() - 1; }
+    // The entries below the root, directories the members only imply included.
+    std::size_t EntryCount() const { return m_mapNodes.size() - 1; }
 
 private:
     struct SNode
