@@ -10,6 +10,7 @@
 #include "Catalog.h"
 #include "RepositoryBuilder.h"
 #include "RepositoryLoader.h"
+#include "RepositoryPacker.h"
 #include "Scenarios.h"
 #include "SmbiosBuilder.h"
 #include "TestSupport.h"
@@ -308,7 +309,8 @@ void SeedVersions()
         Seed(strTarget, "pair-" + std::to_string(n++), pair.first + std::string(1, '\0') + pair.second);
     }
 }
-// The repository reader's target: '\0' and an archive, '\1' and a catalog.
+// The repository reader's target: '\0' and an archive, '\1' and a catalog,
+// '\2' and a packed repository.
 void SeedRepositories()
 {
     const std::string strTarget = "RepositoryReaderFuzzer";
@@ -352,6 +354,26 @@ void SeedRepositories()
         catalog.vPackages = load.content.vPackages;
         catalog.vRefused = {SRefusedPackage{"bad.tar", "the archive member \"x\" is a symbolic link"}};
         Seed(strTarget, "catalog-example", std::string(1, '\1') + CCatalog::ToText(catalog));
+    }
+    // The example repository packed, and packed trees that only imply
+    // directories, name one twice or put a member below a file.
+    std::string strPacked;
+    SRepositoryPack pack;
+    if (CRepositoryPacker(strRepository).Pack(strPacked, pack, strError) == CRepositoryPacker::EOutcome::Packed)
+    {
+        Seed(strTarget, "packed-example", std::string(1, '\2') + strPacked);
+    }
+    const std::vector<std::pair<std::string, std::vector<TarEntry>>> vPackedTrees = {
+        {"implied",
+         {{"catalog.json", '0', "{}", 0644, ""},
+          {"F/A/package.xml", '0', strPackage, 0644, ""},
+          {"F/A/REL/PIEConfig.xml", '0', "<PIEConfig/>", 0644, ""}}},
+        {"twice", {{"A/package.xml", '0', strPackage, 0644, ""}, {"A/package.xml", '0', strPackage, 0644, ""}}},
+        {"below-a-file", {{"A", '0', "x", 0644, ""}, {"A/package.xml", '0', strPackage, 0644, ""}}},
+    };
+    for (const auto& tree : vPackedTrees)
+    {
+        Seed(strTarget, "packed-" + tree.first, std::string(1, '\2') + Gzip(TarArchive(tree.second)));
     }
     Seed(strTarget, "catalog-empty",
          std::string(1, '\1') + "{\"schemaVersion\": 1, \"kind\": \"vexinspect-catalog\", \"repository\": \"r\", "
